@@ -1,0 +1,13 @@
+# Every dependency comes from the system's packages; nothing is downloaded at build time.
+find_package(Threads REQUIRED)
+if(OSTRELJET_BUILD_CLI)
+  find_package(CLI11 REQUIRED)
+  find_package(nlohmann_json 3 REQUIRED)
+  find_package(fmt REQUIRED)
+endif()
+if(OSTRELJET_BUILD_TESTS)
+  find_package(GTest REQUIRED)
+endif()
+if(OSTRELJET_BUILD_BENCH)
+  find_package(benchmark REQUIRED)
+endif()
