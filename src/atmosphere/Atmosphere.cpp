@@ -1,0 +1,139 @@
+#include "ostreljet/atmosphere/Atmosphere.hpp"
+
+#include <cmath>
+
+namespace ostreljet {
+
+namespace {
+
+constexpr double kPi = 3.14159265358979;                   // -
+constexpr double kDegreesToRadians = 0.017453292519943278; // rad per degree
+constexpr double kGasConstant = 8.31434;                   // J/(mol K)
+static_assert(kDegreesToRadians == kPi / 180.0, "degrees are converted with the same pi everywhere");
+
+} // namespace
+
+Atmosphere::Atmosphere() : location_(0.0, 0.0, 0.0) {}
+
+// Evaluates the air at a point.
+// Phases: store the point; wind speed at its height, turned to the bearing; temperature; density from the
+// ideal-gas law at the fixed pressure; eddy diffusivity.
+void Atmosphere::setLocation(const vector3 &p) {
+    location_ = p;
+    const double z = location_.z();
+    const double u = CAtmosSurfaceLayerProf::windSpeed(z);
+    const double bearing = referenceWindBearing_ * kDegreesToRadians;
+    setVelocity(vector3(u * std::sin(bearing), u * std::cos(bearing), 0.0));
+    const double t = CAtmosSurfaceLayerProf::temperature(z);
+    setTemperature(t);
+    setDensity(pressure_ * molecularWeight_ / (t * kGasConstant));
+    eddyDiffusivity_ = CAtmosSurfaceLayerProf::eddyDiffusivity(z);
+}
+
+const vector3 &Atmosphere::location() const {
+    return location_;
+}
+
+void Atmosphere::setReferenceTemperature(double temperature) {
+    referenceTemperature_ = temperature;
+    setTemperature(temperature);
+    rebuildProfile();
+}
+
+void Atmosphere::setSurfaceRoughness(double roughness) {
+    surfaceRoughness_ = roughness;
+    rebuildProfile();
+}
+
+void Atmosphere::setReferenceWindHeight(double height) {
+    referenceWindHeight_ = height;
+    rebuildProfile();
+}
+
+void Atmosphere::setReferenceWindSpeed(double speed) {
+    referenceWindSpeed_ = speed;
+    rebuildProfile();
+}
+
+void Atmosphere::setPasquillStability(std::int32_t stabilityClass) {
+    pasquillStability_ = stabilityClass;
+    boundaryLayerHeight_ = boundaryLayerHeightFor(stabilityClass);
+    rebuildProfile();
+}
+
+void Atmosphere::setMolecularWeight(double molecularWeight) {
+    molecularWeight_ = molecularWeight;
+}
+void Atmosphere::setPressure(double pressure) {
+    pressure_ = pressure;
+}
+void Atmosphere::setReferenceWindBearing(double bearing) {
+    referenceWindBearing_ = bearing;
+}
+
+std::int32_t Atmosphere::pasquillStability() const {
+    return pasquillStability_;
+}
+double Atmosphere::surfaceRoughness() const {
+    return surfaceRoughness_;
+}
+double Atmosphere::molecularWeight() const {
+    return molecularWeight_;
+}
+double Atmosphere::pressure() const {
+    return pressure_;
+}
+double Atmosphere::referenceWindSpeed() const {
+    return referenceWindSpeed_;
+}
+double Atmosphere::referenceWindHeight() const {
+    return referenceWindHeight_;
+}
+double Atmosphere::referenceTemperature() const {
+    return referenceTemperature_;
+}
+double Atmosphere::referenceWindBearing() const {
+    return referenceWindBearing_;
+}
+double Atmosphere::eddyDiffusivity() const {
+    return eddyDiffusivity_;
+}
+double Atmosphere::boundaryLayerHeight() const {
+    return boundaryLayerHeight_;
+}
+
+double Atmosphere::windSpeedAt(double z) {
+    return CAtmosSurfaceLayerProf::windSpeed(z);
+}
+double Atmosphere::temperatureAt(double z) {
+    return CAtmosSurfaceLayerProf::temperature(z);
+}
+double Atmosphere::eddyDiffusivityAt(double z) {
+    return CAtmosSurfaceLayerProf::eddyDiffusivity(z);
+}
+
+double Atmosphere::boundaryLayerHeightFor(std::int32_t stabilityClass) {
+    switch (stabilityClass) {
+    case PASQUILL_A:
+        return 2500.0;
+    case PASQUILL_B:
+        return 1500.0;
+    case PASQUILL_C:
+        return 800.0;
+    case PASQUILL_D:
+        return 500.0;
+    case PASQUILL_E:
+        return 300.0;
+    case PASQUILL_F:
+        return 200.0;
+    default:
+        return 2500.0;
+    }
+}
+
+void Atmosphere::rebuildProfile() {
+    initialise(pasquillStability_, 0.0, referenceWindHeight_, surfaceRoughness_, referenceWindBearing_,
+               referenceWindSpeed_, referenceTemperature_);
+}
+
+} // namespace ostreljet
