@@ -1,0 +1,99 @@
+#include "ostreljet/component/AtmosphereProfile.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+using namespace ostreljet;
+
+// Reference figures were worked out independently in python3 from the profile's formulas.
+
+TEST(AtmosphereProfile, DefaultsAreNeutralFiveMetresPerSecondAtTenMetres) {
+    const AtmosphereProfileInputs inputs;
+    EXPECT_EQ(inputs.pasquillStability, PASQUILL_D);
+    EXPECT_EQ(inputs.surfaceRoughness, 0.1);
+    EXPECT_EQ(inputs.referenceWindSpeed, 5.0);
+    EXPECT_EQ(inputs.referenceWindHeight, 10.0);
+    EXPECT_EQ(inputs.referenceWindBearing, 90.0);
+    EXPECT_EQ(inputs.referenceTemperature, 288.15);
+    EXPECT_EQ(inputs.pressure, 101325.0);
+    EXPECT_EQ(inputs.molecularWeight, 0.02896);
+    EXPECT_TRUE(inputs.heights.empty());
+}
+
+TEST(AtmosphereProfile, ClassDGivesTheClassHeightAndNeutralRows) {
+    AtmosphereProfileInputs inputs;
+    inputs.heights = {10.0, 50.0};
+    const AtmosphereProfile profile = computeAtmosphereProfile(inputs);
+    EXPECT_EQ(profile.boundaryLayerHeight, 500.0); // the class's, not the 1000 m of a new atmosphere
+    EXPECT_EQ(profile.inverseObukhovLength, 0.0);
+    EXPECT_NEAR(profile.frictionVelocity, 0.3800076716653453, 1e-15);
+    EXPECT_EQ(profile.temperatureScale, 0.0);
+    EXPECT_EQ(profile.surfaceTemperature, 288.15);
+    ASSERT_EQ(profile.rows.size(), 2u);
+    EXPECT_EQ(profile.rows[0].z, 10.0);
+    EXPECT_NEAR(profile.rows[0].windSpeed, 5.0, 1e-12);
+    const AtmosphereProfileRow &row = profile.rows[1];
+    EXPECT_EQ(row.z, 50.0);
+    EXPECT_NEAR(row.windSpeed, 6.747425010840047, 1e-11);
+    EXPECT_NEAR(row.windX, 6.747425010840047, 1e-11);
+    EXPECT_NEAR(row.windY, 0.0, 1e-13);
+    EXPECT_EQ(row.temperature, 288.15);
+    EXPECT_NEAR(row.density, 1.224810119238344, 1e-12);
+    EXPECT_NEAR(row.eddyDiffusivity, 6.650134254143543, 1e-12);
+}
+
+TEST(AtmosphereProfile, ClassesAAndFAtFiftyMetres) {
+    AtmosphereProfileInputs inputs;
+    inputs.heights = {50.0};
+    inputs.pasquillStability = PASQUILL_A;
+    const AtmosphereProfile a = computeAtmosphereProfile(inputs);
+    EXPECT_EQ(a.boundaryLayerHeight, 2500.0);
+    EXPECT_NEAR(a.inverseObukhovLength, -0.1220690300077079, 1e-15);
+    EXPECT_NEAR(a.frictionVelocity, 0.5053696968198479, 1e-12);
+    EXPECT_NEAR(a.surfaceTemperature, 329.6672171260103, 1e-9);
+    EXPECT_NEAR(a.temperatureScale, -2.9944076920800704, 1e-11);
+    EXPECT_NEAR(a.rows[0].windSpeed, 5.918433849774423, 1e-11);
+    EXPECT_NEAR(a.rows[0].temperature, 285.85896944258, 1e-9);
+
+    inputs.pasquillStability = PASQUILL_F;
+    const AtmosphereProfile f = computeAtmosphereProfile(inputs);
+    EXPECT_EQ(f.boundaryLayerHeight, 200.0);
+    EXPECT_NEAR(f.frictionVelocity, 0.21869182574913823, 1e-12);
+    EXPECT_NEAR(f.surfaceTemperature, 279.9844404030987, 1e-9);
+    EXPECT_NEAR(f.temperatureScale, 0.28481797148002214, 1e-12);
+    EXPECT_NEAR(f.rows[0].windSpeed, 10.600857409296005, 1e-10);
+    EXPECT_NEAR(f.rows[0].temperature, 300.62870563037836, 1e-9);
+}
+
+TEST(AtmosphereProfile, EveryInputReachesTheRows) {
+    AtmosphereProfileInputs inputs;
+    inputs.referenceWindSpeed = 3.0;
+    inputs.referenceWindHeight = 20.0;
+    inputs.referenceWindBearing = 180.0;
+    inputs.referenceTemperature = 300.0;
+    inputs.pressure = 90000.0;
+    inputs.molecularWeight = 0.03;
+    inputs.surfaceRoughness = 0.5;
+    inputs.heights = {20.0, 0.5, 0.2};
+    const AtmosphereProfile profile = computeAtmosphereProfile(inputs);
+    EXPECT_NEAR(profile.frictionVelocity, 0.35 * 3.0 / std::log(40.0), 1e-15);
+    const AtmosphereProfileRow &top = profile.rows[0];
+    EXPECT_NEAR(top.windSpeed, 3.0, 1e-12);
+    EXPECT_NEAR(top.windX, 0.0, 1e-12); // blowing towards -y
+    EXPECT_NEAR(top.windY, -3.0, 1e-12);
+    EXPECT_EQ(top.temperature, 300.0);
+    EXPECT_NEAR(top.density, 90000.0 * 0.03 / (300.0 * 8.31434), 1e-14);
+    // At and below the roughness length there is no wind.
+    EXPECT_EQ(profile.rows[1].windSpeed, 0.0);
+    EXPECT_EQ(profile.rows[2].windX, 0.0);
+}
+
+TEST(AtmosphereProfile, ZeroRoughnessGivesNonFiniteValuesSilently) {
+    AtmosphereProfileInputs inputs;
+    inputs.surfaceRoughness = 0.0;
+    inputs.heights = {50.0};
+    const AtmosphereProfile profile = computeAtmosphereProfile(inputs);
+    EXPECT_EQ(profile.frictionVelocity, 0.0);
+    EXPECT_TRUE(std::isnan(profile.rows[0].windSpeed));
+}
