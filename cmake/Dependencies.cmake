@@ -1,8 +1,8 @@
 # Every dependency comes from the system's packages; nothing is downloaded at build time.
 find_package(Threads REQUIRED)
+find_package(nlohmann_json 3 REQUIRED)
 if(OSTRELJET_BUILD_CLI)
   find_package(CLI11 REQUIRED)
-  find_package(nlohmann_json 3 REQUIRED)
   find_package(fmt REQUIRED)
 endif()
 if(OSTRELJET_BUILD_TESTS)

@@ -1,0 +1,165 @@
+#include "ostreljet/component/Scenario.hpp"
+
+#include "ostreljet/component/PropertyTable.hpp"
+
+#include <nlohmann/json.hpp>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace ostreljet {
+
+namespace {
+
+using json = nlohmann::ordered_json;
+
+// Line and column (both from 1) of a byte offset in the text.
+std::pair<std::size_t, std::size_t> lineAndColumn(std::string_view text, std::size_t offset) {
+    std::size_t line = 1;
+    std::size_t column = 1;
+    for (std::size_t i = 0; i < offset && i < text.size(); ++i) {
+        if (text[i] == '\n') {
+            ++line;
+            column = 1;
+        } else {
+            ++column;
+        }
+    }
+    return {line, column};
+}
+
+std::string describe(const json &value) {
+    std::string text = value.dump();
+    if (text.size() > 40) {
+        text = text.substr(0, 37) + "...";
+    }
+    return text;
+}
+
+double enumerationValue(const std::string &source, const std::string &key, const json &value,
+                        const std::vector<std::pair<std::string, int>> &names, int count,
+                        const char *expected) {
+    if (value.is_string()) {
+        const std::string &text = value.get_ref<const std::string &>();
+        for (const auto &[name, number] : names) {
+            if (text == name) {
+                return number;
+            }
+        }
+    } else if (value.is_number_integer() || value.is_number_unsigned()) {
+        const long long number = value.get<long long>();
+        if (number >= 0 && number < count) {
+            return static_cast<double>(number);
+        }
+    } else if (value.is_number_float()) {
+        const double number = value.get<double>();
+        if (number >= 0 && number < count && std::floor(number) == number) {
+            return number;
+        }
+    }
+    throw ScenarioError(source + ": \"" + key + "\" must be " + expected + ", not " + describe(value));
+}
+
+double inputValue(const std::string &source, const std::string &key, const PropertyTable::Property &property,
+                  const json &value) {
+    switch (property.type) {
+    case PropertyTable::Type::Pasquill:
+        return enumerationValue(source, key, value,
+                                {{"A", 0},
+                                 {"B", 1},
+                                 {"C", 2},
+                                 {"D", 3},
+                                 {"E", 4},
+                                 {"F", 5},
+                                 {"PASQUILL_A", 0},
+                                 {"PASQUILL_B", 1},
+                                 {"PASQUILL_C", 2},
+                                 {"PASQUILL_D", 3},
+                                 {"PASQUILL_E", 4},
+                                 {"PASQUILL_F", 5}},
+                                6, "one of \"A\"..\"F\", \"PASQUILL_A\"..\"PASQUILL_F\" or 0..5");
+    case PropertyTable::Type::TimeAveraging:
+        return enumerationValue(
+            source, key, value,
+            {{"short", 0}, {"long", 1}, {"SHORT_TIME_AVERAGING", 0}, {"LONG_TIME_AVERAGING", 1}}, 2,
+            "one of \"short\", \"long\", \"SHORT_TIME_AVERAGING\", \"LONG_TIME_AVERAGING\", 0 or 1");
+    case PropertyTable::Type::Double:
+        break;
+    }
+    if (!value.is_number()) {
+        throw ScenarioError(source + ": \"" + key + "\" must be a number, not " + describe(value));
+    }
+    const double number = value.get<double>();
+    if (!std::isfinite(number)) {
+        throw ScenarioError(source + ": \"" + key +
+                            "\" is outside the range of a double: " + describe(value));
+    }
+    return number;
+}
+
+} // namespace
+
+Scenario Scenario::fromFile(const std::string &path) {
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(path, error);
+    if (error || !std::filesystem::exists(status)) {
+        throw ScenarioError(path + ": no such file");
+    }
+    if (std::filesystem::is_directory(status)) {
+        throw ScenarioError(path + ": is a directory, not a scenario file");
+    }
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        throw ScenarioError(path + ": cannot be opened for reading");
+    }
+    std::ostringstream text;
+    text << in.rdbuf();
+    if (in.bad()) {
+        throw ScenarioError(path + ": read error");
+    }
+    return fromText(text.str(), path);
+}
+
+Scenario Scenario::fromText(std::string_view text, const std::string &sourceName) {
+    if (text.find_first_not_of(" \t\r\n") == std::string_view::npos) {
+        throw ScenarioError(sourceName + ": empty file; expected a JSON object of input properties");
+    }
+    json document;
+    try {
+        document = json::parse(text.begin(), text.end());
+    } catch (const json::parse_error &e) {
+        const auto [line, column] = lineAndColumn(text, e.byte == 0 ? 0 : e.byte - 1);
+        std::string what = e.what();
+        const std::size_t detail = what.find("syntax error");
+        throw ScenarioError(sourceName + ":" + std::to_string(line) + ":" + std::to_string(column) +
+                            ": not valid JSON (" +
+                            (detail == std::string::npos ? what : what.substr(detail)) + ")");
+    } catch (const json::exception &e) {
+        // Numbers beyond the double range and similar conversions.
+        throw ScenarioError(sourceName + ": not valid JSON (" + std::string(e.what()) + ")");
+    }
+    if (!document.is_object()) {
+        throw ScenarioError(sourceName + ": expected a JSON object of input properties, not " +
+                            std::string(document.type_name()));
+    }
+    Scenario scenario;
+    for (auto it = document.begin(); it != document.end(); ++it) {
+        const std::string &key = it.key();
+        const PropertyTable::Property *property = PropertyTable::find(key);
+        if (property == nullptr) {
+            throw ScenarioError(sourceName + ": unknown key \"" + key + "\"");
+        }
+        scenario.inputs_.emplace_back(key, inputValue(sourceName, key, *property, it.value()));
+    }
+    return scenario;
+}
+
+void Scenario::applyTo(JetModel &model) const {
+    for (const auto &[name, value] : inputs_) {
+        PropertyTable::find(name)->put(model, value);
+    }
+}
+
+} // namespace ostreljet

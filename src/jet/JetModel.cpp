@@ -1,0 +1,905 @@
+#include "ostreljet/jet/JetModel.hpp"
+
+#include <cmath>
+#include <cstdio>
+#include <new>
+#include <string>
+
+namespace ostreljet {
+
+namespace {
+
+// Literals of the model, kept exactly so that results match to the last digit.
+constexpr double pi = 3.14159265358979;
+constexpr double twoPi = 6.28318530717958;
+constexpr double minusPiG = -30.808499596326314; // -pi g, with g = 9.80665 m/s^2
+constexpr double gasConstant = 8.31434;          // J/(mol K)
+constexpr double degreesToRadians = 0.017453292519943278;
+constexpr double endOfArcLength = 10000.0; // m
+
+// Coefficients of the raised-cosine cross-section profiles.
+constexpr double k1 = 0.18266892;
+constexpr double k2 = 0.11028002;
+constexpr double k3 = 0.09676283;
+constexpr double k4 = 0.14867882;
+constexpr double k5 = 0.07160517;
+constexpr double k6 = 0.06562163;
+constexpr double k7 = 0.08617882;
+constexpr double k8 = 0.07878246;
+constexpr double k9 = 0.05679896;
+
+constexpr std::int32_t numberOfStateEquations = 9;
+constexpr std::int32_t numberOfStoppingFunctions = 5;
+constexpr int centrelineSolveAttempts = 1000;
+
+std::string formatDistance(const char *format, double s) {
+    char buffer[256];
+    std::snprintf(buffer, sizeof buffer, format, s);
+    return buffer;
+}
+
+} // namespace
+
+JetModel::JetModel()
+    : ODESolverDDRIV3(numberOfStateEquations), massIndex_(0), momentumXIndex_(1), momentumYIndex_(2),
+      momentumZIndex_(3), sourceGasIndex_(4), enthalpyIndex_(5), positionXIndex_(6), positionYIndex_(7),
+      positionZIndex_(8), xComponent_(1), yComponent_(2), zComponent_(3) {
+    setNumberOfRoots(numberOfStoppingFunctions);
+}
+
+JetModel::~JetModel() = default;
+
+// Atmospheric inputs live in the atmosphere.
+double JetModel::atmosphereMolecularWeight() const {
+    return atmosphere_.molecularWeight();
+}
+void JetModel::setAtmosphereMolecularWeight(double value) {
+    atmosphere_.setMolecularWeight(value);
+}
+double JetModel::atmospherePressure() const {
+    return atmosphere_.pressure();
+}
+void JetModel::setAtmospherePressure(double value) {
+    atmosphere_.setPressure(value);
+}
+double JetModel::atmosphereSpecificHeat() const {
+    return atmosphere_.specificHeat();
+}
+void JetModel::setAtmosphereSpecificHeat(double value) {
+    atmosphere_.setSpecificHeat(value);
+}
+double JetModel::atmosphereTemperature() const {
+    return atmosphere_.referenceTemperature();
+}
+void JetModel::setAtmosphereTemperature(double value) {
+    atmosphere_.setReferenceTemperature(value);
+}
+double JetModel::atmosphereSurfaceRoughness() const {
+    return atmosphere_.surfaceRoughness();
+}
+void JetModel::setAtmosphereSurfaceRoughness(double value) {
+    atmosphere_.setSurfaceRoughness(value);
+}
+double JetModel::referenceWindHeight() const {
+    return atmosphere_.referenceWindHeight();
+}
+void JetModel::setReferenceWindHeight(double value) {
+    atmosphere_.setReferenceWindHeight(value);
+}
+double JetModel::referenceWindSpeed() const {
+    return atmosphere_.referenceWindSpeed();
+}
+void JetModel::setReferenceWindSpeed(double value) {
+    atmosphere_.setReferenceWindSpeed(value);
+}
+double JetModel::referenceWindBearing() const {
+    return atmosphere_.referenceWindBearing();
+}
+void JetModel::setReferenceWindBearing(double value) {
+    atmosphere_.setReferenceWindBearing(value);
+}
+std::int32_t JetModel::pasquillStability() const {
+    return atmosphere_.pasquillStability();
+}
+void JetModel::setPasquillStability(std::int32_t value) {
+    atmosphere_.setPasquillStability(value);
+}
+
+// The source temperature and specific heat are those of the source gas record.
+double JetModel::sourceSpecificHeat() const {
+    return jetGas_.source().specificHeat();
+}
+void JetModel::setSourceSpecificHeat(double value) {
+    jetGas_.source().setSpecificHeat(value);
+}
+double JetModel::sourceTemperature() const {
+    return jetGas_.source().temperature();
+}
+void JetModel::setSourceTemperature(double value) {
+    jetGas_.source().setTemperature(value);
+}
+
+bool JetModel::runModel() {
+    resetModel();
+    solverState = 1;
+    if (!validateInputs()) {
+        return false;
+    }
+    integrate();
+    return true;
+}
+
+bool JetModel::validateInputs() {
+    struct Check {
+        bool fails;
+        const char *text;
+        std::int32_t code;
+    };
+    const double h = stackHeight_;
+    const double d = orificeDiameter_;
+    const double cd = dischargeCoefficient_;
+    const double theta = releaseAngle_;
+    const double m = massFlowrate_;
+    const double ms = sourceMolecularWeight_;
+    const double cps = sourceSpecificHeat();
+    const double gamma = sourceSpecificHeatRatio_;
+    const double ts = sourceTemperature();
+    const double u = atmosphere_.referenceWindSpeed();
+    const double zr = atmosphere_.referenceWindHeight();
+    const double z0 = atmosphere_.surfaceRoughness();
+    const double ca = atmosphere_.specificHeat();
+    const double ma = atmosphere_.molecularWeight();
+    // The temperature of the ambient air as the last location update left it, not the input field.
+    const double ta = atmosphere_.temperature();
+    const double p = atmosphere_.pressure();
+    const double cs = stoppingConcentration_;
+    const double phi = stackBearing_;
+    const double beta = atmosphere_.referenceWindBearing();
+    const Check checks[] = {
+        {h < 0.0 || h > 1000.0, "The stack height should lie between 0 and 1000m.", 4},
+        {d <= 0.0 || d > 100.0, "The orifice diameter should lie between 0 and 100m.", 5},
+        {cd <= 0.0 || cd > 1.0, "The discharge coefficient should lie between 0 and 1.", 6},
+        {theta < -180.0 || theta > 180.0, "The release angle should lie between -180 and 180 degrees.", 7},
+        {m <= 0.0, "The initial mass flowrate must be greater than 0Kg/s.", 8},
+        {ms < 0.002 || ms > 0.15,
+         "The molecular weight of the source should lie between 0.002 and 0.15kg/mol.", 9},
+        {cps < 100.0 || cps > 100000.0,
+         "The specific heat of the source should lie between 100 and 100000J/Kg K.", 10},
+        {gamma <= 1.0 || gamma > 1.7, "The specific heat ratio of the source should lie between 1 and 1.7.",
+         11},
+        {ts < 80.0 || ts > 2500.0, "The temperature of the source should lie between 80 and 2500K.", 12},
+        {u <= 0.0 || u > 20.0, "The reference wind speed should lie between 0 and 20m/s.", 13},
+        {zr <= 0.0 || zr > 200.0, "The reference wind height should lie between 0 and 200m.", 14},
+        {z0 < 0.0001 || z0 > 0.3, "The Surface Roughness Length should lie between 0.0001 and 0.3m.", 15},
+        {ca < 100.0 || ca > 100000.0, "The atmosphere specific heat should lie between 100 and 100000J/Kg K.",
+         16},
+        {ma < 0.002 || ma > 0.15, "The atmosphere molecular weight should lie between 0.002 and 0.15kg/mol.",
+         17},
+        {ta < 80.0 || ta > 2500.0, "The atmosphere temperature should lie between 80 and 2500K.", 20},
+        {p < 80000.0 || p > 120000.0, "The atmosphere pressure should lie between 80000 and 120000Pa.", 21},
+        {cs <= 0.0 || cs >= 1.0, "The stopping concentration should be greater than 0.", 22},
+        {phi < 0.0 || phi > 360.0, "The stack bearing should be between 0 and 360.", 23},
+        {beta < 0.0 || beta > 360.0, "The wind bearing should be between 0 and 360.", 24},
+        {std::fabs(stackLocationX_) > 1000000.0,
+         "The stack x location should be between -1000000 and 1000000m.", 18},
+        {std::fabs(stackLocationY_) > 1000000.0,
+         "The stack y location should be between -1000000 and 1000000m.", 19},
+        {theta == 0.0 && std::fabs(phi - beta) == 180.0,
+         "You can not release a gas directly into a crosswind, please modify input parameters", 3},
+    };
+    for (const Check &check : checks) {
+        if (check.fails) {
+            addMessage(check.text, 0, check.code);
+            return false;
+        }
+    }
+    return true;
+}
+
+void JetModel::resetModel() {
+    centrelineLocation_.clear();
+    centrelineVelocityVectors_.clear();
+    profileRadius_.clear();
+    centrelineConcentration_.clear();
+    centrelineTemperature_.clear();
+    arclength_.clear();
+    centrelineVelocity_.clear();
+    clearMessages();
+    jetGas_.reset();
+    atmosphere_.setLocation(vector3(0.0, 0.0, 0.0));
+    entrainmentRate_ = 0.0;
+    sourceRadius_ = 0.0;
+    centrelineVelocityValue_ = 0.0;
+    centrelineTemperatureValue_ = 0.0;
+    profileRadiusValue_ = 0.0;
+    maxProfileRadius_ = 0.0;
+    maxCentrelineHeight_ = 0.0;
+    radiusOfCurvature_ = 0.0;
+    centrelineMassFraction_ = 2.8;
+    centrelineConcentrationValue_ = 2.8;
+    centrelineToMeanRatio_ = 2.8;
+}
+
+std::int32_t JetModel::numberOfOutputSteps() const {
+    return static_cast<std::int32_t>(centrelineConcentration_.size());
+}
+
+double JetModel::profileRadius(std::int32_t outputStep) const {
+    return profileRadius_.data()[outputStep];
+}
+
+double JetModel::centrelineConcentration(std::int32_t outputStep) const {
+    return centrelineConcentration_.data()[outputStep];
+}
+
+double JetModel::centrelineTemperature(std::int32_t outputStep) const {
+    return centrelineTemperature_.data()[outputStep];
+}
+
+double JetModel::arclength(std::int32_t outputStep) const {
+    return arclength_.data()[outputStep];
+}
+
+double JetModel::centrelineLocation(std::int32_t index, std::int32_t outputStep) const {
+    return centrelineLocation_.data()[outputStep].data[index - 1];
+}
+
+double JetModel::centrelineVelocity(std::int32_t outputStep) const {
+    return centrelineVelocity_.data()[outputStep];
+}
+
+const char *JetModel::versionInfo() {
+    return "1.1.0.0";
+}
+
+double JetModel::windAlongAxis() const {
+    const vector3 tangent = jetGas_.current.velocity().unit();
+    return atmosphere_.velocity().dot(tangent);
+}
+
+double JetModel::windNormalToAxis() const {
+    const vector3 tangent = jetGas_.current.velocity().unit();
+    const vector3 &wind = atmosphere_.velocity();
+    return cross(wind, tangent).norm();
+}
+
+double JetModel::massFlux() const {
+    const Gas &gas = jetGas_.current;
+    const double b = jetGas_.radius();
+    return pi * b * b * gas.velocity().norm() * gas.density();
+}
+
+double JetModel::enthalpyFlux() const {
+    const Gas &gas = jetGas_.current;
+    return massFlux() * gas.specificHeat() * gas.temperature();
+}
+
+double JetModel::sourceGasFlux() const {
+    return massFlux() * jetGas_.current.massFraction();
+}
+
+vector3 JetModel::momentumFlux() const {
+    const double m = massFlux();
+    const vector3 &u = jetGas_.source().velocity();
+    return vector3(m * u.x(), m * u.y(), m * u.z());
+}
+
+void JetModel::updateJetState(const double *y) {
+    // Recompute the jet's gas, radius and curvature from a state vector.
+    // 1. Move the atmosphere to the centreline position.
+    // 2. Mass fraction, specific heat and temperature from the fluxes.
+    // 3. Density by ideal mixing of specific volumes at the jet temperature.
+    // 4. Velocity, radius and the radius of curvature, with the entrainment rate as last stored.
+    atmosphere_.setLocation(vector3(y[positionXIndex_], y[positionYIndex_], y[positionZIndex_]));
+    Gas &gas = jetGas_.current;
+    const double m = y[massIndex_];
+    const double f = y[sourceGasIndex_] / m;
+    const double cps = jetGas_.source().specificHeat();
+    const double cpa = atmosphere_.specificHeat();
+    const double cp = (cps - cpa) * f + cpa;
+    const double t = y[enthalpyIndex_] / (m * cp);
+    const double pa = atmosphere_.pressure();
+    const double rhoSource = pa * sourceMolecularWeight_ / (gasConstant * t);
+    const double rhoAirAtJetTemperature = pa * atmosphere_.molecularWeight() / (gasConstant * t);
+    const double rho =
+        1.0 / ((1.0 / rhoSource - 1.0 / rhoAirAtJetTemperature) * f + 1.0 / rhoAirAtJetTemperature);
+    gas.setMassFraction(f);
+    gas.setSpecificHeat(cp);
+    gas.setTemperature(t);
+    gas.setDensity(rho);
+
+    vector3 &u = gas.velocity();
+    u.data[0] = y[momentumXIndex_] / m;
+    u.data[1] = y[momentumYIndex_] / m;
+    u.data[2] = y[momentumZIndex_] / m;
+    const double speed = u.norm();
+    const double b = std::sqrt(m / (pi * rho * speed));
+    jetGas_.setRadius(b);
+
+    const vector3 &wind = atmosphere_.velocity();
+    const double e = entrainmentRate_;
+    const vector3 acceleration((wind.x() - u.x()) * e / m, (wind.y() - u.y()) * e / m,
+                               (minusPiG * b * b * (rho - atmosphere_.density()) - e * u.z()) / m);
+    radiusOfCurvature_ = std::pow(speed, 3.0) / cross(u, acceleration).norm();
+}
+
+void JetModel::calculateEntrainment(double s) {
+    // Entrainment rate per unit arc length.
+    // 1. Diffusive coefficient from the time averaging.
+    // 2. Effective exit speed: the source speed, capped by the source gas's sound speed in the local air.
+    // 3. Far-field factor on the jet-excess entrainment and crosswind factor that switches on the
+    //    wind-normal entrainment over the jet's development length.
+    // 4. Entrainment velocity from the along-axis excess and the normal wind; add ambient turbulence.
+    const double cd = timeAveraging_ == LONG_TIME_AVERAGING ? 2.0 : 0.2;
+    const Gas &gas = jetGas_.current;
+    const double speed = gas.velocity().norm();
+    const double ta = atmosphere_.temperature();
+    const double soundSpeed = std::sqrt(ta * sourceSpecificHeatRatio_ * gasConstant / sourceMolecularWeight_);
+    const double sourceSpeed = jetGas_.source().velocity().norm();
+    const double ue = soundSpeed <= sourceSpeed ? soundSpeed : sourceSpeed;
+
+    double f1 = 1.0;
+    if (speed > 0.0) {
+        f1 = ue / (3.7 * speed);
+        if (f1 >= 1.0) {
+            f1 = 1.0;
+        }
+    }
+
+    double f2 = 1.0;
+    const double diameter = 2.0 * sourceRadius_;
+    const double windSpeed = atmosphere_.velocity().norm();
+    const double rhoA = atmosphere_.density();
+    if (windSpeed > 0.0 && rhoA > 0.0) {
+        const double length = std::sqrt(jetGas_.source().density() / rhoA) * (ue / windSpeed) * diameter;
+        const double r = (s / length - 0.4) / 0.6;
+        if (r <= 0.0) {
+            f2 = 0.0;
+        } else if (r >= 1.0) {
+            f2 = 1.0;
+        } else {
+            f2 = r;
+        }
+    }
+
+    const double up = windAlongAxis();
+    const double un = windNormalToAxis();
+    const double ve = 0.07 * f1 * std::sqrt(std::fabs(speed * speed - up * up)) + 0.7 * f2 * un;
+    entrainmentRate_ = ve * std::sqrt(gas.density() * rhoA) * twoPi * jetGas_.radius() +
+                       cd * rhoA * atmosphere_.eddyDiffusivity();
+}
+
+void JetModel::calculateDerivatives(double t, const double *y, double *ydot) {
+    updateJetState(y);
+    calculateEntrainment(t);
+    const double e = entrainmentRate_;
+    const vector3 &wind = atmosphere_.velocity();
+    const Gas &gas = jetGas_.current;
+    const double b = jetGas_.radius();
+    const vector3 tangent = gas.velocity().unit();
+    ydot[massIndex_] = e;
+    ydot[momentumXIndex_] = wind.x() * e;
+    ydot[momentumYIndex_] = wind.y() * e;
+    ydot[momentumZIndex_] = minusPiG * b * b * (gas.density() - atmosphere_.density());
+    ydot[sourceGasIndex_] = atmosphere_.massFraction() * e;
+    ydot[enthalpyIndex_] = atmosphere_.specificHeat() * atmosphere_.temperature() * e;
+    ydot[positionXIndex_] = tangent.data[xComponent_ - 1];
+    ydot[positionYIndex_] = tangent.data[yComponent_ - 1];
+    ydot[positionZIndex_] = tangent.data[zComponent_ - 1];
+}
+
+double JetModel::chokedStagnationPressure() const {
+    const double gamma = sourceSpecificHeatRatio_;
+    const double ts = sourceTemperature();
+    const double ms = sourceMolecularWeight_;
+    const double radius = orificeDiameter_ / 2.0;
+    const double criticalSpeed = std::sqrt(2.0 * gamma * gasConstant * ts / ((gamma + 1.0) * ms));
+    return massFlowrate_ / (dischargeCoefficient_ * pi * radius * radius * (ms / (gasConstant * ts)) *
+                            std::pow(2.0 / (gamma + 1.0), 1.0 / (gamma - 1.0)) * criticalSpeed);
+}
+
+double JetModel::pseudoSourceVelocity(double stagnationPressure) const {
+    const double gamma = sourceSpecificHeatRatio_;
+    const double ts = sourceTemperature();
+    const double ms = sourceMolecularWeight_;
+    const double cd = dischargeCoefficient_;
+    const double criticalSpeed = std::sqrt(2.0 * gamma * gasConstant * ts / ((gamma + 1.0) * ms));
+    const double throatPressure = stagnationPressure * std::pow(2.0 / (gamma + 1.0), gamma / (gamma - 1.0));
+    const double throatDensity =
+        std::pow(2.0 / (gamma + 1.0), 1.0 / (gamma - 1.0)) * ms * stagnationPressure / (gasConstant * ts);
+    return cd * criticalSpeed +
+           (throatPressure - atmosphere_.pressure()) / (cd * throatDensity * criticalSpeed);
+}
+
+void JetModel::calculateExitConditions() {
+    // Conditions at the orifice, with a pseudo-source in place of a choked orifice.
+    // 1. Stagnation pressure that would pass the flow through a choked orifice, and the critical pressure.
+    // 2. Choked: the pseudo-source's speed, radius and density after expansion to ambient pressure.
+    //    Otherwise: ideal-gas density at the source temperature, the orifice radius, and a speed that the
+    //    discharge coefficient raises rather than the area it contracts.
+    // 3. Direction from the release angle and the stack bearing (from +y towards +x).
+    const double gamma = sourceSpecificHeatRatio_;
+    const double ms = sourceMolecularWeight_;
+    const double ts = sourceTemperature();
+    const double cd = dischargeCoefficient_;
+    const double d = orificeDiameter_;
+    const double pa = atmosphere_.pressure();
+    const double p0 = chokedStagnationPressure();
+    const double criticalPressure = pa * std::pow(2.0 / (gamma + 1.0), -gamma / (gamma - 1.0));
+
+    double rhoSource;
+    double b0;
+    double speed;
+    if (p0 > criticalPressure) {
+        speed = pseudoSourceVelocity(p0);
+        b0 = 0.5 * d * cd *
+             std::sqrt(std::pow(2.0 / (gamma + 1.0), 1.0 / (gamma - 1.0)) * (p0 / pa) * gamma /
+                       (1.0 + gamma * cd * cd));
+        rhoSource = massFlowrate_ / (pi * b0 * b0 * speed);
+    } else {
+        rhoSource = pa * ms / (gasConstant * ts);
+        b0 = d / 2.0;
+        speed = massFlowrate_ / (pi * b0 * b0 * rhoSource * cd);
+    }
+
+    const double theta = releaseAngle_ * degreesToRadians;
+    const double phi = stackBearing_ * degreesToRadians;
+    const double horizontal = speed * std::cos(theta);
+    Gas &source = jetGas_.source();
+    source.setDensity(rhoSource);
+    source.setVelocity(
+        vector3(horizontal * std::sin(phi), horizontal * std::cos(phi), speed * std::sin(theta)));
+    source.setMassFraction(1.0);
+    sourceRadius_ = b0;
+}
+
+bool JetModel::checkSourceConditions() {
+    const double densityRatio = jetGas_.source().density() / atmosphere_.density();
+    if (densityRatio > 5.0 || densityRatio < 0.2) {
+        addMessage("The calculated density ratio is invalid.", 0, 28);
+        return false;
+    }
+    const double velocityRatio = jetGas_.source().velocity().norm() / atmosphere_.velocity().norm();
+    if (velocityRatio < 3.0) {
+        addMessage(
+            "The calculated exit velocity is less than three times the wind velocity, model not valid.", 0,
+            26);
+        return false;
+    }
+    return true;
+}
+
+void JetModel::warnSourceConditions() {
+    const double densityRatio = jetGas_.source().density() / atmosphere_.density();
+    const double velocityRatio = jetGas_.source().velocity().norm() / atmosphere_.velocity().norm();
+    if (densityRatio > 2.0 || densityRatio < 0.5) {
+        addMessage("Density ratio outside normal range of model. Use results carefully", 0, 27);
+    }
+    if (velocityRatio < 6.0) {
+        addMessage("The jet to wind velocity ratio is less than 6.0. Use results carefully.", 0, 25);
+    }
+}
+
+double JetModel::getEndValue() {
+    return endOfArcLength;
+}
+
+void JetModel::setInitialConditions(double *t0, double *y0) {
+    atmosphere_.setLocation(vector3(stackLocationX_, stackLocationY_, stackHeight_));
+    calculateExitConditions();
+    if (!checkSourceConditions()) {
+        stop();
+    }
+    warnSourceConditions();
+
+    const Gas &source = jetGas_.source();
+    Gas &current = jetGas_.current;
+    current.setTemperature(source.temperature());
+    current.setSpecificHeat(source.specificHeat());
+    current.setVelocity(source.velocity());
+    current.setDensity(source.density());
+    current.setMassFraction(source.massFraction());
+    jetGas_.setRadius(sourceRadius_);
+
+    *t0 = 0.0;
+    calculateEntrainment(*t0);
+
+    const double m = massFlux();
+    const vector3 momentum = momentumFlux();
+    y0[massIndex_] = m;
+    y0[momentumXIndex_] = momentum.data[xComponent_ - 1];
+    y0[momentumYIndex_] = momentum.data[yComponent_ - 1];
+    y0[momentumZIndex_] = momentum.data[zComponent_ - 1];
+    y0[sourceGasIndex_] = m * current.massFraction();
+    y0[enthalpyIndex_] = m * current.specificHeat() * current.temperature();
+    y0[positionXIndex_] = stackLocationX_;
+    y0[positionYIndex_] = stackLocationY_;
+    y0[positionZIndex_] = stackHeight_;
+}
+
+JetModel::ProfileCoefficients JetModel::profileCoefficients() const {
+    // The coefficients fold the integrals of the raised-cosine profiles into single constants.
+    const double f = jetGas_.current.massFraction();
+    const double up = windAlongAxis();
+    const double v = jetGas_.current.velocity().norm() - up;
+    const double ms = sourceMolecularWeight_;
+    const double dm = atmosphere_.molecularWeight() - ms;
+    const double ms2 = ms * ms;
+    const double ms3 = ms2 * ms;
+    const double dm2 = dm * dm;
+    const double dm3 = dm2 * dm;
+    const double f2 = f * f;
+    return ProfileCoefficients{{
+        0.0104920092417038 * ms3 * up * f2,
+        0.0031553236976172 * v * ms3 * f + 0.0177529796276107 * ms2 * up * dm * f2 -
+            0.00451093228963101 * ms3 * up * f,
+        0.00452712703514793 * v * ms2 * dm * f - 0.00205354098551162 * v * ms3 +
+            0.0089550870841982 * ms * up * dm2 * f2 - 0.00661708087348988 * ms2 * up * dm * f +
+            0.000247627557445882 * ms3 * up,
+        0.00182426179119249 * v * ms * dm2 * f - 0.00276318154258023 * v * ms2 * dm -
+            0.00278667015858869 * ms * up * dm2 * f + 0.000322740784822077 * ms2 * up * dm +
+            0.00121479582487403 * up * dm3 * f2,
+        -0.000988435010251855 * v * ms * dm2 + 0.00021935367630075 * v * dm3 * f +
+            0.000122260192864305 * ms * up * dm2 - 0.000334879671956369 * up * dm3 * f,
+        -0.000106295289912112 * v * dm3 + 0.0000131767738396672 * up * dm3,
+    }};
+}
+
+double JetModel::ProfileCoefficients::evaluate(double fc) const {
+    double sum = 0.0;
+    double power = 1.0;
+    for (int i = 0; i < 6; ++i) {
+        sum += c[i] * power;
+        power *= fc;
+    }
+    return sum;
+}
+
+double JetModel::profileResidual(double fc) const {
+    return profileCoefficients().evaluate(fc);
+}
+
+void JetModel::calculateCentrelineProperties() {
+    // Centreline values of the raised-cosine profiles that carry the jet's fluxes.
+    // 1. Solve the profile residual for the centreline mass fraction, widening the bracket on failure.
+    // 2. Mole fraction, centreline velocity and centreline temperature from the profile coefficients.
+    // 3. Profile radius from the mass flux, then the bending check against the radius of curvature.
+    const Gas &gas = jetGas_.current;
+    const double f = gas.massFraction();
+    const double tolerance = getTolerance();
+    const ProfileCoefficients coefficients = profileCoefficients();
+    auto residual = [&coefficients](double fc) { return coefficients.evaluate(fc); };
+    double root = 0.0;
+    bool solved = findRoot(f, centrelineMassFraction_, tolerance, residual, root);
+    for (int i = 1; !solved && i < centrelineSolveAttempts; ++i) {
+        solved = findRoot(f, f * (1.0 + 0.01 * i), tolerance, residual, root);
+    }
+    double fc;
+    if (solved) {
+        fc = root;
+        centrelineToMeanRatio_ = fc / f;
+    } else {
+        fc = f * centrelineToMeanRatio_;
+    }
+    centrelineMassFraction_ = fc;
+
+    const double ma = atmosphere_.molecularWeight();
+    const double ms = sourceMolecularWeight_;
+    const double dm = ma - ms;
+    const double speed = gas.velocity().norm();
+    const double up = windAlongAxis();
+    const double cp = gas.specificHeat();
+    const double cpa = atmosphere_.specificHeat();
+    const double dcp = cpa - cp;
+    const double t = gas.temperature();
+    const double ta = atmosphere_.temperature();
+    const double rho = gas.density();
+    const double b = jetGas_.radius();
+    const double pa = atmosphere_.pressure();
+
+    const double mc = dm * fc + ms;
+    centrelineConcentrationValue_ = fc * ma / mc;
+
+    double uc;
+    if (up > 0.0001) {
+        const double nu = 0.5 * f * mc - k1 * fc * (f * dm + mc) + k2 * fc * fc * dm;
+        const double du = k3 * fc * (f * dm + mc) - k4 * f * mc - k5 * fc * fc * dm;
+        uc = (nu / du + 1.0) * up;
+    } else {
+        uc = (k4 * mc - k3 * fc * dm) / (k7 * mc - k6 * fc * dm) * (speed - up);
+    }
+    centrelineVelocityValue_ = uc;
+    const double du = uc - up;
+
+    const double sa = (0.5 * mc - k1 * fc * dm) * up + (k4 * mc - k3 * fc * dm) * du;
+    const double q = dcp * mc + cpa * dm;
+    const double va = k8 * dm * dcp * fc * fc + k1 * cpa * mc - k2 * fc * q;
+    const double vb = k9 * dm * dcp * fc * fc + k3 * cpa * mc - k5 * fc * q;
+    const double tc = sa * (t - ta) * cp / (va * up + vb * du) + ta;
+    centrelineTemperatureValue_ = tc;
+
+    const double mRadius = (fc > 1.0 && dm < 0.0) ? ma : mc;
+    const double z = 0.5 * up * mRadius - k1 * up * fc * dm + k4 * du * mRadius - k3 * du * fc * dm;
+    const double rp = std::sqrt(b * b * rho * speed * gasConstant * tc * mRadius / (2.0 * ma * pa * z));
+    profileRadiusValue_ = rp;
+
+    if (rp > radiusOfCurvature_) {
+        addMessage(
+            "The jet may be bending too sharply for the model to be valid. Please use results with caution "
+            "or consider changing input parameters.",
+            -1, 29);
+    }
+}
+
+void JetModel::updateMaxima(double height, double radius) {
+    if (height > maxCentrelineHeight_) {
+        maxCentrelineHeight_ = height;
+    }
+    if (radius > maxProfileRadius_) {
+        maxProfileRadius_ = radius;
+    }
+}
+
+void JetModel::storeOutputStep(double t, const double *y) {
+    updateJetState(y);
+    calculateCentrelineProperties();
+    centrelineLocation_.emplace_back(y[positionXIndex_], y[positionYIndex_], y[positionZIndex_]);
+    centrelineVelocityVectors_.push_back(jetGas_.current.velocity());
+    profileRadius_.push_back(profileRadiusValue_);
+    updateMaxima(y[positionZIndex_], profileRadiusValue_);
+
+    const double cc = centrelineConcentrationValue_;
+    centrelineConcentration_.push_back(cc < 1.0 ? cc : 1.0);
+    // The temperature never passes the source temperature on the side away from the ambient.
+    const double ts = sourceTemperature();
+    const double tc = centrelineTemperatureValue_;
+    if (ts >= atmosphere_.temperature()) {
+        centrelineTemperature_.push_back(tc < ts ? tc : ts);
+    } else {
+        centrelineTemperature_.push_back(tc > ts ? tc : ts);
+    }
+    arclength_.push_back(t);
+    const double sourceSpeed = jetGas_.source().velocity().norm();
+    const double uc = centrelineVelocityValue_;
+    centrelineVelocity_.push_back(uc < sourceSpeed ? uc : sourceSpeed);
+}
+
+double JetModel::calculateRootFunction(double /*t*/, const double *y, int iroot) {
+    updateJetState(y);
+    calculateCentrelineProperties();
+    const double z = y[positionZIndex_];
+    updateMaxima(z, profileRadiusValue_);
+    const vector3 &u = jetGas_.current.velocity();
+    const double horizontalSpeed = std::sqrt(u.x() * u.x() + u.y() * u.y());
+    const double speed = u.norm();
+    const double top = atmosphere_.boundaryLayerHeight();
+    switch (iroot) {
+    case 1:
+        return z;
+    case 2:
+        return z - top;
+    case 3:
+        return (top - z) * speed / horizontalSpeed - profileRadiusValue_;
+    case 4:
+        return z * speed / horizontalSpeed - profileRadiusValue_;
+    case 5:
+        return centrelineConcentrationValue_ - stoppingConcentration_;
+    default:
+        return 1.0;
+    }
+}
+
+bool JetModel::checkContinue(double t, const double * /*y*/) {
+    if (getSolverState() != 5) {
+        return true;
+    }
+    switch (getRootIndex()) {
+    case 1:
+        addMessage(
+            formatDistance("The centreline of the jet is interacting with the ground, model terminated at "
+                           "%.1f m.",
+                           t),
+            2, 0);
+        return false;
+    case 2:
+        addMessage(
+            formatDistance("The centreline of the jet is interacting with the top of the boundary layer, "
+                           "terminated at %.1f m.",
+                           t),
+            2, 32);
+        return false;
+    case 3:
+        addMessage(formatDistance(
+                       "The edge of the jet is interacting with the top of the boundary layer at %.1f m.", t),
+                   -1, 31);
+        return true;
+    case 4:
+        addMessage(formatDistance("The edge of the jet is interacting with the ground at %.1f m.", t), -1, 1);
+        return true;
+    case 5:
+        addMessage(formatDistance("Stopping concentration reached at %.1f m.", t), 0, 2);
+        return false;
+    default:
+        return true;
+    }
+}
+
+} // namespace ostreljet
+
+namespace ostreljet {
+
+namespace {
+
+// Plain three-component arithmetic for the concentration field, with the same order of operations as
+// vector3 but without heap storage: the field is evaluated millions of times on a grid.
+struct Point {
+    double x;
+    double y;
+    double z;
+};
+
+inline Point toPoint(const vector3 &v) {
+    return Point{v.data[0], v.data[1], v.data[2]};
+}
+inline Point minus(const Point &a, const Point &b) {
+    return Point{a.x - b.x, a.y - b.y, a.z - b.z};
+}
+inline double dotProduct(const Point &a, const Point &b) {
+    return a.x * b.x + a.y * b.y + a.z * b.z;
+}
+inline double length(const Point &a) {
+    return std::sqrt(a.x * a.x + a.y * a.y + a.z * a.z);
+}
+inline Point crossProduct(const Point &a, const Point &b) {
+    return Point{a.y * b.z - a.z * b.y, -(a.x * b.z - b.x * a.z), a.x * b.y - a.y * b.x};
+}
+
+constexpr double profileExponent = 0.7407407407407407; // 1 / 1.35
+constexpr double firstSegmentPlaneTolerance = 1e-05;
+constexpr int samplesPerSegment = 26;
+
+} // namespace
+
+double JetModel::calculateConcentration(double x, double y, double z) const {
+    // Concentration at a point from the centreline series.
+    // 1. Reject points far from the downwind line through the stack or above the jet's reach.
+    // 2. For each segment beside which the point lies, find the sample whose offset is most nearly
+    //    normal to the jet, interpolate radius and centreline concentration there and apply the
+    //    raised-cosine profile; keep the largest contribution.
+    // 3. Report values below the stopping concentration as 0.
+    const std::size_t n = profileRadius_.size();
+    if (n == 0) {
+        return 0.0;
+    }
+    const vector3 &wind = atmosphere_.velocity();
+    const double wx = wind.data[0];
+    const double wy = wind.data[1];
+    if (!(wx == 0.0 && wy == 0.0)) {
+        const double c = wx * stackLocationY_ - wy * stackLocationX_;
+        const double m = wx * x + wy * y;
+        const double w2 = wx * wx + wy * wy;
+        const double footX = (m * wx - c * wy) / w2;
+        const double footY = (m * wy + c * wx) / w2;
+        const double dx = x - footX;
+        const double dy = y - footY;
+        const double d = std::sqrt(dx * dx + dy * dy);
+        if (d > maxProfileRadius_) {
+            return 0.0;
+        }
+        if (z > maxProfileRadius_ + maxCentrelineHeight_) {
+            return 0.0;
+        }
+    }
+
+    const Point q{x, y, z};
+    double result = 0.0;
+    double previousCosB = 0.0;
+    for (std::size_t i = 0; i + 1 < n; ++i) {
+        const Point p0 = toPoint(centrelineLocation_[i]);
+        const Point p1 = toPoint(centrelineLocation_[i + 1]);
+        const Point t = toPoint(centrelineVelocityVectors_[i]);
+        const Point a = minus(q, p0);
+        const Point b = minus(q, p1);
+        const double tLength = length(t);
+        const double aLength = length(a);
+        const double bLength = length(b);
+        const double alpha = dotProduct(a, t);
+        const double beta = dotProduct(b, t);
+        const double cosA = alpha / (tLength * aLength);
+        const double cosB = beta / (tLength * bLength);
+
+        bool beside = alpha * beta <= 0.0;
+        if (!beside && i > 0) {
+            beside = previousCosB * cosA <= 0.0;
+        } else if (!beside) {
+            beside = std::fabs(cosA) <= firstSegmentPlaneTolerance ||
+                     std::fabs(cosB) <= firstSegmentPlaneTolerance || aLength == 0.0 || bLength == 0.0;
+            if (!beside && length(crossProduct(a, t)) == 0.0) {
+                const double spanX = std::fabs(p1.x - p0.x);
+                const double spanY = std::fabs(p1.y - p0.y);
+                const double spanZ = std::fabs(p1.z - p0.z);
+                beside = std::fabs(p1.x - q.x) < spanX && std::fabs(p0.x - q.x) < spanX &&
+                         std::fabs(p1.y - q.y) < spanY && std::fabs(p0.y - q.y) < spanY &&
+                         std::fabs(p1.z - q.z) < spanZ && std::fabs(p0.z - q.z) < spanZ;
+            }
+        }
+
+        if (beside) {
+            const double r0 = profileRadius_[i];
+            const double r1 = profileRadius_[i + 1];
+            const double c0 = centrelineConcentration_[i];
+            const double c1 = centrelineConcentration_[i + 1];
+            Point offset = a;
+            double radius = 0.0;
+            double concentration = 0.0;
+            for (int k = 0; k < samplesPerSegment; ++k) {
+                const double s = static_cast<double>(k) / 25.0;
+                const double w = 1.0 - s;
+                const Point dk{(q.x - w * p0.x) - s * p1.x, (q.y - w * p0.y) - s * p1.y,
+                               (q.z - w * p0.z) - s * p1.z};
+                const double dkLength = length(dk);
+                bool accept = dkLength == 0.0;
+                if (!accept) {
+                    const double cosK = dotProduct(t, dk) / (tLength * dkLength);
+                    const double cosR = dotProduct(t, offset) / (tLength * length(offset));
+                    accept = std::fabs(cosR) >= std::fabs(cosK);
+                }
+                if (accept) {
+                    offset = dk;
+                    radius = w * r0 + (static_cast<double>(k) * r1) / 25.0;
+                    concentration = w * c0 + (static_cast<double>(k) * c1) / 25.0;
+                }
+            }
+            const double distance = length(offset);
+            if (radius > distance) {
+                const double value =
+                    concentration * std::pow(0.5 + 0.5 * std::cos(pi * distance / radius), profileExponent);
+                if (value > result) {
+                    result = value;
+                }
+            }
+        }
+        previousCosB = cosB;
+    }
+    if (stoppingConcentration_ > result) {
+        return 0.0;
+    }
+    return result;
+}
+
+std::vector<double> JetModel::calculateConcentrationGrid(double xStart, double yStart, double zStart,
+                                                         double xEnd, double yEnd, double zEnd,
+                                                         std::int32_t numberOfPointsX,
+                                                         std::int32_t numberOfPointsY,
+                                                         std::int32_t numberOfPointsZ) const {
+    const std::int64_t nx = numberOfPointsX;
+    const std::int64_t ny = numberOfPointsY;
+    const std::int64_t nz = numberOfPointsZ;
+    const std::int64_t total = nx * ny * nz;
+    if (total < 0) {
+        throw std::bad_alloc();
+    }
+    std::vector<double> values(static_cast<std::size_t>(total));
+    for (std::int64_t i = 0; i < nx; ++i) {
+        const double x = gridCoordinate(xStart, xEnd, i, nx, true);
+        for (std::int64_t j = 0; j < ny; ++j) {
+            const double y = gridCoordinate(yStart, yEnd, j, ny, false);
+            for (std::int64_t k = 0; k < nz; ++k) {
+                const double z = gridCoordinate(zStart, zEnd, k, nz, false);
+                values[static_cast<std::size_t>((i * ny + j) * nz + k)] = calculateConcentration(x, y, z);
+            }
+        }
+    }
+    return values;
+}
+
+double JetModel::gridCoordinate(double start, double end, std::int64_t index, std::int64_t count,
+                                bool reachesEnd) {
+    if (count == 1) {
+        return start;
+    }
+    const double divisor = reachesEnd ? static_cast<double>(count - 1) : static_cast<double>(count);
+    return start + static_cast<double>(index) / divisor * (end - start);
+}
+
+} // namespace ostreljet
