@@ -640,6 +640,18 @@ void JetModel::updateMaxima(double height, double radius) {
     }
 }
 
+void JetModel::appendOutputStep(const vector3 &location, const vector3 &velocity, double radius,
+                                double concentration, double temperature, double arclength,
+                                double velocityOnCentreline) {
+    centrelineLocation_.push_back(location);
+    centrelineVelocityVectors_.push_back(velocity);
+    profileRadius_.push_back(radius);
+    centrelineConcentration_.push_back(concentration);
+    centrelineTemperature_.push_back(temperature);
+    arclength_.push_back(arclength);
+    centrelineVelocity_.push_back(velocityOnCentreline);
+}
+
 void JetModel::storeOutputStep(double t, const double *y) {
     updateJetState(y);
     calculateCentrelineProperties();

@@ -168,9 +168,14 @@ public:
     double calculateRootFunction(double t, const double *y, int iroot) override;
     bool checkContinue(double t, const double *y) override;
 
-private:
+protected:
+    // Appends one output step as a run would; for derived classes that supply their own centreline.
+    void appendOutputStep(const vector3 &location, const vector3 &velocity, double radius,
+                          double concentration, double temperature, double arclength,
+                          double velocityOnCentreline);
     void updateMaxima(double height, double radius);
 
+private:
     // State-vector positions and the one-based components of a 3-vector.
     std::int32_t massIndex_;      // m, kg/s
     std::int32_t momentumXIndex_; // Mx, kg m/s^2
