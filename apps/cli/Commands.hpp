@@ -1,0 +1,10 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+namespace ostreljet::cli {
+
+// Each subcommand adds itself, its options and its action to the application.
+void registerProfileCommand(CLI::App &app);
+
+} // namespace ostreljet::cli

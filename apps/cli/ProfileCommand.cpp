@@ -1,0 +1,208 @@
+#include "Commands.hpp"
+
+#include "ostreljet/component/AtmosphereProfile.hpp"
+
+#include <CLI/CLI.hpp>
+#include <fmt/core.h>
+
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ostreljet::cli {
+
+namespace {
+
+// The whole text must be a decimal number; a leading '+' is allowed, "inf" and "nan" are numbers too.
+std::optional<double> parseNumber(std::string_view text) {
+    if (!text.empty() && text.front() == '+') {
+        text.remove_prefix(1);
+    }
+    double value = 0.0;
+    const char *end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, value);
+    if (text.empty() || error != std::errc() || stop != end) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+std::optional<std::int32_t> parseStabilityClass(std::string_view text) {
+    if (text.size() == 1) {
+        const char letter = text.front();
+        if (letter >= 'A' && letter <= 'F') {
+            return PASQUILL_A + (letter - 'A');
+        }
+        if (letter >= 'a' && letter <= 'f') {
+            return PASQUILL_A + (letter - 'a');
+        }
+    }
+    return std::nullopt;
+}
+
+const CLI::Validator kNumber(
+    [](std::string &text) -> std::string {
+        return parseNumber(text) ? std::string() : fmt::format("'{}' is not a number", text);
+    },
+    "", "NUMBER");
+
+const CLI::Validator kStabilityClass(
+    [](std::string &text) -> std::string {
+        return parseStabilityClass(text) ? std::string()
+                                         : fmt::format("'{}' is not a stability class (A to F)", text);
+    },
+    "", "CLASS");
+
+// The command line as given; every text has passed its validator before the action runs.
+struct ProfileOptions {
+    std::string stability = "D";
+    std::string roughness = "0.1";
+    std::string windSpeed = "5.0";
+    std::string windHeight = "10.0";
+    std::string windBearing = "90.0";
+    std::string temperature = "288.15";
+    std::string pressure = "101325.0";
+    std::string molecularWeight = "0.02896";
+    std::vector<std::string> heights;
+    bool json = false;
+};
+
+AtmosphereProfileInputs toInputs(const ProfileOptions &options) {
+    AtmosphereProfileInputs inputs;
+    inputs.pasquillStability = *parseStabilityClass(options.stability);
+    inputs.surfaceRoughness = *parseNumber(options.roughness);
+    inputs.referenceWindSpeed = *parseNumber(options.windSpeed);
+    inputs.referenceWindHeight = *parseNumber(options.windHeight);
+    inputs.referenceWindBearing = *parseNumber(options.windBearing);
+    inputs.referenceTemperature = *parseNumber(options.temperature);
+    inputs.pressure = *parseNumber(options.pressure);
+    inputs.molecularWeight = *parseNumber(options.molecularWeight);
+    for (const std::string &height : options.heights) {
+        inputs.heights.push_back(*parseNumber(height));
+    }
+    return inputs;
+}
+
+// JSON has no literal for infinities or NaN, so a non-finite number is written as null.
+std::string jsonNumber(double value) {
+    return std::isfinite(value) ? fmt::format("{:.17g}", value) : "null";
+}
+
+void printJson(const AtmosphereProfile &profile) {
+    std::string out = "{";
+    out += fmt::format("\"inverseObukhovLength\":{},", jsonNumber(profile.inverseObukhovLength));
+    out += fmt::format("\"frictionVelocity\":{},", jsonNumber(profile.frictionVelocity));
+    out += fmt::format("\"temperatureScale\":{},", jsonNumber(profile.temperatureScale));
+    out += fmt::format("\"surfaceTemperature\":{},", jsonNumber(profile.surfaceTemperature));
+    out += fmt::format("\"boundaryLayerHeight\":{},", jsonNumber(profile.boundaryLayerHeight));
+    out += "\"heights\":[";
+    for (std::size_t i = 0; i < profile.rows.size(); ++i) {
+        const AtmosphereProfileRow &row = profile.rows[i];
+        out += i == 0 ? "{" : ",{";
+        out += fmt::format("\"z\":{},", jsonNumber(row.z));
+        out += fmt::format("\"windSpeed\":{},", jsonNumber(row.windSpeed));
+        out += fmt::format("\"windX\":{},", jsonNumber(row.windX));
+        out += fmt::format("\"windY\":{},", jsonNumber(row.windY));
+        out += fmt::format("\"temperature\":{},", jsonNumber(row.temperature));
+        out += fmt::format("\"density\":{},", jsonNumber(row.density));
+        out += fmt::format("\"eddyDiffusivity\":{}", jsonNumber(row.eddyDiffusivity));
+        out += "}";
+    }
+    out += "]}\n";
+    fmt::print("{}", out);
+}
+
+// Prints the once-only values, then one right-aligned row per height under headings with units.
+void printTable(const AtmosphereProfile &profile, const ProfileOptions &options) {
+    fmt::print("{:<24}{:<8}{:>14.6g}  {}\n", "inverse Obukhov length", "1/L", profile.inverseObukhovLength,
+               "1/m");
+    fmt::print("{:<24}{:<8}{:>14.6g}  {}\n", "friction velocity", "u*", profile.frictionVelocity, "m/s");
+    fmt::print("{:<24}{:<8}{:>14.6g}  {}\n", "temperature scale", "theta*", profile.temperatureScale, "K");
+    fmt::print("{:<24}{:<8}{:>14.6g}  {}\n", "surface temperature", "Ts", profile.surfaceTemperature, "K");
+    fmt::print("{:<24}{:<8}{:>14.6g}  {}\n", "boundary-layer height", "h", profile.boundaryLayerHeight, "m");
+    fmt::print("(class {}, roughness {} m, {} m/s at {} m towards {} deg, {} K, {} Pa, {} kg/mol)\n\n",
+               options.stability, options.roughness, options.windSpeed, options.windHeight,
+               options.windBearing, options.temperature, options.pressure, options.molecularWeight);
+
+    constexpr int kWidth = 17;     // every column but the last
+    constexpr int kLastWidth = 25; // eddy diffusivity, the longest heading
+    fmt::print("{:>{}}{:>{}}{:>{}}{:>{}}{:>{}}{:>{}}{:>{}}\n", "z [m]", kWidth, "wind speed [m/s]", kWidth,
+               "wind x [m/s]", kWidth, "wind y [m/s]", kWidth, "temperature [K]", kWidth, "density [kg/m3]",
+               kWidth, "eddy diffusivity [m2/s]", kLastWidth);
+    for (const AtmosphereProfileRow &row : profile.rows) {
+        fmt::print("{:>{}.6g}{:>{}.6g}{:>{}.6g}{:>{}.6g}{:>{}.6g}{:>{}.6g}{:>{}.6g}\n", row.z, kWidth,
+                   row.windSpeed, kWidth, row.windX, kWidth, row.windY, kWidth, row.temperature, kWidth,
+                   row.density, kWidth, row.eddyDiffusivity, kLastWidth);
+    }
+}
+
+} // namespace
+
+void registerProfileCommand(CLI::App &app) {
+    auto options = std::make_shared<ProfileOptions>();
+    CLI::App *command = app.add_subcommand(
+        "profile",
+        "Show the wind and temperature profile of the surface layer that a set of inputs implies.");
+
+    command
+        ->add_option("--stability", options->stability,
+                     "Pasquill stability class, A (unstable) to F (stable)")
+        ->type_name("A..F")
+        ->check(kStabilityClass)
+        ->capture_default_str();
+    command->add_option("--roughness", options->roughness, "surface roughness length z0 [m]")
+        ->type_name("Z0")
+        ->check(kNumber)
+        ->capture_default_str();
+    command->add_option("--wind-speed", options->windSpeed, "reference wind speed [m/s]")
+        ->type_name("U")
+        ->check(kNumber)
+        ->capture_default_str();
+    command->add_option("--wind-height", options->windHeight, "height of the reference wind speed [m]")
+        ->type_name("ZR")
+        ->check(kNumber)
+        ->capture_default_str();
+    command
+        ->add_option("--wind-bearing", options->windBearing,
+                     "direction the wind blows towards, degrees from north (+y) towards east (+x)")
+        ->type_name("DEG")
+        ->check(kNumber)
+        ->capture_default_str();
+    command->add_option("--temperature", options->temperature, "air temperature at the reference height [K]")
+        ->type_name("T")
+        ->check(kNumber)
+        ->capture_default_str();
+    command->add_option("--pressure", options->pressure, "air pressure, the same at every height [Pa]")
+        ->type_name("P")
+        ->check(kNumber)
+        ->capture_default_str();
+    command
+        ->add_option("--molecular-weight", options->molecularWeight, "molecular weight of the air [kg/mol]")
+        ->type_name("M")
+        ->check(kNumber)
+        ->capture_default_str();
+    command->add_option("--heights", options->heights, "comma-separated heights at which to show the air [m]")
+        ->type_name("Z1,Z2,...")
+        ->delimiter(',')
+        ->required()
+        ->check(kNumber);
+    command->add_flag("--json", options->json,
+                      "print one JSON object instead of the table; every number has 17 significant digits, "
+                      "and a non-finite number (from inputs outside the model's range) is written as null");
+
+    command->callback([options]() {
+        const AtmosphereProfile profile = computeAtmosphereProfile(toInputs(*options));
+        if (options->json) {
+            printJson(profile);
+        } else {
+            printTable(profile, *options);
+        }
+    });
+}
+
+} // namespace ostreljet::cli
