@@ -129,7 +129,7 @@ void printTable(const AtmosphereProfile &profile, const ProfileOptions &options)
                options.stability, options.roughness, options.windSpeed, options.windHeight,
                options.windBearing, options.temperature, options.pressure, options.molecularWeight);
 
-    constexpr int kWidth = 17;     // every column but the last
+    constexpr int kWidth = 18;     // every column but the last
     constexpr int kLastWidth = 25; // eddy diffusivity, the longest heading
     fmt::print("{:>{}}{:>{}}{:>{}}{:>{}}{:>{}}{:>{}}{:>{}}\n", "z [m]", kWidth, "wind speed [m/s]", kWidth,
                "wind x [m/s]", kWidth, "wind y [m/s]", kWidth, "temperature [K]", kWidth, "density [kg/m3]",
