@@ -82,6 +82,9 @@ protected:
     std::int32_t solverState = 1;        // integrator state after the last call
     std::int32_t rootIndex = 0;          // 1-based index of the stopping function of the last root
     KVector<KVector<double>> massMatrix; // N rows of N elements, the matrix A of the implicit modes
+
+    friend void massMatrixBridge(int *n, double *t, double *y, double *a, int *matdim, int *ml, int *mu,
+                                 int *nde);
 };
 
 } // namespace ostreljet
