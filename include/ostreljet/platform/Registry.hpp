@@ -1,0 +1,87 @@
+#pragma once
+
+#include "ostreljet/platform/Guid.hpp"
+
+#include <filesystem>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// The system registry: a tree of named keys under fixed hives, each key holding string values, kept in
+// one text file.
+//
+// Key paths are written with backslashes, hive first: "HKEY_CLASSES_ROOT\CLSID\{...}". The hives are
+// HKEY_CLASSES_ROOT, HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE, HKEY_USERS and HKEY_CURRENT_CONFIG, also
+// spelt HKCR, HKCU, HKLM, HKU and HKCC; they always exist and are never deleted. Key and value names
+// compare without regard to ASCII case and keep the case they were created with. Each key has an
+// optional default value (the empty name) and named values; all data are UTF-8 strings.
+//
+// File format (UTF-8, line based): blank lines and lines starting with ';' are ignored; a line
+// "[path]" opens a key (created with its parents); the lines after it give its values as
+// @="data" for the default value or "name"="data" for a named one. Inside quotes, \\ is a backslash,
+// \" a quote, \n a line feed and \r a carriage return. Every key is written, empty ones included.
+namespace ostreljet::platform {
+
+class RegistryError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+class Registry {
+public:
+    // Environment variable naming the registry file.
+    static constexpr const char *pathVariable = "OSTRELJET_REGISTRY";
+
+    // The file named by OSTRELJET_REGISTRY, else $XDG_CONFIG_HOME/ostreljet/registry, else
+    // $HOME/.config/ostreljet/registry, else ostreljet/registry in the current folder.
+    static std::filesystem::path defaultPath();
+
+    // Reads a registry file; a missing file is an empty registry. RegistryError when it cannot be read
+    // or is malformed (naming the file and line).
+    static Registry load(const std::filesystem::path &file);
+    // Writes the registry atomically: a temporary file in the same folder (created if missing) is
+    // written and flushed, then renamed over the file. RegistryError on failure, the old file intact.
+    void save(const std::filesystem::path &file) const;
+
+    // The file format, both ways.
+    static Registry fromText(std::string_view text);
+    std::string toText() const;
+
+    // Key operations. A malformed path (unknown hive, empty name) throws std::invalid_argument.
+    bool keyExists(std::string_view path) const;
+    void createKey(std::string_view path);
+    // Deletes the key with its subkeys and values; false when absent. A hive is emptied, not deleted.
+    bool deleteKey(std::string_view path);
+    std::vector<std::string> subkeyNames(std::string_view path) const;
+
+    // Value operations; the empty name is the default value. setValue creates the key when needed.
+    std::optional<std::string> value(std::string_view path, std::string_view name = {}) const;
+    void setValue(std::string_view path, std::string_view name, std::string_view data);
+    bool deleteValue(std::string_view path, std::string_view name);
+    std::vector<std::string> valueNames(std::string_view path) const;
+
+private:
+    struct Key {
+        std::string name;                                        // as created
+        std::vector<std::pair<std::string, std::string>> values; // name ("" = default) and data
+        std::vector<Key> subkeys;                                // in creation order
+    };
+
+    const Key *find(std::string_view path) const;
+    Key *find(std::string_view path);
+    Key &create(std::string_view path);
+
+    std::vector<Key> hives_ = initialHives();
+    static std::vector<Key> initialHives();
+};
+
+// Reads the class identifier registered for a programmatic identifier, as a host resolves a class name:
+// the default value of HKEY_CLASSES_ROOT\<progId>\CLSID in the registry at Registry::defaultPath().
+// CO_E_CLASSSTRING when it is not registered or not an identifier, REGDB_E_READREGDB when the file
+// cannot be read.
+HRESULT CLSIDFromProgID(std::string_view progId, CLSID *clsid);
+HRESULT CLSIDFromProgID(LPCOLESTR progId, CLSID *clsid);
+
+} // namespace ostreljet::platform

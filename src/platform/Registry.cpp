@@ -1,0 +1,448 @@
+#include "ostreljet/platform/Registry.hpp"
+
+#include "ostreljet/platform/WideString.hpp"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+#include <unistd.h>
+
+namespace ostreljet::platform {
+
+namespace {
+
+struct HiveName {
+    const char *full;
+    const char *abbreviation;
+};
+
+constexpr std::array<HiveName, 5> hiveNames{{{"HKEY_CLASSES_ROOT", "HKCR"},
+                                             {"HKEY_CURRENT_USER", "HKCU"},
+                                             {"HKEY_LOCAL_MACHINE", "HKLM"},
+                                             {"HKEY_USERS", "HKU"},
+                                             {"HKEY_CURRENT_CONFIG", "HKCC"}}};
+
+bool sameName(std::string_view a, std::string_view b) {
+    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+               const auto lower = [](char c) {
+                   return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c;
+               };
+               return lower(x) == lower(y);
+           });
+}
+
+// Splits a key path at backslashes; the first part is the hive, translated to its full name.
+std::vector<std::string> splitPath(std::string_view path) {
+    std::vector<std::string> parts;
+    std::size_t start = 0;
+    while (true) {
+        const std::size_t end = path.find('\\', start);
+        const std::string_view part = path.substr(start, end == std::string_view::npos ? end : end - start);
+        if (part.empty()) {
+            throw std::invalid_argument("registry key path \"" + std::string(path) + "\" has an empty name");
+        }
+        for (const char c : part) {
+            if (static_cast<unsigned char>(c) < 0x20) {
+                throw std::invalid_argument("registry key path \"" + std::string(path) +
+                                            "\" contains a control character");
+            }
+        }
+        parts.emplace_back(part);
+        if (end == std::string_view::npos) {
+            break;
+        }
+        start = end + 1;
+    }
+    const auto hive = std::find_if(hiveNames.begin(), hiveNames.end(), [&](const HiveName &h) {
+        return sameName(parts.front(), h.full) || sameName(parts.front(), h.abbreviation);
+    });
+    if (hive == hiveNames.end()) {
+        throw std::invalid_argument("registry key path \"" + std::string(path) +
+                                    "\" does not start with a hive");
+    }
+    parts.front() = hive->full;
+    return parts;
+}
+
+std::string quote(std::string_view text) {
+    std::string out = "\"";
+    for (const char c : text) {
+        switch (c) {
+        case '\\':
+            out += "\\\\";
+            break;
+        case '"':
+            out += "\\\"";
+            break;
+        case '\n':
+            out += "\\n";
+            break;
+        case '\r':
+            out += "\\r";
+            break;
+        default:
+            out.push_back(c);
+        }
+    }
+    return out + "\"";
+}
+
+// Reads a quoted string starting at line[pos] (the opening quote); pos ends after the closing quote.
+bool unquote(std::string_view line, std::size_t &pos, std::string &out) {
+    if (pos >= line.size() || line[pos] != '"') {
+        return false;
+    }
+    out.clear();
+    for (++pos; pos < line.size(); ++pos) {
+        const char c = line[pos];
+        if (c == '"') {
+            ++pos;
+            return true;
+        }
+        if (c == '\\') {
+            if (++pos >= line.size()) {
+                return false;
+            }
+            switch (line[pos]) {
+            case '\\':
+                out.push_back('\\');
+                break;
+            case '"':
+                out.push_back('"');
+                break;
+            case 'n':
+                out.push_back('\n');
+                break;
+            case 'r':
+                out.push_back('\r');
+                break;
+            default:
+                return false;
+            }
+        } else {
+            out.push_back(c);
+        }
+    }
+    return false;
+}
+
+template <typename KeyT> auto findChild(std::vector<KeyT> &keys, std::string_view name) {
+    return std::find_if(keys.begin(), keys.end(), [&](const KeyT &k) { return sameName(k.name, name); });
+}
+
+std::atomic<unsigned> temporaryCounter{0};
+
+} // namespace
+
+std::vector<Registry::Key> Registry::initialHives() {
+    std::vector<Key> hives;
+    for (const HiveName &h : hiveNames) {
+        hives.push_back(Key{h.full, {}, {}});
+    }
+    return hives;
+}
+
+std::filesystem::path Registry::defaultPath() {
+    const char *explicitPath = std::getenv(pathVariable);
+    if (explicitPath != nullptr && *explicitPath != '\0') {
+        return explicitPath;
+    }
+    const char *config = std::getenv("XDG_CONFIG_HOME");
+    if (config != nullptr && *config == '/') {
+        return std::filesystem::path(config) / "ostreljet" / "registry";
+    }
+    const char *home = std::getenv("HOME");
+    if (home != nullptr && *home != '\0') {
+        return std::filesystem::path(home) / ".config" / "ostreljet" / "registry";
+    }
+    return std::filesystem::path("ostreljet") / "registry";
+}
+
+const Registry::Key *Registry::find(std::string_view path) const {
+    return const_cast<Registry *>(this)->find(path);
+}
+
+Registry::Key *Registry::find(std::string_view path) {
+    const std::vector<std::string> parts = splitPath(path);
+    std::vector<Key> *level = &hives_;
+    Key *key = nullptr;
+    for (const std::string &part : parts) {
+        const auto it = findChild(*level, part);
+        if (it == level->end()) {
+            return nullptr;
+        }
+        key = &*it;
+        level = &key->subkeys;
+    }
+    return key;
+}
+
+Registry::Key &Registry::create(std::string_view path) {
+    const std::vector<std::string> parts = splitPath(path);
+    std::vector<Key> *level = &hives_;
+    Key *key = nullptr;
+    for (const std::string &part : parts) {
+        auto it = findChild(*level, part);
+        if (it == level->end()) {
+            level->push_back(Key{part, {}, {}});
+            it = std::prev(level->end());
+        }
+        key = &*it;
+        level = &key->subkeys;
+    }
+    return *key;
+}
+
+bool Registry::keyExists(std::string_view path) const {
+    return find(path) != nullptr;
+}
+
+void Registry::createKey(std::string_view path) {
+    create(path);
+}
+
+bool Registry::deleteKey(std::string_view path) {
+    const std::vector<std::string> parts = splitPath(path);
+    if (parts.size() == 1) {
+        Key *hive = find(path);
+        hive->values.clear();
+        hive->subkeys.clear();
+        return true;
+    }
+    const std::size_t lastSeparator = path.rfind('\\');
+    Key *parent = find(path.substr(0, lastSeparator));
+    if (parent == nullptr) {
+        return false;
+    }
+    const auto it = findChild(parent->subkeys, parts.back());
+    if (it == parent->subkeys.end()) {
+        return false;
+    }
+    parent->subkeys.erase(it);
+    return true;
+}
+
+std::vector<std::string> Registry::subkeyNames(std::string_view path) const {
+    std::vector<std::string> names;
+    if (const Key *key = find(path)) {
+        for (const Key &k : key->subkeys) {
+            names.push_back(k.name);
+        }
+    }
+    return names;
+}
+
+std::optional<std::string> Registry::value(std::string_view path, std::string_view name) const {
+    const Key *key = find(path);
+    if (key == nullptr) {
+        return std::nullopt;
+    }
+    for (const auto &[valueName, data] : key->values) {
+        if (sameName(valueName, name)) {
+            return data;
+        }
+    }
+    return std::nullopt;
+}
+
+void Registry::setValue(std::string_view path, std::string_view name, std::string_view data) {
+    Key &key = create(path);
+    for (auto &[valueName, existing] : key.values) {
+        if (sameName(valueName, name)) {
+            existing = data;
+            return;
+        }
+    }
+    key.values.emplace_back(name, data);
+}
+
+bool Registry::deleteValue(std::string_view path, std::string_view name) {
+    Key *key = find(path);
+    if (key == nullptr) {
+        return false;
+    }
+    const auto it = std::find_if(key->values.begin(), key->values.end(),
+                                 [&](const auto &entry) { return sameName(entry.first, name); });
+    if (it == key->values.end()) {
+        return false;
+    }
+    key->values.erase(it);
+    return true;
+}
+
+std::vector<std::string> Registry::valueNames(std::string_view path) const {
+    std::vector<std::string> names;
+    if (const Key *key = find(path)) {
+        for (const auto &entry : key->values) {
+            names.push_back(entry.first);
+        }
+    }
+    return names;
+}
+
+std::string Registry::toText() const {
+    std::string text = "; Ostreljet registry\n";
+    // Depth first, parents before their subkeys, so that reading recreates the same order.
+    const auto write = [&](const auto &self, const Key &key, const std::string &path, bool isHive) -> void {
+        if (!isHive || !key.values.empty()) {
+            text += "\n[" + path + "]\n";
+            for (const auto &[name, data] : key.values) {
+                text += (name.empty() ? std::string("@") : quote(name)) + "=" + quote(data) + "\n";
+            }
+        }
+        for (const Key &sub : key.subkeys) {
+            self(self, sub, path + "\\" + sub.name, false);
+        }
+    };
+    for (const Key &hive : hives_) {
+        write(write, hive, hive.name, true);
+    }
+    return text;
+}
+
+Registry Registry::fromText(std::string_view text) {
+    Registry registry;
+    std::string currentKey;
+    std::size_t lineNumber = 0;
+    std::size_t start = 0;
+    const auto fail = [&](const std::string &what) {
+        throw RegistryError("line " + std::to_string(lineNumber) + ": " + what);
+    };
+    while (start < text.size()) {
+        std::size_t end = text.find('\n', start);
+        if (end == std::string_view::npos) {
+            end = text.size();
+        }
+        std::string_view line = text.substr(start, end - start);
+        start = end + 1;
+        ++lineNumber;
+        if (!line.empty() && line.back() == '\r') {
+            line.remove_suffix(1);
+        }
+        if (line.empty() || line.front() == ';') {
+            continue;
+        }
+        if (line.front() == '[') {
+            if (line.back() != ']' || line.size() < 3) {
+                fail("a key line must be [path]");
+            }
+            currentKey = std::string(line.substr(1, line.size() - 2));
+            try {
+                registry.createKey(currentKey);
+            } catch (const std::invalid_argument &e) {
+                fail(e.what());
+            }
+            continue;
+        }
+        if (currentKey.empty()) {
+            fail("a value comes before any [key] line");
+        }
+        std::string name;
+        std::size_t pos = 0;
+        if (line.front() == '@') {
+            pos = 1;
+        } else if (!unquote(line, pos, name)) {
+            fail("a value name must be @ or a quoted string");
+        }
+        std::string data;
+        if (pos >= line.size() || line[pos] != '=') {
+            fail("expected = after the value name");
+        }
+        ++pos;
+        if (!unquote(line, pos, data) || pos != line.size()) {
+            fail("a value must be one quoted string");
+        }
+        registry.setValue(currentKey, name, data);
+    }
+    return registry;
+}
+
+Registry Registry::load(const std::filesystem::path &file) {
+    std::error_code ec;
+    if (!std::filesystem::exists(file, ec)) {
+        return Registry{};
+    }
+    std::ifstream in(file, std::ios::binary);
+    if (!in) {
+        throw RegistryError("cannot read the registry file " + file.string());
+    }
+    std::ostringstream contents;
+    contents << in.rdbuf();
+    try {
+        return fromText(contents.str());
+    } catch (const RegistryError &e) {
+        throw RegistryError("registry file " + file.string() + " " + e.what());
+    }
+}
+
+void Registry::save(const std::filesystem::path &file) const {
+    const std::filesystem::path folder =
+        file.has_parent_path() ? file.parent_path() : std::filesystem::path(".");
+    std::error_code ec;
+    std::filesystem::create_directories(folder, ec);
+    if (ec) {
+        throw RegistryError("cannot create the folder " + folder.string() + ": " + ec.message());
+    }
+    const std::filesystem::path temporary =
+        folder / (file.filename().string() + ".tmp-" + std::to_string(::getpid()) + "-" +
+                  std::to_string(temporaryCounter++));
+    const std::string text = toText();
+    // Write and flush the whole file under a temporary name, then replace the old one in one step.
+    FILE *out = std::fopen(temporary.c_str(), "wb");
+    if (out == nullptr) {
+        throw RegistryError("cannot write " + temporary.string() + ": " + std::strerror(errno));
+    }
+    const bool written = std::fwrite(text.data(), 1, text.size(), out) == text.size() &&
+                         std::fflush(out) == 0 && ::fsync(::fileno(out)) == 0;
+    const int savedErrno = errno;
+    const bool closed = std::fclose(out) == 0;
+    if (!written || !closed) {
+        std::filesystem::remove(temporary, ec);
+        throw RegistryError("cannot write " + temporary.string() + ": " + std::strerror(savedErrno));
+    }
+    std::filesystem::rename(temporary, file, ec);
+    if (ec) {
+        std::error_code ignored;
+        std::filesystem::remove(temporary, ignored);
+        throw RegistryError("cannot replace " + file.string() + ": " + ec.message());
+    }
+}
+
+HRESULT CLSIDFromProgID(std::string_view progId, CLSID *clsid) {
+    if (clsid == nullptr) {
+        return E_INVALIDARG;
+    }
+    if (progId.empty() || progId.find('\\') != std::string_view::npos) {
+        return CO_E_CLASSSTRING;
+    }
+    try {
+        const Registry registry = Registry::load(Registry::defaultPath());
+        const std::optional<std::string> text =
+            registry.value("HKEY_CLASSES_ROOT\\" + std::string(progId) + "\\CLSID");
+        const std::optional<GUID> guid = text ? guidFromString(*text) : std::nullopt;
+        if (!guid) {
+            return CO_E_CLASSSTRING;
+        }
+        *clsid = *guid;
+        return S_OK;
+    } catch (const RegistryError &) {
+        return REGDB_E_READREGDB;
+    } catch (const std::invalid_argument &) {
+        return CO_E_CLASSSTRING;
+    }
+}
+
+HRESULT CLSIDFromProgID(LPCOLESTR progId, CLSID *clsid) {
+    if (progId == nullptr) {
+        return E_INVALIDARG;
+    }
+    return CLSIDFromProgID(wideToUtf8(progId), clsid);
+}
+
+} // namespace ostreljet::platform
