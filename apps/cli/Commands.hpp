@@ -6,5 +6,6 @@ namespace ostreljet::cli {
 
 // Each subcommand adds itself, its options and its action to the application.
 void registerProfileCommand(CLI::App &app);
+void registerRunCommand(CLI::App &app);
 
 } // namespace ostreljet::cli

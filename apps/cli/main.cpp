@@ -1,17 +1,16 @@
 #include "Commands.hpp"
+#include "Support.hpp"
 
 #include <CLI/CLI.hpp>
 #include <fmt/core.h>
 
 #include <cstdio>
 
-// Exit status for a command line that cannot be used as given.
-constexpr int kUsageError = 2;
-
 int main(int argc, char **argv) {
     CLI::App app{"Integral model of a continuous gas release into a crosswind.", "ostreljet"};
     app.require_subcommand(1);
     ostreljet::cli::registerProfileCommand(app);
+    ostreljet::cli::registerRunCommand(app);
 
     try {
         app.parse(argc, argv);
@@ -19,7 +18,16 @@ int main(int argc, char **argv) {
         return app.exit(e);
     } catch (const CLI::ParseError &e) {
         fmt::print(stderr, "ostreljet: error: {}\n", e.what());
-        return kUsageError;
+        return ostreljet::cli::kUsageError;
+    } catch (const ostreljet::cli::CommandFailure &e) {
+        if (e.what()[0] != '\0') {
+            fmt::print(stderr, "ostreljet: {}{}\n",
+                       e.status() == ostreljet::cli::kUsageError ? "error: " : "", e.what());
+        }
+        return e.status();
+    } catch (const std::exception &e) {
+        fmt::print(stderr, "ostreljet: error: {}\n", e.what());
+        return 3;
     }
     return 0;
 }

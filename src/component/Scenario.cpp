@@ -137,8 +137,16 @@ Scenario Scenario::fromText(std::string_view text, const std::string &sourceName
                             ": not valid JSON (" +
                             (detail == std::string::npos ? what : what.substr(detail)) + ")");
     } catch (const json::exception &e) {
-        // Numbers beyond the double range and similar conversions.
-        throw ScenarioError(sourceName + ": not valid JSON (" + std::string(e.what()) + ")");
+        // A number beyond the range of a double, say; drop the library's bracketed prefix.
+        std::string what = e.what();
+        const std::size_t close = what.find("] ");
+        if (close != std::string::npos) {
+            what = what.substr(close + 2);
+        }
+        if (e.id == 406) {
+            what += ": outside the range of a double";
+        }
+        throw ScenarioError(sourceName + ": not valid JSON (" + what + ")");
     }
     if (!document.is_object()) {
         throw ScenarioError(sourceName + ": expected a JSON object of input properties, not " +

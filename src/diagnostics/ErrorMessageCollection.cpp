@@ -1,9 +1,23 @@
 #include "ostreljet/diagnostics/ErrorMessageCollection.hpp"
 
+#include <atomic>
 #include <cstdio>
 #include <utility>
 
 namespace ostreljet {
+
+namespace {
+
+// Null until a host chooses a stream: then the echo goes to standard output.
+std::atomic<std::FILE *> echoStream{nullptr};
+std::atomic<bool> echoChosen{false};
+
+} // namespace
+
+void ErrorMessageCollection::setEchoStream(std::FILE *stream) {
+    echoStream.store(stream);
+    echoChosen.store(true);
+}
 
 ErrorMessageCollection::ErrorMessage::ErrorMessage(std::string text, std::int32_t level, std::int32_t code)
     : text(std::move(text)), level(level), code(code) {}
@@ -23,10 +37,15 @@ void ErrorMessageCollection::addMessage(const std::string &text, std::int32_t le
             }
         }
         messages_.emplace_back(text, level, code);
-        // The echo must never fail the call: write errors are ignored.
-        std::fwrite(text.data(), 1, text.size(), stdout);
-        std::fputc('\n', stdout);
-        std::fflush(stdout);
+        {
+            // The echo must never fail the call: write errors are ignored.
+            std::FILE *stream = echoChosen.load() ? echoStream.load() : stdout;
+            if (stream != nullptr) {
+                std::fwrite(text.data(), 1, text.size(), stream);
+                std::fputc('\n', stream);
+                std::fflush(stream);
+            }
+        }
         return;
     case 0:
     case 1:
@@ -41,15 +60,21 @@ void ErrorMessageCollection::addMessage(const std::string &text, std::int32_t le
     }
 }
 
-std::int32_t ErrorMessageCollection::messageCount() const { return static_cast<std::int32_t>(messages_.size()); }
+std::int32_t ErrorMessageCollection::messageCount() const {
+    return static_cast<std::int32_t>(messages_.size());
+}
 
 const ErrorMessageCollection::ErrorMessage &ErrorMessageCollection::message(std::int32_t index) const {
     return messages_[static_cast<std::size_t>(index)];
 }
 
-const std::string &ErrorMessageCollection::messageText(std::int32_t index) const { return message(index).text; }
+const std::string &ErrorMessageCollection::messageText(std::int32_t index) const {
+    return message(index).text;
+}
 
-std::int32_t ErrorMessageCollection::messageCode(std::int32_t index) const { return message(index).code; }
+std::int32_t ErrorMessageCollection::messageCode(std::int32_t index) const {
+    return message(index).code;
+}
 
 const std::vector<ErrorMessageCollection::ErrorMessage> &ErrorMessageCollection::messages() const {
     return messages_;
@@ -60,8 +85,12 @@ void ErrorMessageCollection::clearMessages() {
     fatal_ = false;
 }
 
-bool ErrorMessageCollection::isFatal() const { return fatal_; }
+bool ErrorMessageCollection::isFatal() const {
+    return fatal_;
+}
 
-void ErrorMessageCollection::appendMessage(const ErrorMessage &message) { messages_.push_back(message); }
+void ErrorMessageCollection::appendMessage(const ErrorMessage &message) {
+    messages_.push_back(message);
+}
 
 } // namespace ostreljet

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,10 @@ public:
     const std::string &messageText(std::int32_t index) const;
     std::int32_t messageCode(std::int32_t index) const;
     const std::vector<ErrorMessage> &messages() const;
+
+    // Where once-only messages are echoed when they are added: standard output unless a host chooses
+    // another stream, or none (null). Shared by every list in the process.
+    static void setEchoStream(std::FILE *stream);
 
     // Empties the list and clears the fatal flag.
     void clearMessages();
