@@ -174,11 +174,7 @@ long long ostreljet_concentration_grid(const ostreljet_model *m, double x0, doub
             return fail(-1LL, "output capacity " + std::to_string(capacity) + " is smaller than the " +
                                   std::to_string(total) + " points of the grid");
         }
-        const std::vector<double> values =
-            m->model.calculateConcentrationGrid(x0, y0, z0, x1, y1, z1, nx, ny, nz);
-        for (long long p = 0; p < total; ++p) {
-            out[p] = values[static_cast<std::size_t>(p)];
-        }
+        m->model.calculateConcentrationGrid(out, x0, y0, z0, x1, y1, z1, nx, ny, nz, 0);
         return total;
     });
 }

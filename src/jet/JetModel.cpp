@@ -1,9 +1,13 @@
 #include "ostreljet/jet/JetModel.hpp"
 
+#include <atomic>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <limits>
 #include <new>
 #include <string>
+#include <thread>
 
 namespace ostreljet {
 
@@ -744,11 +748,7 @@ namespace {
 
 // Plain three-component arithmetic for the concentration field, with the same order of operations as
 // vector3 but without heap storage: the field is evaluated millions of times on a grid.
-struct Point {
-    double x;
-    double y;
-    double z;
-};
+using Point = JetModel::Point;
 
 inline Point toPoint(const vector3 &v) {
     return Point{v.data[0], v.data[1], v.data[2]};
@@ -772,15 +772,71 @@ constexpr int samplesPerSegment = 26;
 
 } // namespace
 
+// One segment of the centreline between two output steps, with what every point query needs of it.
+struct JetModel::Segment {
+    Point p0;        // start, m
+    Point p1;        // end, m
+    Point t;         // jet velocity at the start; only its direction matters
+    double tLength;  // |t|, m/s
+    double r0, r1;   // profile radii at the ends, m
+    double c0, c1;   // centreline concentrations at the ends
+    double reach;    // a bound on the interpolated radius, m
+    Point low, high; // corners of the box spanned by p0 and p1, m
+};
+
+std::vector<JetModel::Segment> JetModel::buildSegments() const {
+    const std::size_t n = profileRadius_.size();
+    std::vector<Segment> segments;
+    if (n < 2) {
+        return segments;
+    }
+    segments.reserve(n - 1);
+    for (std::size_t i = 0; i + 1 < n; ++i) {
+        Segment segment;
+        segment.p0 = toPoint(centrelineLocation_[i]);
+        segment.p1 = toPoint(centrelineLocation_[i + 1]);
+        segment.t = toPoint(centrelineVelocityVectors_[i]);
+        segment.tLength = length(segment.t);
+        segment.r0 = profileRadius_[i];
+        segment.r1 = profileRadius_[i + 1];
+        segment.c0 = centrelineConcentration_[i];
+        segment.c1 = centrelineConcentration_[i + 1];
+        // The interpolated radius never exceeds the larger end radius by more than rounding; the margin
+        // keeps the bound safe. A NaN radius makes the bound NaN, and then the segment is always searched.
+        const double larger = segment.r0 > segment.r1 ? segment.r0 : segment.r1;
+        segment.reach = segment.r0 != segment.r0 || segment.r1 != segment.r1 ? segment.r0 + segment.r1
+                                                                             : larger * (1.0 + 1e-9) + 1e-9;
+        segment.low = Point{std::fmin(segment.p0.x, segment.p1.x), std::fmin(segment.p0.y, segment.p1.y),
+                            std::fmin(segment.p0.z, segment.p1.z)};
+        segment.high = Point{std::fmax(segment.p0.x, segment.p1.x), std::fmax(segment.p0.y, segment.p1.y),
+                             std::fmax(segment.p0.z, segment.p1.z)};
+        if (segment.p0.x != segment.p0.x || segment.p1.x != segment.p1.x || segment.p0.y != segment.p0.y ||
+            segment.p1.y != segment.p1.y || segment.p0.z != segment.p0.z || segment.p1.z != segment.p1.z) {
+            segment.reach = std::numeric_limits<double>::quiet_NaN();
+        }
+        segments.push_back(segment);
+    }
+    return segments;
+}
+
 double JetModel::calculateConcentration(double x, double y, double z) const {
+    if (profileRadius_.empty()) {
+        return 0.0;
+    }
+    const std::vector<Segment> segments = buildSegments();
+    return concentrationAt(x, y, z, segments);
+}
+
+double JetModel::concentrationAt(double x, double y, double z, const std::vector<Segment> &segments) const {
     // Concentration at a point from the centreline series.
     // 1. Reject points far from the downwind line through the stack or above the jet's reach.
     // 2. For each segment beside which the point lies, find the sample whose offset is most nearly
     //    normal to the jet, interpolate radius and centreline concentration there and apply the
     //    raised-cosine profile; keep the largest contribution.
     // 3. Report values below the stopping concentration as 0.
-    const std::size_t n = profileRadius_.size();
-    if (n == 0) {
+    // A segment whose box lies farther from the point than its largest radius cannot contribute, so its
+    // sample search is skipped; the answer is the same.
+    if (profileRadius_.empty()) {
         return 0.0;
     }
     const vector3 &wind = atmosphere_.velocity();
@@ -806,13 +862,14 @@ double JetModel::calculateConcentration(double x, double y, double z) const {
     const Point q{x, y, z};
     double result = 0.0;
     double previousCosB = 0.0;
-    for (std::size_t i = 0; i + 1 < n; ++i) {
-        const Point p0 = toPoint(centrelineLocation_[i]);
-        const Point p1 = toPoint(centrelineLocation_[i + 1]);
-        const Point t = toPoint(centrelineVelocityVectors_[i]);
+    for (std::size_t i = 0; i < segments.size(); ++i) {
+        const Segment &segment = segments[i];
+        const Point &p0 = segment.p0;
+        const Point &p1 = segment.p1;
+        const Point &t = segment.t;
         const Point a = minus(q, p0);
         const Point b = minus(q, p1);
-        const double tLength = length(t);
+        const double tLength = segment.tLength;
         const double aLength = length(a);
         const double bLength = length(b);
         const double alpha = dotProduct(a, t);
@@ -837,35 +894,12 @@ double JetModel::calculateConcentration(double x, double y, double z) const {
         }
 
         if (beside) {
-            const double r0 = profileRadius_[i];
-            const double r1 = profileRadius_[i + 1];
-            const double c0 = centrelineConcentration_[i];
-            const double c1 = centrelineConcentration_[i + 1];
-            Point offset = a;
-            double radius = 0.0;
-            double concentration = 0.0;
-            for (int k = 0; k < samplesPerSegment; ++k) {
-                const double s = static_cast<double>(k) / 25.0;
-                const double w = 1.0 - s;
-                const Point dk{(q.x - w * p0.x) - s * p1.x, (q.y - w * p0.y) - s * p1.y,
-                               (q.z - w * p0.z) - s * p1.z};
-                const double dkLength = length(dk);
-                bool accept = dkLength == 0.0;
-                if (!accept) {
-                    const double cosK = dotProduct(t, dk) / (tLength * dkLength);
-                    const double cosR = dotProduct(t, offset) / (tLength * length(offset));
-                    accept = std::fabs(cosR) >= std::fabs(cosK);
-                }
-                if (accept) {
-                    offset = dk;
-                    radius = w * r0 + (static_cast<double>(k) * r1) / 25.0;
-                    concentration = w * c0 + (static_cast<double>(k) * c1) / 25.0;
-                }
-            }
-            const double distance = length(offset);
-            if (radius > distance) {
-                const double value =
-                    concentration * std::pow(0.5 + 0.5 * std::cos(pi * distance / radius), profileExponent);
+            const double gapX = std::fmax(std::fmax(segment.low.x - q.x, q.x - segment.high.x), 0.0);
+            const double gapY = std::fmax(std::fmax(segment.low.y - q.y, q.y - segment.high.y), 0.0);
+            const double gapZ = std::fmax(std::fmax(segment.low.z - q.z, q.z - segment.high.z), 0.0);
+            const bool outOfReach = gapX * gapX + gapY * gapY + gapZ * gapZ > segment.reach * segment.reach;
+            if (!outOfReach) {
+                const double value = sampleSegment(q, a, segment);
                 if (value > result) {
                     result = value;
                 }
@@ -879,30 +913,119 @@ double JetModel::calculateConcentration(double x, double y, double z) const {
     return result;
 }
 
+double JetModel::sampleSegment(const Point &q, const Point &a, const Segment &segment) {
+    // Search 26 samples (both ends included) for the offset most nearly normal to the jet; ties go to
+    // the later sample. Then apply the raised-cosine profile at the interpolated radius.
+    const Point &p0 = segment.p0;
+    const Point &p1 = segment.p1;
+    const Point &t = segment.t;
+    const double tLength = segment.tLength;
+    Point offset = a;
+    double radius = 0.0;
+    double concentration = 0.0;
+    for (int k = 0; k < samplesPerSegment; ++k) {
+        const double s = static_cast<double>(k) / 25.0;
+        const double w = 1.0 - s;
+        const Point dk{(q.x - w * p0.x) - s * p1.x, (q.y - w * p0.y) - s * p1.y, (q.z - w * p0.z) - s * p1.z};
+        const double dkLength = length(dk);
+        bool accept = dkLength == 0.0;
+        if (!accept) {
+            const double cosK = dotProduct(t, dk) / (tLength * dkLength);
+            const double cosR = dotProduct(t, offset) / (tLength * length(offset));
+            accept = std::fabs(cosR) >= std::fabs(cosK);
+        }
+        if (accept) {
+            offset = dk;
+            radius = w * segment.r0 + (static_cast<double>(k) * segment.r1) / 25.0;
+            concentration = w * segment.c0 + (static_cast<double>(k) * segment.c1) / 25.0;
+        }
+    }
+    const double distance = length(offset);
+    if (radius > distance) {
+        return concentration * std::pow(0.5 + 0.5 * std::cos(pi * distance / radius), profileExponent);
+    }
+    return 0.0;
+}
+
 std::vector<double> JetModel::calculateConcentrationGrid(double xStart, double yStart, double zStart,
                                                          double xEnd, double yEnd, double zEnd,
                                                          std::int32_t numberOfPointsX,
                                                          std::int32_t numberOfPointsY,
                                                          std::int32_t numberOfPointsZ) const {
-    const std::int64_t nx = numberOfPointsX;
-    const std::int64_t ny = numberOfPointsY;
-    const std::int64_t nz = numberOfPointsZ;
-    const std::int64_t total = nx * ny * nz;
+    const std::int64_t total = gridPointCount(numberOfPointsX, numberOfPointsY, numberOfPointsZ);
     if (total < 0) {
         throw std::bad_alloc();
     }
     std::vector<double> values(static_cast<std::size_t>(total));
-    for (std::int64_t i = 0; i < nx; ++i) {
-        const double x = gridCoordinate(xStart, xEnd, i, nx, true);
-        for (std::int64_t j = 0; j < ny; ++j) {
-            const double y = gridCoordinate(yStart, yEnd, j, ny, false);
-            for (std::int64_t k = 0; k < nz; ++k) {
-                const double z = gridCoordinate(zStart, zEnd, k, nz, false);
-                values[static_cast<std::size_t>((i * ny + j) * nz + k)] = calculateConcentration(x, y, z);
-            }
-        }
-    }
+    calculateConcentrationGrid(values.data(), xStart, yStart, zStart, xEnd, yEnd, zEnd, numberOfPointsX,
+                               numberOfPointsY, numberOfPointsZ, 1);
     return values;
+}
+
+std::int64_t JetModel::gridPointCount(std::int32_t numberOfPointsX, std::int32_t numberOfPointsY,
+                                      std::int32_t numberOfPointsZ) {
+    return static_cast<std::int64_t>(numberOfPointsX) * numberOfPointsY * numberOfPointsZ;
+}
+
+void JetModel::calculateConcentrationGrid(double *out, double xStart, double yStart, double zStart,
+                                          double xEnd, double yEnd, double zEnd, std::int32_t numberOfPointsX,
+                                          std::int32_t numberOfPointsY, std::int32_t numberOfPointsZ,
+                                          unsigned threads, const GridProgress &progress) const {
+    // Points are independent, so rows of constant (x, y) are handed out to threads in any order and each
+    // value lands at its own position: the result is the same, bit for bit, as the serial order.
+    const std::int64_t nx = numberOfPointsX;
+    const std::int64_t ny = numberOfPointsY;
+    const std::int64_t nz = numberOfPointsZ;
+    if (nx <= 0 || ny <= 0 || nz <= 0) {
+        return;
+    }
+    const std::vector<Segment> segments = buildSegments();
+    const std::int64_t rows = nx * ny;
+    const std::int64_t total = rows * nz;
+    std::atomic<std::int64_t> nextRow{0};
+    std::atomic<std::int64_t> pointsDone{0};
+    auto work = [&]() {
+        for (std::int64_t row = nextRow.fetch_add(1); row < rows; row = nextRow.fetch_add(1)) {
+            const std::int64_t i = row / ny;
+            const std::int64_t j = row % ny;
+            const double x = gridCoordinate(xStart, xEnd, i, nx, true);
+            const double y = gridCoordinate(yStart, yEnd, j, ny, false);
+            double *target = out + row * nz;
+            for (std::int64_t k = 0; k < nz; ++k) {
+                target[k] = concentrationAt(x, y, gridCoordinate(zStart, zEnd, k, nz, false), segments);
+            }
+            pointsDone.fetch_add(nz, std::memory_order_relaxed);
+        }
+    };
+    if (threads == 0) {
+        threads = std::thread::hardware_concurrency();
+    }
+    if (threads <= 1 || rows == 1) {
+        if (!progress) {
+            work();
+            return;
+        }
+        threads = 1;
+    }
+    std::vector<std::thread> helpers;
+    for (unsigned h = 1; h < threads; ++h) {
+        helpers.emplace_back(work);
+    }
+    if (progress) {
+        // This thread reports progress while the others work, then joins in.
+        std::thread worker(work);
+        while (pointsDone.load() < total) {
+            progress(pointsDone.load(), total);
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        }
+        worker.join();
+        progress(total, total);
+    } else {
+        work();
+    }
+    for (std::thread &helper : helpers) {
+        helper.join();
+    }
 }
 
 double JetModel::gridCoordinate(double start, double end, std::int64_t index, std::int64_t count,

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -174,4 +175,33 @@ TEST(Run, LongAveragingDilutesFaster) {
     ASSERT_TRUE(longAveraging.runModel());
     EXPECT_LT(longAveraging.arclength(longAveraging.numberOfOutputSteps() - 1),
               shortAveraging.arclength(shortAveraging.numberOfOutputSteps() - 1));
+}
+
+TEST(Run, ParallelGridEqualsSerialBitForBit) {
+    JetModel model;
+    setValidRelease(model);
+    ASSERT_TRUE(model.runModel());
+    const int nx = 23, ny = 17, nz = 13;
+    std::vector<double> serial(nx * ny * nz, -1.0);
+    std::vector<double> parallel(nx * ny * nz, -2.0);
+    model.calculateConcentrationGrid(serial.data(), -5, -8, 0, 80, 8, 40, nx, ny, nz, 1);
+    std::int64_t reported = 0;
+    model.calculateConcentrationGrid(parallel.data(), -5, -8, 0, 80, 8, 40, nx, ny, nz, 4,
+                                     [&reported](std::int64_t done, std::int64_t) { reported = done; });
+    EXPECT_EQ(reported, nx * ny * nz);
+    EXPECT_EQ(std::memcmp(serial.data(), parallel.data(), serial.size() * sizeof(double)), 0);
+    int nonZero = 0;
+    for (int i = 0; i < nx; ++i) {
+        for (int j = 0; j < ny; ++j) {
+            for (int k = 0; k < nz; ++k) {
+                const double expected =
+                    model.calculateConcentration(JetModel::gridCoordinate(-5, 80, i, nx, true),
+                                                 JetModel::gridCoordinate(-8, 8, j, ny, false),
+                                                 JetModel::gridCoordinate(0, 40, k, nz, false));
+                ASSERT_EQ(serial[(i * ny + j) * nz + k], expected);
+                nonZero += expected > 0.0;
+            }
+        }
+    }
+    EXPECT_GT(nonZero, 30);
 }
