@@ -60,9 +60,6 @@ std::vector<Token> tokenize(std::string_view script) {
         ++i;
     };
     const auto isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
-    const auto isDelimiter = [&](char c) {
-        return isBlank(c) || c == '{' || c == '}' || c == '=' || c == '\'';
-    };
     while (i < script.size()) {
         if (isBlank(script[i])) {
             advance();
@@ -71,13 +68,7 @@ std::vector<Token> tokenize(std::string_view script) {
         Token token;
         token.line = line;
         token.column = column;
-        const char c = script[i];
-        if (c == '{' || c == '}' || c == '=') {
-            token.kind = c == '{'   ? Token::Kind::OpenBrace
-                         : c == '}' ? Token::Kind::CloseBrace
-                                    : Token::Kind::Equals;
-            advance();
-        } else if (c == '\'') {
+        if (script[i] == '\'') {
             token.kind = Token::Kind::Quoted;
             advance();
             while (true) {
@@ -97,11 +88,16 @@ std::vector<Token> tokenize(std::string_view script) {
                 advance();
             }
         } else {
-            token.kind = Token::Kind::Word;
-            while (i < script.size() && !isDelimiter(script[i])) {
+            // Words run to the next blank, so that braced identifiers are names; lone braces and '='
+            // are punctuation.
+            while (i < script.size() && !isBlank(script[i])) {
                 token.text.push_back(script[i]);
                 advance();
             }
+            token.kind = token.text == "{"   ? Token::Kind::OpenBrace
+                         : token.text == "}" ? Token::Kind::CloseBrace
+                         : token.text == "=" ? Token::Kind::Equals
+                                             : Token::Kind::Word;
         }
         tokens.push_back(std::move(token));
     }

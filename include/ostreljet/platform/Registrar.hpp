@@ -9,9 +9,9 @@
 //
 // Script syntax: one or more hives, each `HIVE { keys }` (HKCR, HKEY_CLASSES_ROOT and the other hive
 // names of Registry). A key is `[NoRemove | ForceRemove | Delete] name [= s 'default'] [{ body }]`, and a
-// body holds keys and named values `val name = s 'data'`. A name is a bare word (any characters but
-// blanks, braces, '=' and quotes, e.g. CLSID or {guid}) or a quoted string; in quoted strings '' stands
-// for one quote. Keywords are matched without regard to case and only in bare form; only string values
+// body holds keys and named values `val name = s 'data'`. Words are separated by blanks, so braces and
+// '=' stand alone. A name is a bare word (e.g. CLSID or {guid}) or a quoted string; in quoted strings ''
+// stands for one quote. Keywords are matched without regard to case and only in bare form; only string values
 // (`s`) are supported. In names and data, %NAME% is replaced by the replacement registered for NAME
 // (matched without regard to case) and %% by a single %.
 //
