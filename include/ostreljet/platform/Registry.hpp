@@ -14,7 +14,8 @@
 //
 // Key paths are written with backslashes, hive first: "HKEY_CLASSES_ROOT\CLSID\{...}". The hives are
 // HKEY_CLASSES_ROOT, HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE, HKEY_USERS and HKEY_CURRENT_CONFIG, also
-// spelt HKCR, HKCU, HKLM, HKU and HKCC; they always exist and are never deleted. Key and value names
+// spelt HKCR, HKCU, HKLM, HKU and HKCC; they always exist and are never deleted. HKEY_CLASSES_ROOT is a
+// hive of its own, not a view merged from the machine's and the user's class keys. Key and value names
 // compare without regard to ASCII case and keep the case they were created with. Each key has an
 // optional default value (the empty name) and named values; all data are UTF-8 strings.
 //

@@ -97,9 +97,12 @@ HRESULT VariantCopyInd(VARIANT *dest, const VARIANTARG *src);
 // - VT_BSTR to VT_BOOL: "True" or "False" in any case, else its number;
 // - VT_DISPATCH to another type: the object's value property (DISPID_VALUE) is read and converted,
 //   unless VARIANT_NOVALUEPROP is given;
-// - VT_NULL converts only to VT_NULL and VT_EMPTY fails for everything but VT_EMPTY and VT_NULL;
-//   VT_ERROR converts only to itself; other combinations give DISP_E_TYPEMISMATCH;
-// - an unknown type or an array/by-reference target gives DISP_E_BADVARTYPE.
+// - VT_NULL converts to nothing but VT_NULL; any other scalar but VT_ERROR converts to VT_EMPTY or
+//   VT_NULL (giving that type with no value); VT_ERROR converts only to itself; arrays only to their own
+//   type; VT_UNKNOWN and VT_DISPATCH to each other by QueryInterface; other combinations give
+//   DISP_E_TYPEMISMATCH;
+// - NaN and infinities format as "NAN", "INF" and "-INF"; negative zero as "0";
+// - an unknown type, VT_VARIANT or a by-reference target gives DISP_E_BADVARTYPE.
 HRESULT VariantChangeType(VARIANTARG *dest, const VARIANTARG *src, USHORT flags, VARTYPE vt);
 
 } // namespace ostreljet::platform
