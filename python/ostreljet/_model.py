@@ -1,0 +1,497 @@
+"""The Model class: one jet model held by libostreljet, its inputs as attributes and its results."""
+
+import ctypes
+import difflib
+import math
+import numbers
+import operator
+import os
+import sys
+import threading
+
+from . import _library
+
+# Input properties in the order of the model's interface: name -> (kind, unit).
+INPUTS = {
+    "stackHeight": ("double", "m"),
+    "orificeDiameter": ("double", "m"),
+    "stackLocationX": ("double", "m east"),
+    "stackLocationY": ("double", "m north"),
+    "releaseAngle": ("double", "degrees above horizontal"),
+    "dischargeCoefficient": ("double", "dimensionless"),
+    "massFlowrate": ("double", "kg/s"),
+    "atmosphereMolecularWeight": ("double", "kg/mol"),
+    "atmospherePressure": ("double", "Pa"),
+    "atmosphereSpecificHeat": ("double", "J/(kg K)"),
+    "atmosphereTemperature": ("double", "K"),
+    "atmosphereSurfaceRoughness": ("double", "m"),
+    "referenceWindHeight": ("double", "m"),
+    "referenceWindSpeed": ("double", "m/s"),
+    "referenceWindBearing": ("double", "degrees from north towards east"),
+    "sourceMolecularWeight": ("double", "kg/mol"),
+    "sourceSpecificHeat": ("double", "J/(kg K)"),
+    "sourceSpecificHeatRatio": ("double", "dimensionless"),
+    "sourceTemperature": ("double", "K"),
+    "timeAveraging": ("timeAveraging", "0 short, 1 long"),
+    "stoppingConcentration": ("double", "mass fraction"),
+    "pasquillStability": ("pasquill", "0 = A .. 5 = F"),
+    "stackBearing": ("double", "degrees from north towards east"),
+}
+
+SERIES = (
+    "arclength",
+    "x",
+    "y",
+    "z",
+    "profileRadius",
+    "centrelineConcentration",
+    "centrelineTemperature",
+    "centrelineVelocity",
+)
+
+PASQUILL = {name: number for number, name in enumerate("ABCDEF")}
+PASQUILL.update({"PASQUILL_" + name: number for name, number in list(PASQUILL.items())})
+TIME_AVERAGING = {"short": 0, "long": 1, "SHORT_TIME_AVERAGING": 0, "LONG_TIME_AVERAGING": 1}
+
+_ENUMERATIONS = {
+    "pasquill": (PASQUILL, 6, '"A".."F", "PASQUILL_A".."PASQUILL_F" or 0..5'),
+    "timeAveraging": (TIME_AVERAGING, 2, '"short", "long", "SHORT_TIME_AVERAGING", "LONG_TIME_AVERAGING", 0 or 1'),
+}
+
+_INT_MAX = 2**31 - 1
+# The library lets one integration run at a time in a process.
+_run_lock = threading.Lock()
+
+
+class OstreljetError(RuntimeError):
+    """The library reported an internal failure."""
+
+
+def _numpy():
+    """numpy when it is present and enabled by ostreljet.use_numpy, else None."""
+    package = sys.modules.get(__package__)
+    if package is not None and not getattr(package, "use_numpy", False):
+        return None
+    try:
+        import numpy
+    except ImportError:
+        return None
+    return numpy
+
+
+def _coerce(name, value):
+    """The number that the library stores for an input, or TypeError/ValueError naming both."""
+    kind, unit = INPUTS[name]
+    if kind != "double":
+        names, count, accepted = _ENUMERATIONS[kind]
+        if isinstance(value, str):
+            if value in names:
+                return float(names[value])
+            raise ValueError("%s must be one of %s, not %r" % (name, accepted, value))
+        if isinstance(value, bool) or not isinstance(value, numbers.Real):
+            raise TypeError("%s must be one of %s, not %s %r" % (name, accepted, type(value).__name__, value))
+        number = float(value)
+        if not (math.isfinite(number) and number == math.floor(number) and 0 <= number < count):
+            raise ValueError("%s must be one of %s, not %r" % (name, accepted, value))
+        return number
+    if isinstance(value, bool) or not isinstance(value, numbers.Real):
+        raise TypeError("%s takes a number (%s), not %s %r" % (name, unit, type(value).__name__, value))
+    number = float(value)
+    if not math.isfinite(number):
+        raise ValueError("%s must be a finite number (%s), not %r" % (name, unit, value))
+    return number
+
+
+def _real(what, value):
+    if isinstance(value, bool) or not isinstance(value, numbers.Real):
+        raise TypeError("%s must be a number, not %s %r" % (what, type(value).__name__, value))
+    return float(value)
+
+
+def _count(what, value):
+    if isinstance(value, bool):
+        raise TypeError("%s must be an integer, not bool %r" % (what, value))
+    try:
+        number = operator.index(value)
+    except TypeError:
+        raise TypeError("%s must be an integer, not %s %r" % (what, type(value).__name__, value)) from None
+    if number < 0:
+        raise ValueError("%s must not be negative, not %d" % (what, number))
+    if number > _INT_MAX:
+        raise ValueError("%s must be at most %d, not %d" % (what, _INT_MAX, number))
+    return number
+
+
+def _available_memory():
+    """Bytes of memory the system can still hand out, or None when it cannot tell."""
+    try:
+        with open("/proc/meminfo") as meminfo:
+            for line in meminfo:
+                if line.startswith("MemAvailable:"):
+                    return int(line.split()[1]) * 1024
+    except (OSError, ValueError, IndexError):
+        pass
+    try:
+        return os.sysconf("SC_AVPHYS_PAGES") * os.sysconf("SC_PAGE_SIZE")
+    except (AttributeError, OSError, ValueError):
+        return None
+
+
+def _size(count):
+    for unit in ("bytes", "kB", "MB", "GB", "TB", "PB"):
+        if count < 1000 or unit == "PB":
+            return ("%d %s" % (count, unit)) if unit == "bytes" else ("%.1f %s" % (count, unit))
+        count /= 1000.0
+
+
+def _axis(start, end, count, reaches_end):
+    """Coordinates of one grid axis, computed as the library computes them."""
+    if count == 1:
+        return [start]
+    divisor = float(count - 1) if reaches_end else float(count)
+    return [start + float(index) / divisor * (end - start) for index in range(count)]
+
+
+class Results:
+    """The centreline series of one run, by step: read as results.x or results["x"]."""
+
+    __slots__ = ("_columns",)
+
+    def __init__(self, columns):
+        object.__setattr__(self, "_columns", columns)
+
+    def __getattr__(self, name):
+        try:
+            return self._columns[name]
+        except KeyError:
+            raise AttributeError("results have no series %r; series are %s" % (name, ", ".join(SERIES))) from None
+
+    def __setattr__(self, name, value):
+        raise AttributeError("results are read-only")
+
+    def __getitem__(self, name):
+        try:
+            return self._columns[name]
+        except KeyError:
+            raise KeyError("no series %r; series are %s" % (name, ", ".join(SERIES))) from None
+
+    def __iter__(self):
+        return iter(SERIES)
+
+    def __len__(self):
+        return len(self._columns["arclength"])
+
+    def keys(self):
+        return list(SERIES)
+
+    def items(self):
+        return [(name, self._columns[name]) for name in SERIES]
+
+    def to_dict(self):
+        return {name: self._columns[name] for name in SERIES}
+
+    def __dir__(self):
+        return sorted(set(object.__dir__(self)) | set(SERIES))
+
+    def __repr__(self):
+        return "<ostreljet.Results: %d steps>" % len(self)
+
+
+def _input_property(name):
+    kind, unit = INPUTS[name]
+
+    def getter(self):
+        value = self._get(name)
+        return int(value) if kind != "double" else value
+
+    def setter(self, value):
+        self._set(name, value)
+
+    doc = "Input %s (%s)." % (name, unit)
+    return property(getter, setter, None, doc)
+
+
+class Model:
+    """One jet model: set its inputs as attributes, run() it, then read results, messages and concentrations.
+
+    Model(**inputs) starts from the defaults and sets the given inputs. The model is released by
+    close(), by leaving a with block, or when it is garbage-collected.
+    """
+
+    __slots__ = ("_handle", "_lib", "_lock", "_results", "_messages", "__weakref__")
+
+    def __init__(self, **inputs):
+        lib = _library.library()
+        object.__setattr__(self, "_lib", lib)
+        object.__setattr__(self, "_lock", threading.RLock())
+        object.__setattr__(self, "_results", None)
+        object.__setattr__(self, "_messages", None)
+        handle = lib.ostreljet_create()
+        if not handle:
+            raise MemoryError("libostreljet could not create a model")
+        object.__setattr__(self, "_handle", handle)
+        for name, value in inputs.items():
+            self._check_name(name)
+            setattr(self, name, value)
+
+    # Lifetime.
+
+    def close(self):
+        """Releases the model; later use raises ValueError. Closing twice is harmless."""
+        handle = getattr(self, "_handle", None)
+        if handle:
+            object.__setattr__(self, "_handle", None)
+            lib = getattr(self, "_lib", None)
+            if lib is not None:
+                lib.ostreljet_destroy(handle)
+
+    def __del__(self):
+        try:
+            self.close()
+        except Exception:
+            pass
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *exc_info):
+        self.close()
+        return False
+
+    @property
+    def closed(self):
+        return not self._handle
+
+    def _live(self):
+        handle = self._handle
+        if not handle:
+            raise ValueError("the model is closed")
+        return handle
+
+    # Inputs.
+
+    @staticmethod
+    def _check_name(name):
+        if name not in INPUTS:
+            close = difflib.get_close_matches(name, INPUTS, 1)
+            hint = " (did you mean %r?)" % close[0] if close else ""
+            raise AttributeError("Model has no input %r%s" % (name, hint))
+
+    def _get(self, name):
+        value = ctypes.c_double()
+        with self._lock:
+            status = self._lib.ostreljet_get(self._live(), name.encode("ascii"), ctypes.byref(value))
+            if status != 0:
+                raise OstreljetError("reading %s failed: %s" % (name, _library.last_error()))
+        return value.value
+
+    def _set(self, name, value):
+        number = _coerce(name, value)
+        with self._lock:
+            status = self._lib.ostreljet_set(self._live(), name.encode("ascii"), number)
+            if status != 0:
+                raise OstreljetError("setting %s to %r failed: %s" % (name, value, _library.last_error()))
+
+    def __setattr__(self, name, value):
+        if name in INPUTS:
+            self._set(name, value)
+            return
+        attribute = getattr(type(self), name, None)
+        if isinstance(attribute, property) and attribute.fset is None:
+            raise AttributeError("%s is read-only" % name)
+        self._check_name(name)
+
+    def __delattr__(self, name):
+        raise AttributeError("cannot delete %r from a Model" % name)
+
+    def __getattr__(self, name):
+        # Only reached when normal lookup fails, that is for names that are not attributes.
+        if name.startswith("__"):
+            raise AttributeError(name)
+        self._check_name(name)
+        raise AttributeError(name)
+
+    def __dir__(self):
+        return sorted(set(object.__dir__(self)) | set(INPUTS))
+
+    def set(self, **inputs):
+        """Sets several inputs at once; returns the model."""
+        for name, value in inputs.items():
+            self._check_name(name)
+            setattr(self, name, value)
+        return self
+
+    def to_dict(self):
+        """The inputs in the interface's order; the enumerations as integers."""
+        return {name: getattr(self, name) for name in INPUTS}
+
+    @classmethod
+    def from_scenario(cls, path):
+        """A new model with the inputs of a scenario file (a JSON object of input properties)."""
+        model = cls()
+        try:
+            model.load_scenario(path)
+        except BaseException:
+            model.close()
+            raise
+        return model
+
+    def load_scenario(self, path):
+        """Sets the inputs named in a scenario file; nothing is set when the file is refused."""
+        if not isinstance(path, (str, bytes, os.PathLike)):
+            raise TypeError("a scenario path must be a str, bytes or os.PathLike, not %s" % type(path).__name__)
+        encoded = os.fsencode(path)
+        if b"\0" in encoded:
+            raise ValueError("a scenario path must not contain a NUL character: %r" % (path,))
+        with self._lock:
+            status = self._lib.ostreljet_load_scenario(self._live(), encoded)
+            message = _library.last_error() if status != 0 else ""
+        if status == 0:
+            return self
+        if not os.path.exists(encoded):
+            raise FileNotFoundError(2, message, os.fsdecode(encoded))
+        if status == -2:
+            raise ValueError(message)
+        raise OstreljetError(message)
+
+    # Running and results.
+
+    def run(self):
+        """Validates the inputs and runs: True when the run was carried out, False when the inputs were refused.
+
+        A run that was carried out may still have ended early; read messages.
+        """
+        with self._lock:
+            handle = self._live()
+            with _run_lock:
+                status = self._lib.ostreljet_run(handle)
+            object.__setattr__(self, "_results", None)
+            object.__setattr__(self, "_messages", None)
+            if status < 0:
+                raise OstreljetError("the run failed: %s" % _library.last_error())
+        return status == 1
+
+    @property
+    def step_count(self):
+        """Number of output steps of the last run."""
+        with self._lock:
+            count = self._lib.ostreljet_step_count(self._live())
+        if count < 0:
+            raise OstreljetError(_library.last_error())
+        return count
+
+    def _series(self, name, count, numpy):
+        if numpy is not None:
+            values = numpy.empty(count, dtype=numpy.float64)
+            out = values.ctypes.data_as(ctypes.POINTER(ctypes.c_double))
+        else:
+            values = (ctypes.c_double * count)()
+            out = ctypes.cast(values, ctypes.POINTER(ctypes.c_double))
+        copied = self._lib.ostreljet_series(self._handle, name.encode("ascii"), out, count)
+        if copied != count:
+            raise OstreljetError("series %s gave %d values, not %d: %s" % (name, copied, count, _library.last_error()))
+        return values if numpy is not None else list(values)
+
+    @property
+    def results(self):
+        """The centreline series of the last run (numpy arrays or lists), one value per output step."""
+        numpy = _numpy()
+        with self._lock:
+            cached = self._results
+            if cached is None or cached[0] != (numpy is not None):
+                count = self.step_count
+                columns = {name: self._series(name, count, numpy) for name in SERIES}
+                cached = (numpy is not None, Results(columns))
+                object.__setattr__(self, "_results", cached)
+        return cached[1]
+
+    @property
+    def messages(self):
+        """Messages of the last run (errors, warnings and notices), in order."""
+        with self._lock:
+            if self._messages is None:
+                handle = self._live()
+                count = self._lib.ostreljet_message_count(handle)
+                texts = []
+                for index in range(max(count, 0)):
+                    text = self._lib.ostreljet_message(handle, index)
+                    texts.append(text.decode("utf-8", "replace") if text is not None else "")
+                object.__setattr__(self, "_messages", texts)
+            return list(self._messages)
+
+    def concentration(self, x, y, z):
+        """Concentration (mass fraction) at the point (x east, y north, z up; m); 0 before a run."""
+        point = [_real(axis, value) for axis, value in zip("xyz", (x, y, z))]
+        with self._lock:
+            value = self._lib.ostreljet_concentration(self._live(), *point)
+        if math.isnan(value) and _library.last_error():
+            raise OstreljetError(_library.last_error())
+        return value
+
+    @staticmethod
+    def grid_axes(x0, y0, z0, x1, y1, z1, nx, ny, nz):
+        """Coordinates of the points of grid(...) along each axis: (xs, ys, zs).
+
+        x runs from x0 to x1 inclusive; y and z stop one step short of y1 and z1. A count of 1 gives
+        the start alone.
+        """
+        starts = [_real(name, value) for name, value in zip(("x0", "y0", "z0"), (x0, y0, z0))]
+        ends = [_real(name, value) for name, value in zip(("x1", "y1", "z1"), (x1, y1, z1))]
+        counts = [_count(name, value) for name, value in zip(("nx", "ny", "nz"), (nx, ny, nz))]
+        return tuple(_axis(starts[i], ends[i], counts[i], i == 0) for i in range(3))
+
+    def grid(self, x0, y0, z0, x1, y1, z1, nx, ny, nz):
+        """Concentrations on a regular grid, shaped (nx, ny, nz): a numpy array or nested lists.
+
+        Point [i][j][k] lies at grid_axes(...)[0][i], [1][j], [2][k]. Negative counts and grids that
+        would not fit in the memory available are refused before anything is allocated.
+        """
+        starts = [_real(name, value) for name, value in zip(("x0", "y0", "z0"), (x0, y0, z0))]
+        ends = [_real(name, value) for name, value in zip(("x1", "y1", "z1"), (x1, y1, z1))]
+        counts = [_count(name, value) for name, value in zip(("nx", "ny", "nz"), (nx, ny, nz))]
+        nx, ny, nz = counts
+        total = nx * ny * nz
+        numpy = _numpy()
+        # A float in a nested list costs its object and its slot besides the library's buffer.
+        per_point = 8 if numpy is not None else 8 + 24 + 8
+        needed = total * per_point
+        available = _available_memory()
+        if needed > sys.maxsize or (available is not None and needed > available):
+            raise MemoryError(
+                "a grid of %d x %d x %d = %d points would take %s; %s"
+                % (
+                    nx,
+                    ny,
+                    nz,
+                    total,
+                    _size(needed),
+                    "only %s of memory is available" % _size(available)
+                    if available is not None
+                    else "that is beyond this process's address space",
+                )
+            )
+        if numpy is not None:
+            values = numpy.empty((nx, ny, nz), dtype=numpy.float64)
+            out = values.ctypes.data_as(ctypes.POINTER(ctypes.c_double))
+        else:
+            buffer = (ctypes.c_double * total)()
+            out = ctypes.cast(buffer, ctypes.POINTER(ctypes.c_double))
+        with self._lock:
+            written = self._lib.ostreljet_concentration_grid(self._live(), *starts, *ends, nx, ny, nz, out, total)
+        if written != total:
+            raise OstreljetError("the grid failed: %s" % _library.last_error())
+        if numpy is not None:
+            return values
+        flat = list(buffer)
+        plane = ny * nz
+        return [[flat[i * plane + j * nz : i * plane + (j + 1) * nz] for j in range(ny)] for i in range(nx)]
+
+    def __repr__(self):
+        if not self._handle:
+            return "<ostreljet.Model (closed)>"
+        return "<ostreljet.Model: %d steps>" % self.step_count
+
+
+for _name in INPUTS:
+    setattr(Model, _name, _input_property(_name))
+del _name
