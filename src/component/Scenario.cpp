@@ -1,5 +1,6 @@
 #include "ostreljet/component/Scenario.hpp"
 
+#include "ostreljet/component/GasTable.hpp"
 #include "ostreljet/component/PropertyTable.hpp"
 
 #include <nlohmann/json.hpp>
@@ -153,8 +154,29 @@ Scenario Scenario::fromText(std::string_view text, const std::string &sourceName
                             std::string(document.type_name()));
     }
     Scenario scenario;
+    // A named gas fills the source properties first; keys given explicitly override it.
+    if (const auto gas = document.find("gas"); gas != document.end()) {
+        if (!gas->is_string()) {
+            throw ScenarioError(sourceName + ": \"gas\" must be the name of a gas, not " + describe(*gas));
+        }
+        const GasTable::Entry *entry = GasTable::find(gas->get_ref<const std::string &>());
+        if (entry == nullptr) {
+            std::string known;
+            for (const GasTable::Entry &candidate : GasTable::entries()) {
+                known += (known.empty() ? "" : ", ") + std::string(candidate.name);
+            }
+            throw ScenarioError(sourceName + ": unknown gas " + describe(*gas) + " (known: " + known + ")");
+        }
+        scenario.gas_ = std::string(entry->name);
+        scenario.inputs_.emplace_back("sourceMolecularWeight", entry->molecularWeight);
+        scenario.inputs_.emplace_back("sourceSpecificHeat", entry->specificHeat);
+        scenario.inputs_.emplace_back("sourceSpecificHeatRatio", entry->specificHeatRatio);
+    }
     for (auto it = document.begin(); it != document.end(); ++it) {
         const std::string &key = it.key();
+        if (key == "gas") {
+            continue;
+        }
         const PropertyTable::Property *property = PropertyTable::find(key);
         if (property == nullptr) {
             throw ScenarioError(sourceName + ": unknown key \"" + key + "\"");

@@ -17,8 +17,10 @@ public:
 };
 
 // A release and its weather as a JSON object whose keys are the model's input property names.
-// Omitted keys keep a new model's defaults. `pasquillStability` also takes "A".."F" or
-// "PASQUILL_A".."PASQUILL_F"; `timeAveraging` takes "short", "long" or the enumeration names.
+// Omitted keys keep a new model's defaults. A key "gas" names a gas of the GasTable, whose molecular
+// weight, specific heat and specific heat ratio fill the source properties unless given explicitly.
+// `pasquillStability` also takes "A".."F" or "PASQUILL_A".."PASQUILL_F"; `timeAveraging` takes "short",
+// "long" or the enumeration names.
 class Scenario {
 public:
     // Reads and checks a scenario; throws ScenarioError naming what is wrong.
@@ -28,11 +30,15 @@ public:
     // The inputs in the order they appear, as (property name, value).
     const std::vector<std::pair<std::string, double>> &inputs() const { return inputs_; }
 
+    // The named gas, or "" when the scenario names none.
+    const std::string &gas() const { return gas_; }
+
     // Writes every input into the model through its putter.
     void applyTo(JetModel &model) const;
 
 private:
     std::vector<std::pair<std::string, double>> inputs_;
+    std::string gas_;
 };
 
 } // namespace ostreljet
