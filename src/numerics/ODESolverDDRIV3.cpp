@@ -76,6 +76,10 @@ ODESolverDDRIV3::~ODESolverDDRIV3() {
         massMatrix[i].resize(0);
     }
     massMatrix.resize(0);
+    // The callbacks must not reach a destroyed object.
+    if (currentSolver == this) {
+        currentSolver = nullptr;
+    }
 }
 
 void ODESolverDDRIV3::setImplicitMode(int mode) {
@@ -148,8 +152,11 @@ bool ODESolverDDRIV3::integrate() {
         lenw = n * n + 16 * n + 214;
     }
     int leniw = n + 21;
-    // Zero-filled although the integrator initialises what it reads on its first call.
-    const auto work = std::make_unique<double[]>(static_cast<std::size_t>(lenw > 0 ? lenw : 1));
+    // Zero-filled although the integrator initialises what it reads on its first call. The N x N elements
+    // beyond LENW are slack for the mass-matrix bridge, which copies a full matrix even where the integrator
+    // (IMPL 2) reserves only one column.
+    const auto work = std::make_unique<double[]>(static_cast<std::size_t>(lenw > 0 ? lenw : 1) +
+                                                 static_cast<std::size_t>(n > 0 ? n * n : 0));
     const auto iwork = std::make_unique<int[]>(static_cast<std::size_t>(leniw > 0 ? leniw : 1));
 
     solverState = 1;

@@ -8,10 +8,12 @@
 #include <fstream>
 #include <functional>
 #include <limits>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "ostreljet/numerics/DDRIV3.hpp"
 #include "ostreljet/numerics/ODESolverDDRIV3.hpp"
 
 namespace {
@@ -175,6 +177,26 @@ TEST(ODESolverBase, ConstructionAndSetters) {
     p.tEnd = 0.0;
     p.integrate();
     EXPECT_EQ(ODESolverDDRIV3::current(), &p);
+}
+
+TEST(ODESolverBase, CallbackTargetFollowsConstructionAndDestruction) {
+    Problem first(1);
+    auto second = std::make_unique<Problem>(1);
+    EXPECT_EQ(ODESolverDDRIV3::current(), second.get());
+    // The message routine hands on the first NMESSG characters to the current object.
+    ostreljet::integratorMessage("to the second object", 13, 7, 0);
+    ASSERT_EQ(second->messageCount(), 1);
+    EXPECT_EQ(second->message(0).text, "to the second");
+    EXPECT_EQ(second->message(0).code, 7);
+    EXPECT_EQ(second->message(0).level, 0);
+    second.reset();
+    EXPECT_EQ(ODESolverDDRIV3::current(), nullptr);   // a destroyed object is no longer reachable
+    ostreljet::integratorMessage("dropped", 7, 1, 2); // nothing receives it
+    EXPECT_EQ(first.messageCount(), 0);
+    auto third = std::make_unique<Problem>(1);
+    auto fourth = std::make_unique<Problem>(1);
+    third.reset(); // destroying another object leaves the target alone
+    EXPECT_EQ(ODESolverDDRIV3::current(), fourth.get());
 }
 
 TEST(ODESolverBase, CallingOrderOfOneIntegration) {

@@ -23,8 +23,12 @@ using MassMatrixFn = void (*)(int *n, double *t, double *y, double *a, int *matd
 // argument list cannot pass, so it is refused with the "Improper value for MINT, MITER and/or IMPL" message
 // (number 9, fatal).
 //
+// Routines that the options do not use are never called and may be null: jacobn unless MITER is 1 or 4, fa
+// unless IMPL is 1 or 2, g unless NROOT > 0.
+//
 // Messages (number, level 0 warning / 1 recoverable / 2 fatal, exact text) go to integratorMessage; after a
-// fatal one the routine returns with *nstate unchanged. Nothing is allocated, printed or thrown.
+// fatal one the routine returns with *nstate unchanged. Nothing is allocated, printed or thrown, and there is
+// no state outside work and iwork except the per-thread message buffer.
 void DDRIV3(int *n, double *t, double *y, DerivativeFn f, int *nstate, double *tout, int *ntask, int *nroot,
             double *eps, double *ewt, int *ierror, int *mint, int *miter, int *impl, int *ml, int *mu,
             int *mxord, double *hmax, double *work, int *lenw, int *iwork, int *leniw, JacobianFn jacobn,
