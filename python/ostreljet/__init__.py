@@ -21,10 +21,10 @@ def _numpy_wanted():
     if _os.environ.get("OSTRELJET_NO_NUMPY", "").strip().lower() in ("1", "true", "yes", "on"):
         return False
     try:
-        import numpy  # noqa: F401
+        import numpy
     except ImportError:
         return False
-    return True
+    return numpy is not None
 
 
 use_numpy = _numpy_wanted()

@@ -423,10 +423,7 @@ class Model:
         """Concentration (mass fraction) at the point (x east, y north, z up; m); 0 before a run."""
         point = [_real(axis, value) for axis, value in zip("xyz", (x, y, z))]
         with self._lock:
-            value = self._lib.ostreljet_concentration(self._live(), *point)
-        if math.isnan(value) and _library.last_error():
-            raise OstreljetError(_library.last_error())
-        return value
+            return self._lib.ostreljet_concentration(self._live(), *point)
 
     @staticmethod
     def grid_axes(x0, y0, z0, x1, y1, z1, nx, ny, nz):
@@ -486,10 +483,18 @@ class Model:
         plane = ny * nz
         return [[flat[i * plane + j * nz : i * plane + (j + 1) * nz] for j in range(ny)] for i in range(nx)]
 
+    def __reduce__(self):
+        # Copies and pickles carry the inputs; each copy owns its own model and has no results yet.
+        return (_model_with_inputs, (self.to_dict(),))
+
     def __repr__(self):
         if not self._handle:
             return "<ostreljet.Model (closed)>"
         return "<ostreljet.Model: %d steps>" % self.step_count
+
+
+def _model_with_inputs(inputs):
+    return Model(**inputs)
 
 
 for _name in INPUTS:

@@ -172,3 +172,17 @@ def test_names_match_the_library():
         "centrelineTemperature",
         "centrelineVelocity",
     ]
+
+
+def test_copies_own_their_model_and_carry_the_inputs():
+    import copy
+    import pickle
+
+    original = Model(stackHeight=12.5, pasquillStability="B", timeAveraging="long")
+    copies = [copy.copy(original), copy.deepcopy(original), pickle.loads(pickle.dumps(original))]
+    original.close()
+    for duplicate in copies:
+        assert not duplicate.closed
+        assert duplicate.to_dict() == dict(DEFAULTS, stackHeight=12.5, pasquillStability=1, timeAveraging=1)
+        duplicate.stackHeight = 1.0
+        duplicate.close()
