@@ -1,8 +1,8 @@
 // Stating your own initial-value problem: a projectile with air drag, integrated until it lands.
 //
-// Part 1 derives from ODESolverDDRIV3: the base class runs the integration loop, and a stopping function
-// (the height) ends it where the projectile reaches the ground.
-// Part 2 calls the integrator DDRIV3 itself on the same equations, one output point every 0.5 s.
+// The first half derives from ODESolverDDRIV3: the base class runs the integration loop, and a stopping
+// function (the height) ends it where the projectile reaches the ground. The second half calls the integrator
+// DDRIV3 itself on the same equations, one output point every 0.5 s.
 
 #include <cmath>
 #include <cstdio>
@@ -56,13 +56,13 @@ void derivatives(int *, double *, double *y, double *ydot) {
 } // namespace
 
 int main() {
-    // Part 1: the base class.
+    // With the base class.
     Projectile flight;
     flight.integrate();
     std::printf("Base class: %d output points, landed after %.4f s at %.3f m, %d messages\n", flight.points,
                 flight.landing[0], flight.landing[1], flight.messageCount());
 
-    // Part 2: the integrator itself, with backward differentiation formulas and NTASK 1 (interpolated
+    // With the integrator itself, with backward differentiation formulas and NTASK 1 (interpolated
     // output at each TOUT). Its messages go to the solver object of this thread (here `flight`).
     int n = 4;
     double t = 0.0;

@@ -534,6 +534,26 @@ TEST(ODESolverBase, ImplicitModes) {
     EXPECT_EQ(singular.message(0).code, 13);
 }
 
+TEST(ODESolverBase, DiagonalModeWithoutDifferentialEquationsCannotStart) {
+    Problem p(2);
+    p.y0 = {1.0, 1.0};
+    p.rhs = [](double, const double *y, double *ydot) {
+        ydot[0] = -y[0];
+        ydot[1] = -y[1];
+    };
+    p.setImplicitMode(2);
+    p.integrate();
+    EXPECT_EQ(p.afterStepCalls, 1);
+    EXPECT_EQ(p.state(), 1);
+    ASSERT_EQ(p.messageCount(), 1);
+    EXPECT_EQ(p.message(0).code, 11);
+    EXPECT_EQ(p.message(0).level, 2);
+    EXPECT_EQ(p.message(0).text,
+              "DDRIV311FE At T,  0.00000000D+00, the attempted step size has gone to zero.  "
+              "Often this occurs if the problem setup is incorrect.");
+    EXPECT_EQ(p.message(0).text.size(), 129U);
+}
+
 namespace {
 
 struct ReferenceRow {

@@ -24,7 +24,11 @@ public:
 
     virtual ~ODESolverDDRIV3();
     // 0: y' = f; 1: A y' = f with A remade as zeros before every integration and then filled by
-    // calculateMassMatrix; 2: as 1 with the matrix kept between integrations. Other values act as 0.
+    // calculateMassMatrix; 2: A diagonal, its diagonal read from the first column of the matrix, which is
+    // kept between integrations. Other values act as 0. Mode 2 is run with no differential equations
+    // declared (NDE 0), with which the method cannot start: the first call ends with the fatal
+    // "step size has gone to zero" message (number 11).
+    // In modes 1 and 2 the integration needs room for 2 N^2 + 16 N + 214 doubles.
     virtual void setImplicitMode(int mode);
     // Stores eps as the relative error bound when eps > 0; refuses (false) zero, negative and NaN.
     virtual bool setTolerance(double eps);
