@@ -7,5 +7,7 @@ namespace ostreljet::cli {
 // Each subcommand adds itself, its options and its action to the application.
 void registerProfileCommand(CLI::App &app);
 void registerRunCommand(CLI::App &app);
+void registerConcentrationCommand(CLI::App &app);
+void registerGridCommand(CLI::App &app);
 
 } // namespace ostreljet::cli

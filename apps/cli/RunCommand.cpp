@@ -30,15 +30,9 @@ std::vector<std::vector<double>> allSeries(const JetModel &model) {
 }
 
 void printJson(const JetModel &model, bool ok) {
-    std::string out = fmt::format("{{\"ok\": {}, \"version\": {}, \"messages\": [", ok ? "true" : "false",
-                                  jsonString(JetModel::versionInfo()));
-    for (std::int32_t i = 0; i < model.messageCount(); ++i) {
-        if (i > 0) {
-            out += ", ";
-        }
-        out += jsonString(model.messageText(i));
-    }
-    out += "], \"steps\": {";
+    std::string out = fmt::format("{{\"ok\": {}, \"version\": {}, \"messages\": {}", ok ? "true" : "false",
+                                  jsonString(JetModel::versionInfo()), jsonMessages(model));
+    out += ", \"steps\": {";
     const std::vector<std::vector<double>> columns = allSeries(model);
     const auto series = PropertyTable::series();
     for (std::size_t c = 0; c < series.size(); ++c) {
@@ -73,10 +67,7 @@ void printTable(const JetModel &model) {
         }
         fmt::print("{}\n", line);
     }
-    fmt::print("\n{} output steps; messages:\n", steps);
-    for (std::int32_t i = 0; i < model.messageCount(); ++i) {
-        fmt::print("  {}\n", model.messageText(i));
-    }
+    printRunSummary(model);
 }
 
 void writeCsv(const JetModel &model, const std::string &path) {
@@ -140,8 +131,7 @@ void registerRunCommand(CLI::App &app) {
             printTable(model);
         }
         if (!ok) {
-            throw CommandFailure(kInputsInvalid,
-                                 model.messageCount() > 0 ? model.messageText(0) : "invalid inputs");
+            throw invalidInputs(model);
         }
     });
 }

@@ -1,7 +1,5 @@
 #include "Support.hpp"
 
-#include "ostreljet/diagnostics/ErrorMessageCollection.hpp"
-
 #include <fmt/core.h>
 
 #include <cerrno>
@@ -9,6 +7,8 @@
 #include <cmath>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <limits>
 #include <unistd.h>
 
 namespace ostreljet::cli {
@@ -26,29 +26,66 @@ std::optional<double> parseNumber(std::string_view text) {
     return value;
 }
 
-std::vector<double> parseTriple(const std::string &option, const std::string &text) {
-    std::vector<double> values;
+namespace {
+
+// The pieces of a comma-separated list; an empty text is one empty piece.
+std::vector<std::string> splitAtCommas(const std::string &text) {
+    std::vector<std::string> pieces;
     std::size_t start = 0;
     while (true) {
         const std::size_t comma = text.find(',', start);
-        const std::string piece =
-            text.substr(start, comma == std::string::npos ? std::string::npos : comma - start);
+        pieces.push_back(text.substr(start, comma == std::string::npos ? std::string::npos : comma - start));
+        if (comma == std::string::npos) {
+            return pieces;
+        }
+        start = comma + 1;
+    }
+}
+
+} // namespace
+
+std::vector<double> parseTriple(const std::string &option, const std::string &text) {
+    std::vector<double> values;
+    for (const std::string &piece : splitAtCommas(text)) {
         const std::optional<double> value = parseNumber(piece);
         if (!value) {
             throw CommandFailure(kUsageError,
                                  fmt::format("{}: '{}' is not a number in '{}'", option, piece, text));
         }
         values.push_back(*value);
-        if (comma == std::string::npos) {
-            break;
-        }
-        start = comma + 1;
     }
     if (values.size() != 3) {
         throw CommandFailure(kUsageError,
                              fmt::format("{}: expected three numbers X,Y,Z, not '{}'", option, text));
     }
     return values;
+}
+
+std::array<std::int32_t, 3> parseCountTriple(const std::string &option, const std::string &text) {
+    const std::vector<std::string> pieces = splitAtCommas(text);
+    if (pieces.size() != 3) {
+        throw CommandFailure(kUsageError,
+                             fmt::format("{}: expected three counts NX,NY,NZ, not '{}'", option, text));
+    }
+    std::array<std::int32_t, 3> counts{};
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        const std::string &piece = pieces[axis];
+        const char *end = piece.data() + piece.size();
+        const auto [stop, error] = std::from_chars(piece.data(), end, counts[axis]);
+        const bool digitsOnly = !piece.empty() && piece.find_first_not_of("0123456789") == std::string::npos;
+        if (!digitsOnly) {
+            throw CommandFailure(kUsageError,
+                                 fmt::format("{}: '{}' is not a count (a whole number 0 or more) "
+                                             "in '{}'",
+                                             option, piece, text));
+        }
+        if (error != std::errc() || stop != end) {
+            throw CommandFailure(kUsageError,
+                                 fmt::format("{}: '{}' is more than {} points on one axis in '{}'", option,
+                                             piece, std::numeric_limits<std::int32_t>::max(), text));
+        }
+    }
+    return counts;
 }
 
 const CLI::Validator &numberValidator() {
@@ -108,10 +145,41 @@ bool runScenario(JetModel &model, const Scenario &scenario) {
     return model.runModel();
 }
 
-void writeFileAtomically(const std::string &path, const std::function<void(std::FILE *)> &writer) {
+CommandFailure invalidInputs(const JetModel &model) {
+    return CommandFailure(kInputsInvalid, model.messageCount() > 0 ? model.messageText(0) : "invalid inputs");
+}
+
+std::string jsonMessages(const JetModel &model) {
+    std::string out = "[";
+    for (std::int32_t i = 0; i < model.messageCount(); ++i) {
+        if (i > 0) {
+            out += ", ";
+        }
+        out += jsonString(model.messageText(i));
+    }
+    out += "]";
+    return out;
+}
+
+void printRunSummary(const JetModel &model) {
+    fmt::print("\n{} output steps; messages:\n", model.numberOfOutputSteps());
+    for (std::int32_t i = 0; i < model.messageCount(); ++i) {
+        fmt::print("  {}\n", model.messageText(i));
+    }
+}
+
+namespace {
+
+std::filesystem::path folderOf(const std::filesystem::path &target) {
+    return target.has_parent_path() ? target.parent_path() : std::filesystem::path(".");
+}
+
+} // namespace
+
+void checkOutputPath(const std::string &path) {
     namespace fs = std::filesystem;
     const fs::path target(path);
-    const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
+    const fs::path folder = folderOf(target);
     std::error_code error;
     if (!fs::is_directory(folder, error)) {
         throw CommandFailure(
@@ -120,6 +188,14 @@ void writeFileAtomically(const std::string &path, const std::function<void(std::
     if (fs::is_directory(target, error)) {
         throw CommandFailure(kUsageError, fmt::format("cannot write '{}': it is a directory", path));
     }
+}
+
+void writeFileAtomically(const std::string &path, const std::function<void(std::FILE *)> &writer) {
+    namespace fs = std::filesystem;
+    checkOutputPath(path);
+    const fs::path target(path);
+    const fs::path folder = folderOf(target);
+    std::error_code error;
     const fs::path temporary = folder / fmt::format(".{}.{}.tmp", target.filename().string(), ::getpid());
     std::FILE *stream = std::fopen(temporary.c_str(), "wb");
     if (stream == nullptr) {
@@ -146,8 +222,37 @@ void writeFileAtomically(const std::string &path, const std::function<void(std::
     }
 }
 
+std::uint64_t availableMemory() {
+    std::ifstream meminfo("/proc/meminfo");
+    std::string key;
+    std::uint64_t amount = 0;
+    std::string unit;
+    while (meminfo >> key >> amount) {
+        std::getline(meminfo, unit);
+        if (key == "MemAvailable:") {
+            return unit.find("kB") != std::string::npos ? amount * 1024 : amount;
+        }
+    }
+    const long pages = ::sysconf(_SC_PHYS_PAGES);
+    const long pageSize = ::sysconf(_SC_PAGE_SIZE);
+    if (pages <= 0 || pageSize <= 0) {
+        return 0;
+    }
+    return static_cast<std::uint64_t>(pages) * static_cast<std::uint64_t>(pageSize);
+}
+
+std::string formatBytes(double bytes) {
+    static const char *const units[] = {"bytes", "kB", "MB", "GB", "TB", "PB", "EB"};
+    std::size_t unit = 0;
+    while (bytes >= 1000.0 && unit + 1 < std::size(units)) {
+        bytes /= 1000.0;
+        ++unit;
+    }
+    return unit == 0 ? fmt::format("{:.0f} bytes", bytes) : fmt::format("{:.1f} {}", bytes, units[unit]);
+}
+
 void echoModelMessagesTo(std::FILE *stream) {
-    ErrorMessageCollection::setEchoStream(stream);
+    JetModel::setEchoStream(stream);
 }
 
 } // namespace ostreljet::cli

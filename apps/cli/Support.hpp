@@ -4,6 +4,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include <array>
+#include <cstdint>
 #include <cstdio>
 #include <functional>
 #include <optional>
@@ -34,6 +36,9 @@ std::optional<double> parseNumber(std::string_view text);
 // "X,Y,Z" as three numbers; the option's name goes into the error.
 std::vector<double> parseTriple(const std::string &option, const std::string &text);
 
+// "NX,NY,NZ" as three whole numbers from 0 to 2147483647; the option's name goes into the error.
+std::array<std::int32_t, 3> parseCountTriple(const std::string &option, const std::string &text);
+
 // A validator that accepts only numbers, naming the value it refuses.
 const CLI::Validator &numberValidator();
 
@@ -47,10 +52,25 @@ Scenario loadScenario(const std::string &path);
 
 // Applies a scenario to a model and runs it: true when the inputs passed validation.
 bool runScenario(JetModel &model, const Scenario &scenario);
+// The end of a command whose scenario failed validation: status 1 with the model's first message.
+CommandFailure invalidInputs(const JetModel &model);
+// The model's messages as a JSON array of strings.
+std::string jsonMessages(const JetModel &model);
+// The number of output steps, then the run's messages one to a line, after a blank line.
+void printRunSummary(const JetModel &model);
+
+// Refuses, with status 2, a path whose folder does not exist or that names a directory.
+void checkOutputPath(const std::string &path);
 
 // Writes a file through a temporary file in the same folder and a rename, so that an interrupted or
 // failed write never leaves half a file under the final name. The writer fills the open stream.
 void writeFileAtomically(const std::string &path, const std::function<void(std::FILE *)> &writer);
+
+// Memory the system can still hand out (bytes): MemAvailable from /proc/meminfo, or else the physical
+// memory.
+std::uint64_t availableMemory();
+// A byte count in decimal units with one decimal, e.g. "8.0 GB".
+std::string formatBytes(double bytes);
 
 // Where once-only model messages are echoed while a command prints machine-readable output.
 void echoModelMessagesTo(std::FILE *stream);

@@ -1,0 +1,192 @@
+#include "Commands.hpp"
+#include "Support.hpp"
+
+#include "ostreljet/component/Scenario.hpp"
+
+#include <fmt/core.h>
+#include <fmt/format.h>
+
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+namespace ostreljet::cli {
+
+namespace {
+
+// The CSV is formatted into a buffer that is handed to the file whenever it passes this size (bytes).
+constexpr std::size_t kCsvFlushBytes = std::size_t{1} << 20;
+// What writing the CSV needs besides the values: the buffer, one row beyond it and the axis texts of z,
+// counted generously (bytes).
+constexpr std::uint64_t kCsvWorkingBytes = std::uint64_t{4} << 20;
+// Bytes of text kept per z coordinate.
+constexpr std::uint64_t kBytesPerZText = 64;
+// Grids with more points than this show a progress bar when stderr is a terminal.
+constexpr std::int64_t kProgressBarPoints = 200000;
+
+struct GridOptions {
+    std::string scenario;
+    std::string from;
+    std::string to;
+    std::string points;
+    std::string csv;
+};
+
+// The box and the counts of a grid, as checked numbers.
+struct GridSpec {
+    std::vector<double> from;          // x0, y0, z0, m
+    std::vector<double> to;            // x1, y1, z1, m
+    std::array<std::int32_t, 3> count; // points on x, y, z
+    std::int64_t points = 0;           // nx * ny * nz
+};
+
+// Refuses, before anything is allocated, a grid whose point count overflows or whose values and CSV
+// writing would not fit in the memory the system has free.
+void checkGridFitsInMemory(const GridSpec &grid) {
+    const auto [nx, ny, nz] = grid.count;
+    const std::string size = fmt::format("{} x {} x {}", nx, ny, nz);
+    std::int64_t points = 0;
+    std::int64_t valueBytes = 0;
+    if (__builtin_mul_overflow(static_cast<std::int64_t>(nx), static_cast<std::int64_t>(ny), &points) ||
+        __builtin_mul_overflow(points, static_cast<std::int64_t>(nz), &points) ||
+        __builtin_mul_overflow(points, static_cast<std::int64_t>(sizeof(double)), &valueBytes)) {
+        throw CommandFailure(kUsageError, fmt::format("the grid of {} points has more points than can be "
+                                                      "counted",
+                                                      size));
+    }
+    const std::uint64_t needed = static_cast<std::uint64_t>(valueBytes) + kCsvWorkingBytes +
+                                 static_cast<std::uint64_t>(nz) * kBytesPerZText;
+    const std::uint64_t available = availableMemory();
+    if (needed > available) {
+        throw CommandFailure(kUsageError,
+                             fmt::format("the grid of {} points would take {} of memory; {} are available",
+                                         size, formatBytes(static_cast<double>(needed)),
+                                         formatBytes(static_cast<double>(available))));
+    }
+}
+
+// A bar on stderr that redraws itself in place whenever the whole percentage changes.
+class ProgressBar {
+public:
+    void operator()(std::int64_t done, std::int64_t total) {
+        const int percent = total > 0 ? static_cast<int>(done * 100 / total) : 100;
+        if (percent == shown_) {
+            return;
+        }
+        shown_ = percent;
+        constexpr int kWidth = 40;
+        const int filled = percent * kWidth / 100;
+        fmt::print(stderr, "\r[{}{}] {:3}% of {} points", std::string(static_cast<std::size_t>(filled), '#'),
+                   std::string(static_cast<std::size_t>(kWidth - filled), ' '), percent, total);
+        if (percent == 100) {
+            fmt::print(stderr, "\n");
+        }
+        std::fflush(stderr);
+    }
+
+private:
+    int shown_ = -1;
+};
+
+// Writes the header and one row per point in point order, each number with 17 significant digits.
+// Phases: format every z coordinate once; for each row of constant (x, y), format its x and y once and
+// append one line per z; hand the buffer to the file whenever it is full.
+void writeGridCsv(std::FILE *out, const GridSpec &grid, const std::vector<double> &values) {
+    const auto [nx, ny, nz] = grid.count;
+    fmt::memory_buffer buffer;
+    const auto flush = [&]() {
+        std::fwrite(buffer.data(), 1, buffer.size(), out);
+        buffer.clear();
+    };
+    constexpr std::string_view header = "x,y,z,concentration\n";
+    buffer.append(header.data(), header.data() + header.size());
+    if (nx > 0 && ny > 0 && nz > 0) {
+        std::vector<std::string> zTexts(static_cast<std::size_t>(nz));
+        for (std::int32_t k = 0; k < nz; ++k) {
+            zTexts[static_cast<std::size_t>(k)] =
+                fmt::format("{:.17g},", JetModel::gridCoordinate(grid.from[2], grid.to[2], k, nz, false));
+        }
+        std::size_t p = 0;
+        fmt::memory_buffer prefix;
+        for (std::int32_t i = 0; i < nx; ++i) {
+            const double x = JetModel::gridCoordinate(grid.from[0], grid.to[0], i, nx, true);
+            for (std::int32_t j = 0; j < ny; ++j) {
+                const double y = JetModel::gridCoordinate(grid.from[1], grid.to[1], j, ny, false);
+                prefix.clear();
+                fmt::format_to(std::back_inserter(prefix), "{:.17g},{:.17g},", x, y);
+                for (const std::string &zText : zTexts) {
+                    buffer.append(prefix.data(), prefix.data() + prefix.size());
+                    buffer.append(zText.data(), zText.data() + zText.size());
+                    fmt::format_to(std::back_inserter(buffer), "{:.17g}\n", values[p++]);
+                }
+                if (buffer.size() >= kCsvFlushBytes) {
+                    flush();
+                }
+            }
+        }
+    }
+    flush();
+}
+
+} // namespace
+
+void registerGridCommand(CLI::App &app) {
+    auto options = std::make_shared<GridOptions>();
+    CLI::App *command = app.add_subcommand(
+        "grid", "Run a scenario and write the concentration on a regular 3-D grid of points to a CSV file.");
+    command->add_option("scenario", options->scenario, "scenario file: a JSON object of input properties")
+        ->required();
+    command->add_option("--from", options->from, "start corner of the grid X0,Y0,Z0 [m]")
+        ->type_name("X0,Y0,Z0")
+        ->required();
+    command
+        ->add_option("--to", options->to,
+                     "end corner X1,Y1,Z1 [m]: x reaches X1, while y and z stop one step short of Y1 and Z1")
+        ->type_name("X1,Y1,Z1")
+        ->required();
+    command->add_option("--points", options->points, "number of points on each axis, 0 or more")
+        ->type_name("NX,NY,NZ")
+        ->required();
+    command
+        ->add_option("--csv", options->csv,
+                     "write x,y,z,concentration to FILE, one row per point with x outermost and z innermost")
+        ->type_name("FILE")
+        ->required();
+
+    command->callback([options]() {
+        // Phases: check the options and the memory the grid needs; run the scenario; evaluate the grid
+        // on every core; write the CSV through a temporary file.
+        GridSpec grid;
+        grid.from = parseTriple("--from", options->from);
+        grid.to = parseTriple("--to", options->to);
+        grid.count = parseCountTriple("--points", options->points);
+        checkGridFitsInMemory(grid);
+        grid.points = JetModel::gridPointCount(grid.count[0], grid.count[1], grid.count[2]);
+        checkOutputPath(options->csv);
+        const Scenario scenario = loadScenario(options->scenario);
+
+        JetModel model;
+        if (!runScenario(model, scenario)) {
+            throw invalidInputs(model);
+        }
+        std::vector<double> values(static_cast<std::size_t>(grid.points));
+        JetModel::GridProgress progress;
+        if (grid.points > kProgressBarPoints && ::isatty(STDERR_FILENO) == 1) {
+            progress = ProgressBar();
+        }
+        model.calculateConcentrationGrid(values.data(), grid.from[0], grid.from[1], grid.from[2], grid.to[0],
+                                         grid.to[1], grid.to[2], grid.count[0], grid.count[1], grid.count[2],
+                                         0, progress);
+        writeFileAtomically(options->csv, [&](std::FILE *out) { writeGridCsv(out, grid, values); });
+        fmt::print("{} points ({} x {} x {}) written to {}\n", grid.points, grid.count[0], grid.count[1],
+                   grid.count[2], options->csv);
+        printRunSummary(model);
+    });
+}
+
+} // namespace ostreljet::cli
