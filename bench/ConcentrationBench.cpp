@@ -1,0 +1,131 @@
+// Cost of the concentration field behind a hot stack in an unstable atmosphere, whose plume rises from
+// 60 m and bends over in the wind: a 200 x 100 x 50 grid in the box that just holds the plume, on one
+// thread and on every core, and single points that show where the cost of a point lies.
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "ostreljet/component/Scenario.hpp"
+
+namespace {
+
+// The hot stack example, run once and shared by every benchmark.
+const ostreljet::JetModel &plume() {
+    static ostreljet::JetModel *model = [] {
+        ostreljet::JetModel::setEchoStream(nullptr);
+        auto *run = new ostreljet::JetModel;
+        ostreljet::Scenario::fromFile(std::string(OSTRELJET_EXAMPLES_DIR) + "/hot_stack_unstable.json")
+            .applyTo(*run);
+        run->runModel();
+        return run;
+    }();
+    return *model;
+}
+
+// The box that just holds the plume: the bounds of the spheres of one profile radius around every
+// output step, so that every point gets past the quick rejection and most lie beside the jet.
+struct Box {
+    double x0, y0, z0; // m
+    double x1, y1, z1; // m
+};
+
+Box plumeBox(const ostreljet::JetModel &model) {
+    const auto &centreline = model.centrelineLocations();
+    const auto &radii = model.profileRadii();
+    Box box{centreline[0].x(), centreline[0].y(), centreline[0].z(),
+            centreline[0].x(), centreline[0].y(), centreline[0].z()};
+    for (std::size_t k = 0; k < centreline.size(); ++k) {
+        const double r = radii[k];
+        box.x0 = std::min(box.x0, centreline[k].x() - r);
+        box.y0 = std::min(box.y0, centreline[k].y() - r);
+        box.z0 = std::min(box.z0, centreline[k].z() - r);
+        box.x1 = std::max(box.x1, centreline[k].x() + r);
+        box.y1 = std::max(box.y1, centreline[k].y() + r);
+        box.z1 = std::max(box.z1, centreline[k].z() + r);
+    }
+    return box;
+}
+
+constexpr std::int32_t kNx = 200;
+constexpr std::int32_t kNy = 100;
+constexpr std::int32_t kNz = 50;
+
+void grid(benchmark::State &state) {
+    const ostreljet::JetModel &model = plume();
+    const Box box = plumeBox(model);
+    const unsigned threads = static_cast<unsigned>(state.range(0));
+    std::vector<double> values(static_cast<std::size_t>(kNx) * kNy * kNz);
+    for (auto _ : state) {
+        model.calculateConcentrationGrid(values.data(), box.x0, box.y0, box.z0, box.x1, box.y1, box.z1, kNx,
+                                         kNy, kNz, threads);
+        benchmark::DoNotOptimize(values.data());
+        benchmark::ClobberMemory();
+    }
+    std::int64_t inside = 0;
+    for (const double value : values) {
+        inside += value > 0.0 ? 1 : 0;
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(values.size()));
+    state.counters["points"] = static_cast<double>(values.size());
+    state.counters["x0"] = box.x0;
+    state.counters["x1"] = box.x1;
+    state.counters["y1"] = box.y1;
+    state.counters["z0"] = box.z0;
+    state.counters["z1"] = box.z1;
+    state.counters["inJet"] = static_cast<double>(inside);
+}
+
+// threads 1 is the serial order; threads 0 is one thread per core.
+BENCHMARK(grid)
+    ->ArgName("threads")
+    ->Arg(1)
+    ->Arg(0)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->MinTime(5.0);
+
+// One point: (x, y, z) chosen by the benchmark's argument.
+enum class Where { Rejected, BehindTheSource, NearTheJet };
+
+void point(benchmark::State &state, Where where) {
+    const ostreljet::JetModel &model = plume();
+    const auto &centreline = model.centrelineLocations();
+    const auto &middle = centreline[centreline.size() / 2];
+    double x = 0.0;
+    double y = 0.0;
+    double z = 0.0;
+    switch (where) {
+    case Where::Rejected: // farther from the downwind line than the largest radius
+        x = 100.0;
+        y = 500.0;
+        z = 60.0;
+        break;
+    case Where::BehindTheSource: // passes the quick test, beside no segment: the segment loop alone
+        x = -50.0;
+        y = 0.0;
+        z = 60.0;
+        break;
+    case Where::NearTheJet: // beside the middle of the plume: the segment loop and the sample searches
+        x = middle.x();
+        y = middle.y() + 1.0;
+        z = middle.z();
+        break;
+    }
+    double value = 0.0;
+    for (auto _ : state) {
+        value = model.calculateConcentration(x, y, z);
+        benchmark::DoNotOptimize(value);
+    }
+    state.counters["concentration"] = value;
+    state.counters["segments"] = static_cast<double>(centreline.size() - 1);
+}
+
+BENCHMARK_CAPTURE(point, rejected, Where::Rejected)->Unit(benchmark::kNanosecond);
+BENCHMARK_CAPTURE(point, behind_the_source, Where::BehindTheSource)->Unit(benchmark::kNanosecond);
+BENCHMARK_CAPTURE(point, near_the_jet, Where::NearTheJet)->Unit(benchmark::kNanosecond);
+
+} // namespace

@@ -1,0 +1,6 @@
+# Complete jet runs of the example scenarios, and the concentration field they imply.
+ostreljet_add_bench(jet_run_bench ${CMAKE_CURRENT_LIST_DIR}/JetRunBench.cpp)
+ostreljet_add_bench(concentration_bench ${CMAKE_CURRENT_LIST_DIR}/ConcentrationBench.cpp)
+foreach(target jet_run_bench concentration_bench)
+  target_compile_definitions(${target} PRIVATE OSTRELJET_EXAMPLES_DIR="${PROJECT_SOURCE_DIR}/examples")
+endforeach()
