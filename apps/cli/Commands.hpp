@@ -7,6 +7,8 @@ namespace ostreljet::cli {
 // Each subcommand adds itself, its options and its action to the application.
 void registerProfileCommand(CLI::App &app);
 void registerRunCommand(CLI::App &app);
+// "register" and "unregister": the component's entries in the registry file.
+void registerRegisterCommands(CLI::App &app);
 void registerConcentrationCommand(CLI::App &app);
 void registerGridCommand(CLI::App &app);
 

@@ -11,6 +11,7 @@ int main(int argc, char **argv) {
     app.require_subcommand(1);
     ostreljet::cli::registerProfileCommand(app);
     ostreljet::cli::registerRunCommand(app);
+    ostreljet::cli::registerRegisterCommands(app);
     ostreljet::cli::registerConcentrationCommand(app);
     ostreljet::cli::registerGridCommand(app);
 
