@@ -9,6 +9,7 @@ void registerProfileCommand(CLI::App &app);
 void registerRunCommand(CLI::App &app);
 // "register" and "unregister": the component's entries in the registry file.
 void registerRegisterCommands(CLI::App &app);
+void registerReportCommand(CLI::App &app);
 void registerConcentrationCommand(CLI::App &app);
 void registerGridCommand(CLI::App &app);
 

@@ -12,6 +12,7 @@ int main(int argc, char **argv) {
     ostreljet::cli::registerProfileCommand(app);
     ostreljet::cli::registerRunCommand(app);
     ostreljet::cli::registerRegisterCommands(app);
+    ostreljet::cli::registerReportCommand(app);
     ostreljet::cli::registerConcentrationCommand(app);
     ostreljet::cli::registerGridCommand(app);
 
