@@ -13,7 +13,7 @@ namespace ostreljet {
 class OstreljetModel final : public IOstreljetModel, public platform::IProvideClassInfo {
 public:
     // Creates an object and writes its interface riid to *ppv. With an outer object, riid must be
-    // IID_UNKNOWN (CLASS_E_NOAGGREGATION otherwise) and the inner unknown is returned. E_NOINTERFACE
+    // IID_IUnknown (CLASS_E_NOAGGREGATION otherwise) and the inner unknown is returned. E_NOINTERFACE
     // (the object destroyed) when it does not have riid; E_OUTOFMEMORY when it cannot be allocated.
     static HRESULT create(platform::IUnknown *outer, platform::REFIID riid, void **ppv);
 
