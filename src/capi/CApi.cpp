@@ -34,6 +34,11 @@ template <typename Result, typename Body> Result guarded(Result failure, Body &&
     return failure;
 }
 
+// "nx x ny x nz", for messages about a grid.
+std::string gridSize(int nx, int ny, int nz) {
+    return std::to_string(nx) + " x " + std::to_string(ny) + " x " + std::to_string(nz);
+}
+
 template <typename Result> Result fail(Result status, std::string message) {
     lastError = std::move(message);
     return status;
@@ -167,12 +172,21 @@ long long ostreljet_concentration_grid(const ostreljet_model *m, double x0, doub
             return fail(-1LL, "null model");
         }
         if (nx < 0 || ny < 0 || nz < 0) {
-            return fail(-1LL, "negative point count");
+            return fail(-1LL, "negative point count in the grid of " + gridSize(nx, ny, nz) + " points");
         }
-        const long long total = static_cast<long long>(nx) * ny * nz;
+        const long long total = ostreljet::JetModel::gridPointCount(nx, ny, nz);
+        if (total == std::numeric_limits<long long>::max()) {
+            return fail(-1LL, "the grid of " + gridSize(nx, ny, nz) +
+                                  " points has more points than can be counted");
+        }
+        if (capacity < 0) {
+            return fail(-1LL, "negative output capacity " + std::to_string(capacity));
+        }
         if (total > capacity || (out == nullptr && total > 0)) {
-            return fail(-1LL, "output capacity " + std::to_string(capacity) + " is smaller than the " +
-                                  std::to_string(total) + " points of the grid");
+            return fail(-1LL, std::string(out == nullptr ? "null output array"
+                                                         : "output capacity " + std::to_string(capacity)) +
+                                  " is too small for the " + std::to_string(total) + " points of the grid (" +
+                                  gridSize(nx, ny, nz) + ")");
         }
         m->model.calculateConcentrationGrid(out, x0, y0, z0, x1, y1, z1, nx, ny, nz, 0);
         return total;

@@ -964,7 +964,14 @@ std::vector<double> JetModel::calculateConcentrationGrid(double xStart, double y
 
 std::int64_t JetModel::gridPointCount(std::int32_t numberOfPointsX, std::int32_t numberOfPointsY,
                                       std::int32_t numberOfPointsZ) {
-    return static_cast<std::int64_t>(numberOfPointsX) * numberOfPointsY * numberOfPointsZ;
+    // Two 32-bit factors always fit in 64 bits; the third may not.
+    const std::int64_t plane = static_cast<std::int64_t>(numberOfPointsX) * numberOfPointsY;
+    std::int64_t total = 0;
+    if (__builtin_mul_overflow(plane, static_cast<std::int64_t>(numberOfPointsZ), &total)) {
+        return (plane < 0) != (numberOfPointsZ < 0) ? std::numeric_limits<std::int64_t>::min()
+                                                    : std::numeric_limits<std::int64_t>::max();
+    }
+    return total;
 }
 
 void JetModel::calculateConcentrationGrid(double *out, double xStart, double yStart, double zStart,
@@ -981,7 +988,7 @@ void JetModel::calculateConcentrationGrid(double *out, double xStart, double ySt
     }
     const std::vector<Segment> segments = buildSegments();
     const std::int64_t rows = nx * ny;
-    const std::int64_t total = rows * nz;
+    const std::int64_t total = gridPointCount(numberOfPointsX, numberOfPointsY, numberOfPointsZ);
     std::atomic<std::int64_t> nextRow{0};
     std::atomic<std::int64_t> pointsDone{0};
     auto work = [&]() {

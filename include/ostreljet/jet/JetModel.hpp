@@ -122,7 +122,8 @@ public:
                                     double yEnd, double zEnd, std::int32_t numberOfPointsX,
                                     std::int32_t numberOfPointsY, std::int32_t numberOfPointsZ,
                                     unsigned threads, const GridProgress &progress = {}) const;
-    // nx * ny * nz in 64 bits; negative when an odd number of counts is negative.
+    // nx * ny * nz in 64 bits; negative when an odd number of counts is negative. A product beyond the
+    // 64-bit range saturates at the largest (or smallest) 64-bit value, which no memory can hold.
     static std::int64_t gridPointCount(std::int32_t numberOfPointsX, std::int32_t numberOfPointsY,
                                        std::int32_t numberOfPointsZ);
     // Coordinate of point `index` of `count` on one grid axis; the x axis reaches its end, y and z do not.
