@@ -211,7 +211,8 @@ std::vector<double> drawContours(SvgPlot &plot, const std::vector<double> &xs, c
             const Point at = pointAlong(*longest, fraction);
             const double px = plot.pixelX(at.x);
             const double py = plot.pixelY(at.y);
-            const Box box{px - 0.5 * width, py - 8.0, px + 0.5 * width, py + 8.0};
+            // The box keeps a few px clear around the text so that labels never touch.
+            const Box box{px - 0.5 * width - 4.0, py - 10.0, px + 0.5 * width + 4.0, py + 10.0};
             const bool insideArea =
                 box.x0 >= area.x0 && box.x1 <= area.x1 && box.y0 >= area.y0 && box.y1 <= area.y1;
             if (!insideArea ||
@@ -227,32 +228,63 @@ std::vector<double> drawContours(SvgPlot &plot, const std::vector<double> &xs, c
     return drawn;
 }
 
+// One output step of the jet as a view sees it.
+struct BandStep {
+    Point centre;      // centreline in the view's plane, m
+    Point tangent;     // direction of the jet within the view's plane (any length)
+    double outOfPlane; // share of the jet's direction that points out of the view's plane, 0 to 1
+    double radius;     // profile radius, m
+};
+
 // The jet as a band: the centreline with the profile radius to either side, normal to the centreline in
-// the view's plane, and a disc of the radius at each inner step to fill the bends.
-void drawBand(SvgPlot &plot, const std::vector<Point> &centre, const std::vector<Point> &tangents,
-              const std::vector<double> &radii) {
-    const std::size_t n = centre.size();
+// the view's plane, and where the jet runs out of the plane the ellipse that its circular section
+// projects to (a vertical jet seen from above is a disc).
+void drawBand(SvgPlot &plot, const std::vector<BandStep> &steps) {
+    const std::size_t n = steps.size();
     if (n < 2) {
         return;
     }
+    std::vector<Point> centre(n);
     std::vector<Point> left(n);
     std::vector<Point> right(n);
+    std::vector<Point> along(n);
+    std::vector<Point> across(n);
     for (std::size_t k = 0; k < n; ++k) {
-        const Point t = tangents[k];
+        const Point t = steps[k].tangent;
         const double length = std::hypot(t.x, t.y);
-        const Point normal = length > 0.0 ? Point{-t.y / length, t.x / length} : Point{0.0, 1.0};
-        const double r = std::isfinite(radii[k]) ? radii[k] : 0.0;
-        left[k] = Point{centre[k].x + r * normal.x, centre[k].y + r * normal.y};
-        right[k] = Point{centre[k].x - r * normal.x, centre[k].y - r * normal.y};
+        along[k] = length > 0.0 ? Point{t.x / length, t.y / length} : Point{1.0, 0.0};
+        across[k] = Point{-along[k].y, along[k].x};
+        const double r = std::isfinite(steps[k].radius) ? steps[k].radius : 0.0;
+        centre[k] = steps[k].centre;
+        left[k] = Point{centre[k].x + r * across[k].x, centre[k].y + r * across[k].y};
+        right[k] = Point{centre[k].x - r * across[k].x, centre[k].y - r * across[k].y};
     }
+    // A thin outline of the same colour closes the hairline seams between neighbouring pieces.
     Style fill;
     fill.fill = kBandColour;
+    fill.stroke = kBandColour;
+    fill.strokeWidth = 0.8;
     plot.beginGroup(0.38);
     for (std::size_t k = 0; k + 1 < n; ++k) {
         plot.polygon({left[k], left[k + 1], right[k + 1], right[k]}, fill);
     }
-    for (std::size_t k = 1; k + 1 < n; ++k) {
-        plot.ellipse(centre[k], radii[k], radii[k], fill);
+    const double unitsPerPixel = std::max(plot.unitsPerPixelX(), plot.unitsPerPixelY());
+    for (std::size_t k = 0; k < n; ++k) {
+        const double r = steps[k].radius;
+        const double shortAxis = r * steps[k].outOfPlane;
+        if (!std::isfinite(shortAxis) || shortAxis < 0.75 * unitsPerPixel) {
+            continue;
+        }
+        constexpr int sides = 32;
+        std::vector<Point> section;
+        for (int i = 0; i < sides; ++i) {
+            const double angle = 2.0 * 3.14159265358979 * i / sides;
+            const double a = r * std::cos(angle);
+            const double b = shortAxis * std::sin(angle);
+            section.push_back({centre[k].x + a * across[k].x + b * along[k].x,
+                               centre[k].y + a * across[k].y + b * along[k].y});
+        }
+        plot.polygon(section, fill);
     }
     plot.endGroup();
     Style edge;
@@ -265,6 +297,22 @@ void drawBand(SvgPlot &plot, const std::vector<Point> &centre, const std::vector
     line.strokeWidth = 1.8;
     plot.polyline(centre, line);
 }
+
+// Lets the model's field run on below the stopping concentration while it lives, so that the lowest
+// contour follows the radial profile instead of the steps of the grid where the field is cut to zero.
+class UncutField {
+public:
+    explicit UncutField(JetModel &model) : model_(model), saved_(model.stoppingConcentration()) {
+        model_.setStoppingConcentration(0.0);
+    }
+    ~UncutField() { model_.setStoppingConcentration(saved_); }
+    UncutField(const UncutField &) = delete;
+    UncutField &operator=(const UncutField &) = delete;
+
+private:
+    JetModel &model_;
+    double saved_; // the stopping concentration of the run
+};
 
 std::string contourLegend(const std::vector<double> &drawn, double stoppingConcentration) {
     if (drawn.empty()) {
@@ -323,9 +371,11 @@ public:
     PageBuilder(JetModel &model, const Scenario &scenario, bool inputsValid, unsigned threads)
         : model_(model), scenario_(scenario), valid_(inputsValid), threads_(threads) {
         const double bearing = model.referenceWindBearing() * kDegrees;
-        windX_ = std::sin(bearing);
-        windY_ = std::cos(bearing);
+        // Rounding leaves about 1e-16 where a bearing along an axis should give 0; such a wind is along it.
+        windX_ = std::fabs(std::sin(bearing)) < 1e-12 ? 0.0 : std::sin(bearing);
+        windY_ = std::fabs(std::cos(bearing)) < 1e-12 ? 0.0 : std::cos(bearing);
         steps_ = static_cast<std::size_t>(std::max(0, model.numberOfOutputSteps()));
+        stop_ = model.stoppingConcentration();
     }
 
     std::string summary() const;
@@ -341,6 +391,14 @@ private:
         return (p.x() - model_.stackLocationX()) * windX_ + (p.y() - model_.stackLocationY()) * windY_;
     }
     double plumeTop() const;
+    std::vector<double> sidePlane(double offset, const std::vector<double> &ds,
+                                  const std::vector<double> &zs) const;
+    double sideOffset(double dLow, double dHigh, double zLow, double zHigh) const;
+    // The point of the plane through the stack along the wind after a shift of `offset` (m) to the left,
+    // looking downwind.
+    Point planeOrigin(double offset) const {
+        return Point{model_.stackLocationX() - offset * windY_, model_.stackLocationY() + offset * windX_};
+    }
     double planHeight(double xLow, double xHigh, double yLow, double yHigh) const;
 
     JetModel &model_;
@@ -350,6 +408,7 @@ private:
     double windX_ = 1.0; // downwind unit vector, east component
     double windY_ = 0.0; // downwind unit vector, north component
     std::size_t steps_ = 0;
+    double stop_ = 0.0; // the run's stopping concentration
 };
 
 std::string PageBuilder::summary() const {
@@ -445,12 +504,70 @@ double PageBuilder::plumeTop() const {
     return top;
 }
 
+std::vector<double> PageBuilder::sidePlane(double offset, const std::vector<double> &ds,
+                                           const std::vector<double> &zs) const {
+    // The field on the vertical plane along the wind through planeOrigin(offset);
+    // values[i * nz + k] belongs to downwind distance ds[i] and height zs[k].
+    const int nd = static_cast<int>(ds.size());
+    const int nz = static_cast<int>(zs.size());
+    std::vector<double> values(static_cast<std::size_t>(nd) * nz, 0.0);
+    const Point origin = planeOrigin(offset);
+    if (std::fabs(windY_) < 1e-9) {
+        model_.calculateConcentrationGrid(values.data(), origin.x + ds.front() * windX_, origin.y, zs.front(),
+                                          origin.x + ds.back() * windX_, origin.y,
+                                          gridEndFor(zs.front(), zs.back(), nz), nd, 1, nz, threads_);
+    } else if (std::fabs(windX_) < 1e-9) {
+        const double yFirst = origin.y + ds.front() * windY_;
+        model_.calculateConcentrationGrid(values.data(), origin.x, yFirst, zs.front(), origin.x,
+                                          gridEndFor(yFirst, origin.y + ds.back() * windY_, nd),
+                                          gridEndFor(zs.front(), zs.back(), nz), 1, nd, nz, threads_);
+    } else {
+        // A plane at a slant to the grid axes: point by point.
+        for (int i = 0; i < nd; ++i) {
+            for (int k = 0; k < nz; ++k) {
+                values[static_cast<std::size_t>(i) * nz + k] = model_.calculateConcentration(
+                    origin.x + ds[i] * windX_, origin.y + ds[i] * windY_, zs[k]);
+            }
+        }
+    }
+    return values;
+}
+
+double PageBuilder::sideOffset(double dLow, double dHigh, double zLow, double zHigh) const {
+    // The crosswind offset of the side view's plane: of the stack's own (0) and the centreline's offsets
+    // at a dozen points along it, the one whose plane cuts the largest area at or above the stopping
+    // concentration on a coarse grid; the stack's own on a tie.
+    std::vector<double> candidates{0.0};
+    for (int q = 1; q <= 12 && steps_ > 0; ++q) {
+        const vector3 &p = model_.centrelineLocations()[(steps_ - 1) * static_cast<std::size_t>(q) / 12];
+        const double offset =
+            -(p.x() - model_.stackLocationX()) * windY_ + (p.y() - model_.stackLocationY()) * windX_;
+        if (std::isfinite(offset)) {
+            candidates.push_back(offset);
+        }
+    }
+    const std::vector<double> ds = axisPoints(dLow, dHigh, 80);
+    const std::vector<double> zs = axisPoints(zLow, zHigh, 40);
+    double best = 0.0;
+    std::ptrdiff_t bestCount = -1;
+    for (const double offset : candidates) {
+        const std::vector<double> values = sidePlane(offset, ds, zs);
+        const std::ptrdiff_t count =
+            std::count_if(values.begin(), values.end(), [&](double v) { return v > 0.0 && v >= stop_; });
+        if (count > bestCount) {
+            bestCount = count;
+            best = offset;
+        }
+    }
+    return best;
+}
+
 std::string PageBuilder::sideView() const {
-    // 1. Project the centreline onto the vertical plane along the wind through the stack, with its
-    //    tangent from the jet's velocity, and find the view's extent from the band.
-    // 2. Fit equal scales, sample the field in that plane and draw the ground, band, contours and stack.
-    std::vector<Point> centre(steps_);
-    std::vector<Point> tangents(steps_);
+    // 1. Project the centreline onto a vertical plane along the wind, with its tangent from the jet's
+    //    velocity, and find the view's extent from the band.
+    // 2. Fit equal scales, choose the plane's crosswind offset, sample the field there and draw the band,
+    //    contours, ground and stack.
+    std::vector<BandStep> band(steps_);
     double dLow = 0.0;
     double dHigh = 0.0;
     double zLow = 0.0;
@@ -459,13 +576,14 @@ std::string PageBuilder::sideView() const {
         const vector3 &p = model_.centrelineLocations()[k];
         const vector3 &u = model_.centrelineVelocityVectors()[k];
         const double r = model_.profileRadii()[k];
-        centre[k] = Point{downwind(p), p.z()};
-        tangents[k] = Point{u.x() * windX_ + u.y() * windY_, u.z()};
-        if (std::isfinite(r) && std::isfinite(centre[k].x) && std::isfinite(centre[k].y)) {
-            dLow = std::min(dLow, centre[k].x - r);
-            dHigh = std::max(dHigh, centre[k].x + r);
-            zLow = std::min(zLow, centre[k].y - r);
-            zHigh = std::max(zHigh, centre[k].y + r);
+        const Point centre{downwind(p), p.z()};
+        band[k] = BandStep{centre, Point{u.x() * windX_ + u.y() * windY_, u.z()},
+                           std::fabs(u.x() * windY_ - u.y() * windX_) / u.norm(), r};
+        if (std::isfinite(r) && std::isfinite(centre.x) && std::isfinite(centre.y)) {
+            dLow = std::min(dLow, centre.x - r);
+            dHigh = std::max(dHigh, centre.x + r);
+            zLow = std::min(zLow, centre.y - r);
+            zHigh = std::max(zHigh, centre.y + r);
         }
     }
     const double padX = 0.04 * (dHigh - dLow) + 1e-3;
@@ -483,38 +601,21 @@ std::string PageBuilder::sideView() const {
     const double zFirst = std::max(0.0, frame.yLow);
     const std::vector<double> ds = axisPoints(frame.xLow, frame.xHigh, nd);
     const std::vector<double> zs = axisPoints(zFirst, frame.yHigh, nz);
-    std::vector<double> values(static_cast<std::size_t>(nd) * nz, 0.0);
-    const double xs = model_.stackLocationX();
-    const double ys = model_.stackLocationY();
-    if (std::fabs(windY_) < 1e-9) {
-        model_.calculateConcentrationGrid(values.data(), xs + ds.front() * windX_, ys, zFirst,
-                                          xs + ds.back() * windX_, ys, gridEndFor(zFirst, frame.yHigh, nz),
-                                          nd, 1, nz, threads_);
-    } else if (std::fabs(windX_) < 1e-9) {
-        const double yFirst = ys + ds.front() * windY_;
-        model_.calculateConcentrationGrid(values.data(), xs, yFirst, zFirst, xs,
-                                          gridEndFor(yFirst, ys + ds.back() * windY_, nd),
-                                          gridEndFor(zFirst, frame.yHigh, nz), 1, nd, nz, threads_);
-    } else {
-        // A plane at a slant to the grid axes: point by point.
-        for (int i = 0; i < nd; ++i) {
-            for (int k = 0; k < nz; ++k) {
-                values[static_cast<std::size_t>(i) * nz + k] =
-                    model_.calculateConcentration(xs + ds[i] * windX_, ys + ds[i] * windY_, zs[k]);
-            }
-        }
-    }
+    const double offset = sideOffset(frame.xLow, frame.xHigh, zFirst, frame.yHigh);
+    const std::vector<double> values = sidePlane(offset, ds, zs);
 
+    drawBand(plot, band);
+    const std::vector<double> drawn =
+        drawContours(plot, ds, zs, values, ReportPage::contourLevels(stop_, maxOf(values)));
     if (frame.yLow < 0.0) {
+        // Below ground the band shows only faintly.
         Style ground;
         ground.fill = "#d9c8a9";
+        ground.opacity = 0.8;
         plot.polygon(
             {{frame.xLow, frame.yLow}, {frame.xHigh, frame.yLow}, {frame.xHigh, 0.0}, {frame.xLow, 0.0}},
             ground);
     }
-    drawBand(plot, centre, tangents, model_.profileRadii());
-    const std::vector<double> drawn = drawContours(
-        plot, ds, zs, values, ReportPage::contourLevels(model_.stoppingConcentration(), maxOf(values)));
     Style groundLine;
     groundLine.stroke = "#7a5a2b";
     groundLine.strokeWidth = 2.0;
@@ -539,11 +640,16 @@ std::string PageBuilder::sideView() const {
                   std::max(3, static_cast<int>(frame.plotHeight / 45.0)));
 
     std::string out = "<figure>\n" + plot.svg();
-    out +=
-        fmt::format("<figcaption>Side view: the centreline (dark line) and the jet's profile radius (band) "
-                    "seen across the wind; the stack stands at 0. Concentrations are those in the vertical "
-                    "plane along the wind through the stack. {}{}</figcaption>\n</figure>\n",
-                    contourLegend(drawn, model_.stoppingConcentration()), exaggerationNote(frame));
+    out += fmt::format(
+        "<figcaption>Side view: the centreline (dark line) and the jet's profile radius (band) "
+        "seen across the wind; the stack stands at 0. Concentrations are those in the vertical "
+        "plane along the wind through {}. {}{}</figcaption>\n</figure>\n",
+        offset == 0.0 ? std::string("the stack")
+                      : fmt::format("(x, y) = ({}, {}) m, the plane that cuts the largest area of "
+                                    "the plume",
+                                    escapeHtml(formatValue(planeOrigin(offset).x, 3)),
+                                    escapeHtml(formatValue(planeOrigin(offset).y, 3))),
+        contourLegend(drawn, stop_), exaggerationNote(frame));
     return out;
 }
 
@@ -559,7 +665,7 @@ double PageBuilder::planHeight(double xLow, double xHigh, double yLow, double yH
                                       gridEndFor(0.0, zTop, nz), nx, ny, nz, threads_);
     std::vector<int> counts(nz, 0);
     for (std::size_t n = 0; n < values.size(); ++n) {
-        if (values[n] > 0.0) {
+        if (values[n] > 0.0 && values[n] >= stop_) {
             ++counts[n % nz];
         }
     }
@@ -574,8 +680,7 @@ std::string PageBuilder::planView() const {
     // 1. Project the centreline onto the ground, with its tangent from the jet's velocity (the wind where
     //    the jet moves straight up), and find the view's extent from the band.
     // 2. Fit equal scales, pick the height of the largest section and draw band, contours, stack, wind.
-    std::vector<Point> centre(steps_);
-    std::vector<Point> tangents(steps_);
+    std::vector<BandStep> band(steps_);
     double xLow = model_.stackLocationX();
     double xHigh = xLow;
     double yLow = model_.stackLocationY();
@@ -584,9 +689,10 @@ std::string PageBuilder::planView() const {
         const vector3 &p = model_.centrelineLocations()[k];
         const vector3 &u = model_.centrelineVelocityVectors()[k];
         const double r = model_.profileRadii()[k];
-        centre[k] = Point{p.x(), p.y()};
         const double horizontal = std::hypot(u.x(), u.y());
-        tangents[k] = horizontal > 1e-9 * u.norm() ? Point{u.x(), u.y()} : Point{windX_, windY_};
+        band[k] = BandStep{Point{p.x(), p.y()},
+                           horizontal > 1e-9 * u.norm() ? Point{u.x(), u.y()} : Point{windX_, windY_},
+                           std::fabs(u.z()) / u.norm(), r};
         if (std::isfinite(r) && std::isfinite(p.x()) && std::isfinite(p.y())) {
             xLow = std::min(xLow, p.x() - r);
             xHigh = std::max(xHigh, p.x() + r);
@@ -611,9 +717,33 @@ std::string PageBuilder::planView() const {
     model_.calculateConcentrationGrid(values.data(), frame.xLow, frame.yLow, height, frame.xHigh,
                                       gridEndFor(frame.yLow, frame.yHigh, ny), height, nx, ny, 1, threads_);
 
-    drawBand(plot, centre, tangents, model_.profileRadii());
-    const std::vector<double> drawn = drawContours(
-        plot, xs, ys, values, ReportPage::contourLevels(model_.stoppingConcentration(), maxOf(values)));
+    drawBand(plot, band);
+    const std::vector<double> drawn =
+        drawContours(plot, xs, ys, values, ReportPage::contourLevels(stop_, maxOf(values)));
+    // The model's field is zero farther than the greatest radius from the downwind line through the
+    // stack; where the band reaches beyond, dashed lines show that edge.
+    const double limit = model_.maxProfileRadius();
+    bool beyondLimit = false;
+    for (const BandStep &step : band) {
+        const double offset = -(step.centre.x - model_.stackLocationX()) * windY_ +
+                              (step.centre.y - model_.stackLocationY()) * windX_;
+        beyondLimit = beyondLimit || std::fabs(offset) + step.radius > limit * (1.0 + 1e-9);
+    }
+    if (beyondLimit) {
+        const double reach =
+            2.0 * std::hypot(frame.xHigh - frame.xLow, frame.yHigh - frame.yLow) +
+            std::hypot(frame.xLow - model_.stackLocationX(), frame.yLow - model_.stackLocationY());
+        Style edge;
+        edge.stroke = "#555";
+        edge.strokeWidth = 1.2;
+        edge.dash = "7 4";
+        for (const double side : {-limit, limit}) {
+            const Point origin = planeOrigin(side);
+            plot.polyline({{origin.x - reach * windX_, origin.y - reach * windY_},
+                           {origin.x + reach * windX_, origin.y + reach * windY_}},
+                          edge);
+        }
+    }
     Style stack;
     stack.fill = "#222";
     plot.marker({model_.stackLocationX(), model_.stackLocationY()}, 4.0, stack);
@@ -644,17 +774,21 @@ std::string PageBuilder::planView() const {
     out += fmt::format(
         "<figcaption>Plan view: the centreline (dark line) and the jet's profile radius (band) "
         "seen from above; the dot is the stack. Concentrations are those in the horizontal plane "
-        "at {} m, the height where the plume's section is largest. {}{}</figcaption>\n</figure>\n",
-        escapeHtml(formatValue(height, 3)), contourLegend(drawn, model_.stoppingConcentration()),
-        exaggerationNote(frame));
+        "at {} m, the height where the plume's section is largest. {}{}{}</figcaption>\n</figure>\n",
+        escapeHtml(formatValue(height, 3)), contourLegend(drawn, stop_), exaggerationNote(frame),
+        beyondLimit ? fmt::format(" The dashed lines mark the edge of the model's field: it is zero farther "
+                                  "than the greatest profile radius ({} m) from the downwind line through "
+                                  "the stack.",
+                                  escapeHtml(formatValue(limit, 3)))
+                    : std::string());
     return out;
 }
 
 // A small chart of one centreline series against arc length.
 std::string seriesPlot(const std::string &id, const std::vector<double> &arc,
                        const std::vector<double> &values, const std::vector<double> *reference,
-                       std::string_view referenceName, bool logarithmic, double marker,
-                       std::string_view markerName, std::string_view yTitle) {
+                       bool logarithmic, double marker, std::string_view markerName,
+                       std::string_view yTitle) {
     SvgPlot plot(id, 360.0, 270.0);
     plot.setMargins(66.0, 12.0, 14.0, 46.0);
     const auto [arcLow, arcHigh] = roundedRange(0.0, finiteRange(arc).second, 5);
@@ -682,8 +816,11 @@ std::string seriesPlot(const std::string &id, const std::vector<double> &arc,
         plot.setLogY(true);
         plot.setRanges(arcLow, arcHigh, yLow, yHigh);
     } else {
+        // A little room above and below keeps lines off the frame.
         const auto range = finiteRange(all);
-        const auto [yLow, yHigh] = roundedRange(range.first, range.second, 6);
+        const double room = 0.03 * (range.second - range.first);
+        const double low = range.first >= 0.0 ? std::max(0.0, range.first - room) : range.first - room;
+        const auto [yLow, yHigh] = roundedRange(low, range.second + room, 6);
         plot.setRanges(arcLow, arcHigh, yLow, yHigh);
     }
     const auto pointsOf = [&](const std::vector<double> &ys) {
@@ -697,7 +834,7 @@ std::string seriesPlot(const std::string &id, const std::vector<double> &arc,
         Style dashed;
         dashed.stroke = "#c0262d";
         dashed.dash = "5 3";
-        plot.horizontalLine(marker, dashed, markerName);
+        plot.horizontalLine(marker, dashed, markerName, Anchor::Start);
     }
     if (reference != nullptr) {
         Style ambient;
@@ -705,7 +842,6 @@ std::string seriesPlot(const std::string &id, const std::vector<double> &arc,
         ambient.strokeWidth = 1.4;
         ambient.dash = "4 3";
         plot.polyline(pointsOf(*reference), ambient);
-        plot.pixelText(plot.width() - 18.0, 28.0, referenceName, Anchor::End, "note");
     }
     Style line;
     line.stroke = kCentrelineColour;
@@ -727,17 +863,14 @@ std::string PageBuilder::centrelinePlots() const {
         windSpeed.push_back(air.windSpeedAt(p.z()));
     }
     std::string out = "<div class=\"row\">\n";
+    out += seriesPlot("concentration", model_.arclengths(), model_.centrelineConcentrations(), nullptr, true,
+                      stop_ > 0.0 ? stop_ : std::numeric_limits<double>::quiet_NaN(),
+                      "stopping concentration", "centreline concentration [\u2013]");
     out +=
-        seriesPlot("concentration", model_.arclengths(), model_.centrelineConcentrations(), nullptr, {}, true,
-                   model_.stoppingConcentration() > 0.0 ? model_.stoppingConcentration()
-                                                        : std::numeric_limits<double>::quiet_NaN(),
-                   "stopping concentration", "centreline concentration [\u2013]");
-    out += seriesPlot("temperature", model_.arclengths(), model_.centrelineTemperatures(),
-                      &ambientTemperature, "dashed: the air", false, std::numeric_limits<double>::quiet_NaN(),
-                      {}, "centreline temperature [K]");
-    out += seriesPlot("velocity", model_.arclengths(), model_.centrelineVelocities(), &windSpeed,
-                      "dashed: the wind", false, std::numeric_limits<double>::quiet_NaN(), {},
-                      "centreline velocity [m/s]");
+        seriesPlot("temperature", model_.arclengths(), model_.centrelineTemperatures(), &ambientTemperature,
+                   false, std::numeric_limits<double>::quiet_NaN(), {}, "centreline temperature [K]");
+    out += seriesPlot("velocity", model_.arclengths(), model_.centrelineVelocities(), &windSpeed, false,
+                      std::numeric_limits<double>::quiet_NaN(), {}, "centreline velocity [m/s]");
     out +=
         "</div>\n<p class=\"caption\">Centreline concentration (mass fraction, logarithmic scale), "
         "temperature and velocity against arc length from the orifice. The dashed grey lines are the ambient "
@@ -783,8 +916,13 @@ std::string PageBuilder::atmospherePlots() const {
         Style marks;
         marks.stroke = "#666";
         marks.dash = "2 3";
-        plot.horizontalLine(model_.stackHeight(), marks, "stack");
-        if (model_.numberOfOutputSteps() > 0) {
+        // Two lines closer than a label's height share one label.
+        const bool risen = model_.numberOfOutputSteps() > 0;
+        const bool apart =
+            std::fabs(plot.pixelY(model_.maxCentrelineHeight()) - plot.pixelY(model_.stackHeight())) > 14.0;
+        plot.horizontalLine(model_.stackHeight(), marks,
+                            risen && !apart ? "stack, highest centreline" : "stack");
+        if (risen && apart) {
             Style highest = marks;
             highest.dash = "6 3";
             plot.horizontalLine(model_.maxCentrelineHeight(), highest, "highest centreline");
@@ -891,10 +1029,13 @@ std::string ReportPage::render(JetModel &model, const Scenario &scenario, std::s
     out += "<h2>Result</h2>\n" + page.summary();
     out += "<h2>Messages</h2>\n" + page.messages();
     out += "<h2>Inputs</h2>\n" + page.inputs();
-    out += "<h2>Side view</h2>\n";
-    out += model.numberOfOutputSteps() > 1 ? page.sideView() : "<p>There is no centreline to draw.</p>\n";
-    out += "<h2>Plan view</h2>\n";
-    out += model.numberOfOutputSteps() > 1 ? page.planView() : "<p>There is no centreline to draw.</p>\n";
+    {
+        const UncutField uncut(model);
+        const bool drawable = model.numberOfOutputSteps() > 1;
+        const std::string nothing = "<p>There is no centreline to draw.</p>\n";
+        out += "<h2>Side view</h2>\n" + (drawable ? page.sideView() : nothing);
+        out += "<h2>Plan view</h2>\n" + (drawable ? page.planView() : nothing);
+    }
     out += "<h2>Along the centreline</h2>\n" + page.centrelinePlots();
     out += "<h2>Ambient profiles</h2>\n" + page.atmospherePlots();
     out += "</body>\n</html>\n";

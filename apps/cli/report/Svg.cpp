@@ -151,12 +151,14 @@ void SvgPlot::pixelText(double x, double y, std::string_view text, Anchor anchor
                             y, anchorName(anchor), escapeHtml(cssClass), escapeHtml(text));
 }
 
-void SvgPlot::horizontalLine(double y, const Style &style, std::string_view label) {
+void SvgPlot::horizontalLine(double y, const Style &style, std::string_view label, Anchor labelAt) {
     const double py = pixelY(y);
     clipped_ += fmt::format("<line x1=\"{:.2f}\" y1=\"{:.2f}\" x2=\"{:.2f}\" y2=\"{:.2f}\"{}/>\n", left_, py,
                             left_ + plotWidth(), py, styleAttributes(style));
     if (!label.empty()) {
-        pixelText(left_ + plotWidth() - 4.0, py - 4.0, label, Anchor::End, "note");
+        const bool atStart = labelAt == Anchor::Start;
+        pixelText(atStart ? left_ + 4.0 : left_ + plotWidth() - 4.0, py - 4.0, label,
+                  atStart ? Anchor::Start : Anchor::End, "note");
     }
 }
 

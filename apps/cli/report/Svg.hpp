@@ -69,8 +69,10 @@ public:
               double dy = 0.0);
     // Text at a px position of the whole chart, outside the clipping.
     void pixelText(double x, double y, std::string_view text, Anchor anchor, std::string_view cssClass);
-    // A horizontal or vertical line across the whole plot area at a data value, with an optional label.
-    void horizontalLine(double y, const Style &style, std::string_view label = {});
+    // A horizontal or vertical line across the whole plot area at a data value, with an optional label
+    // (above a horizontal line, at its right end or, with Anchor::Start, its left end).
+    void horizontalLine(double y, const Style &style, std::string_view label = {},
+                        Anchor labelAt = Anchor::End);
     void verticalLine(double x, const Style &style, std::string_view label = {});
 
     // An element in px coordinates of the whole chart, drawn above everything else and not clipped.
