@@ -321,14 +321,14 @@ std::string contourLegend(const std::vector<double> &drawn, double stoppingConce
     }
     std::string out = "Contours of concentration (mass fraction): ";
     for (std::size_t l = 0; l < drawn.size(); ++l) {
-        out += fmt::format("<span class=\"swatch\" style=\"background:{}\"></span>{}",
+        out += fmt::format("<span class=\"entry\"><span class=\"swatch\" style=\"background:{}\"></span>{}",
                            kContourColours[l % kContourColours.size()], escapeHtml(levelText(drawn[l])));
         if (stoppingConcentration > 0.0) {
             const double multiple = drawn[l] / stoppingConcentration;
             out += multiple == 1.0 ? " (the stopping concentration)"
                                    : fmt::format(" ({}\u00d7)", escapeHtml(formatValue(multiple, 3)));
         }
-        out += l + 1 < drawn.size() ? ", " : ". ";
+        out += l + 1 < drawn.size() ? "</span>, " : "</span>. ";
     }
     return out;
 }
@@ -975,6 +975,7 @@ li.fatal{font-weight:bold;color:#7d1a14}
 .banner.fatal{background:#fbe9e7;border-left:4px solid #b3261e;color:#7d1a14;font-weight:bold}
 figure{margin:8px 0 4px 0}
 figcaption,p.caption{font-size:12.5px;color:#444;max-width:1100px;margin:4px 0 0 0}
+.entry{white-space:nowrap}
 .swatch{display:inline-block;width:18px;height:4px;margin:0 4px 3px 2px;vertical-align:middle}
 .row{display:flex;gap:10px;flex-wrap:wrap}
 svg.plot{display:block;background:#fff}
