@@ -46,8 +46,15 @@ void expandLine(const std::string &text, std::size_t line, std::vector<Job> &job
     json document;
     try {
         document = json::parse(text);
-    } catch (const json::exception &e) {
-        jobs.push_back({line, 0, "", fmt::format("line {}: not valid JSON ({})", line, e.what()), ""});
+    } catch (const json::exception &) {
+        // The scenario reader words the fault with its line and column.
+        std::string error = fmt::format("line {}: not valid JSON", line);
+        try {
+            Scenario::fromText(text, fmt::format("line {}", line));
+        } catch (const ScenarioError &e) {
+            error = e.what();
+        }
+        jobs.push_back({line, 0, "", error, ""});
         return;
     }
     if (!document.is_object() || !(document.contains("base") || document.contains("vary"))) {
@@ -142,7 +149,12 @@ std::string runJob(const Job &job, const std::vector<double> &levels) {
         scenario.applyTo(model);
         json inputs = json::object();
         for (const PropertyTable::Property &property : PropertyTable::properties()) {
-            inputs[std::string(property.name)] = finite(property.get(model));
+            const double value = property.get(model);
+            if (property.type == PropertyTable::Type::Double) {
+                inputs[std::string(property.name)] = finite(value);
+            } else {
+                inputs[std::string(property.name)] = static_cast<std::int32_t>(value);
+            }
         }
         if (!scenario.gas().empty()) {
             inputs["gas"] = scenario.gas();

@@ -12,5 +12,7 @@ void registerRegisterCommands(CLI::App &app);
 void registerReportCommand(CLI::App &app);
 void registerConcentrationCommand(CLI::App &app);
 void registerGridCommand(CLI::App &app);
+void registerGasesCommand(CLI::App &app);
+void registerBatchCommand(CLI::App &app);
 
 } // namespace ostreljet::cli

@@ -15,6 +15,8 @@ int main(int argc, char **argv) {
     ostreljet::cli::registerReportCommand(app);
     ostreljet::cli::registerConcentrationCommand(app);
     ostreljet::cli::registerGridCommand(app);
+    ostreljet::cli::registerGasesCommand(app);
+    ostreljet::cli::registerBatchCommand(app);
 
     try {
         app.parse(argc, argv);
