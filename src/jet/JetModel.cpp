@@ -1,5 +1,6 @@
 #include "ostreljet/jet/JetModel.hpp"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cmath>
@@ -201,6 +202,7 @@ bool JetModel::validateInputs() {
 }
 
 void JetModel::resetModel() {
+    discardField();
     centrelineLocation_.clear();
     centrelineVelocityVectors_.clear();
     profileRadius_.clear();
@@ -647,6 +649,7 @@ void JetModel::updateMaxima(double height, double radius) {
 void JetModel::appendOutputStep(const vector3 &location, const vector3 &velocity, double radius,
                                 double concentration, double temperature, double arclength,
                                 double velocityOnCentreline) {
+    discardField();
     centrelineLocation_.push_back(location);
     centrelineVelocityVectors_.push_back(velocity);
     profileRadius_.push_back(radius);
@@ -657,6 +660,7 @@ void JetModel::appendOutputStep(const vector3 &location, const vector3 &velocity
 }
 
 void JetModel::storeOutputStep(double t, const double *y) {
+    discardField();
     updateJetState(y);
     calculateCentrelineProperties();
     centrelineLocation_.emplace_back(y[positionXIndex_], y[positionYIndex_], y[positionZIndex_]);
@@ -782,15 +786,34 @@ struct JetModel::Segment {
     double c0, c1;   // centreline concentrations at the ends
     double reach;    // a bound on the interpolated radius, m
     Point low, high; // corners of the box spanned by p0 and p1, m
+    Point nearLow;   // the box grown by the reach on every side: no point outside it can receive
+    Point nearHigh;  // anything from this segment, m
 };
 
-std::vector<JetModel::Segment> JetModel::buildSegments() const {
-    const std::size_t n = profileRadius_.size();
+// The segments of a run, and the same boxes for consecutive blocks of segments.
+struct JetModel::Field {
+    static constexpr std::size_t blockSize = 16;
     std::vector<Segment> segments;
+    std::vector<Point> blockLow;  // m
+    std::vector<Point> blockHigh; // m
+};
+
+namespace {
+
+// True when q lies outside the box; false when it lies inside or any bound is NaN (never skip then).
+inline bool outside(const Point &q, const Point &low, const Point &high) {
+    return q.x < low.x || q.x > high.x || q.y < low.y || q.y > high.y || q.z < low.z || q.z > high.z;
+}
+
+} // namespace
+
+JetModel::Field JetModel::buildField() const {
+    const std::size_t n = profileRadius_.size();
+    Field field;
     if (n < 2) {
-        return segments;
+        return field;
     }
-    segments.reserve(n - 1);
+    field.segments.reserve(n - 1);
     for (std::size_t i = 0; i + 1 < n; ++i) {
         Segment segment;
         segment.p0 = toPoint(centrelineLocation_[i]);
@@ -802,115 +825,182 @@ std::vector<JetModel::Segment> JetModel::buildSegments() const {
         segment.c0 = centrelineConcentration_[i];
         segment.c1 = centrelineConcentration_[i + 1];
         // The interpolated radius never exceeds the larger end radius by more than rounding; the margin
-        // keeps the bound safe. A NaN radius makes the bound NaN, and then the segment is always searched.
+        // keeps the bound safe. A NaN anywhere makes the bound NaN, and then the segment is always searched.
         const double larger = segment.r0 > segment.r1 ? segment.r0 : segment.r1;
-        segment.reach = segment.r0 != segment.r0 || segment.r1 != segment.r1 ? segment.r0 + segment.r1
-                                                                             : larger * (1.0 + 1e-9) + 1e-9;
+        const bool hasNaN = segment.r0 != segment.r0 || segment.r1 != segment.r1 ||
+                            segment.p0.x != segment.p0.x || segment.p1.x != segment.p1.x ||
+                            segment.p0.y != segment.p0.y || segment.p1.y != segment.p1.y ||
+                            segment.p0.z != segment.p0.z || segment.p1.z != segment.p1.z;
+        segment.reach = hasNaN ? std::numeric_limits<double>::quiet_NaN() : larger * (1.0 + 1e-9) + 1e-9;
         segment.low = Point{std::fmin(segment.p0.x, segment.p1.x), std::fmin(segment.p0.y, segment.p1.y),
                             std::fmin(segment.p0.z, segment.p1.z)};
         segment.high = Point{std::fmax(segment.p0.x, segment.p1.x), std::fmax(segment.p0.y, segment.p1.y),
                              std::fmax(segment.p0.z, segment.p1.z)};
-        if (segment.p0.x != segment.p0.x || segment.p1.x != segment.p1.x || segment.p0.y != segment.p0.y ||
-            segment.p1.y != segment.p1.y || segment.p0.z != segment.p0.z || segment.p1.z != segment.p1.z) {
-            segment.reach = std::numeric_limits<double>::quiet_NaN();
-        }
-        segments.push_back(segment);
+        const double reach = segment.reach;
+        segment.nearLow = Point{segment.low.x - reach, segment.low.y - reach, segment.low.z - reach};
+        segment.nearHigh = Point{segment.high.x + reach, segment.high.y + reach, segment.high.z + reach};
+        field.segments.push_back(segment);
     }
-    return segments;
+    const std::size_t blocks = (field.segments.size() + Field::blockSize - 1) / Field::blockSize;
+    for (std::size_t block = 0; block < blocks; ++block) {
+        const std::size_t first = block * Field::blockSize;
+        const std::size_t last = std::min(first + Field::blockSize, field.segments.size());
+        Point low = field.segments[first].nearLow;
+        Point high = field.segments[first].nearHigh;
+        for (std::size_t i = first + 1; i < last; ++i) {
+            const Segment &segment = field.segments[i];
+            // A NaN bound stays NaN, so the block is never skipped.
+            low =
+                Point{segment.nearLow.x < low.x || segment.nearLow.x != segment.nearLow.x ? segment.nearLow.x
+                                                                                          : low.x,
+                      segment.nearLow.y < low.y || segment.nearLow.y != segment.nearLow.y ? segment.nearLow.y
+                                                                                          : low.y,
+                      segment.nearLow.z < low.z || segment.nearLow.z != segment.nearLow.z ? segment.nearLow.z
+                                                                                          : low.z};
+            high = Point{
+                segment.nearHigh.x > high.x || segment.nearHigh.x != segment.nearHigh.x ? segment.nearHigh.x
+                                                                                        : high.x,
+                segment.nearHigh.y > high.y || segment.nearHigh.y != segment.nearHigh.y ? segment.nearHigh.y
+                                                                                        : high.y,
+                segment.nearHigh.z > high.z || segment.nearHigh.z != segment.nearHigh.z ? segment.nearHigh.z
+                                                                                        : high.z};
+        }
+        field.blockLow.push_back(low);
+        field.blockHigh.push_back(high);
+    }
+    return field;
+}
+
+bool JetModel::rejectedQuickly(double x, double y, double z) const {
+    // The jet is assumed to stay within one largest radius of the downwind line through the stack.
+    const vector3 &wind = atmosphere_.velocity();
+    const double wx = wind.data[0];
+    const double wy = wind.data[1];
+    if (wx == 0.0 && wy == 0.0) {
+        return false;
+    }
+    const double c = wx * stackLocationY_ - wy * stackLocationX_;
+    const double m = wx * x + wy * y;
+    const double w2 = wx * wx + wy * wy;
+    const double footX = (m * wx - c * wy) / w2;
+    const double footY = (m * wy + c * wx) / w2;
+    const double dx = x - footX;
+    const double dy = y - footY;
+    const double d = std::sqrt(dx * dx + dy * dy);
+    return d > maxProfileRadius_ || z > maxProfileRadius_ + maxCentrelineHeight_;
 }
 
 double JetModel::calculateConcentration(double x, double y, double z) const {
-    if (profileRadius_.empty()) {
+    if (profileRadius_.empty() || rejectedQuickly(x, y, z)) {
         return 0.0;
     }
-    const std::vector<Segment> segments = buildSegments();
-    return concentrationAt(x, y, z, segments);
+    return concentrationAt(x, y, z, field());
 }
 
-double JetModel::concentrationAt(double x, double y, double z, const std::vector<Segment> &segments) const {
+const JetModel::Field &JetModel::field() const {
+    // Built once per set of results; a run or an appended step discards it.
+    std::lock_guard<std::mutex> lock(fieldMutex_);
+    if (!field_) {
+        field_ = std::make_unique<Field>(buildField());
+    }
+    return *field_;
+}
+
+void JetModel::discardField() {
+    std::lock_guard<std::mutex> lock(fieldMutex_);
+    field_.reset();
+}
+
+double JetModel::concentrationAt(double x, double y, double z, const Field &field) const {
     // Concentration at a point from the centreline series.
     // 1. Reject points far from the downwind line through the stack or above the jet's reach.
     // 2. For each segment beside which the point lies, find the sample whose offset is most nearly
     //    normal to the jet, interpolate radius and centreline concentration there and apply the
     //    raised-cosine profile; keep the largest contribution.
     // 3. Report values below the stopping concentration as 0.
-    // A segment whose box lies farther from the point than its largest radius cannot contribute, so its
-    // sample search is skipped; the answer is the same.
-    if (profileRadius_.empty()) {
+    // Segments (and blocks of them) whose reach does not include the point cannot contribute, so they
+    // are passed over; whether a segment lies beside the point depends only on it and its predecessor,
+    // whose end-plane cosine is then worked out as the full loop would have. The answer is the same.
+    if (profileRadius_.empty() || rejectedQuickly(x, y, z)) {
         return 0.0;
     }
-    const vector3 &wind = atmosphere_.velocity();
-    const double wx = wind.data[0];
-    const double wy = wind.data[1];
-    if (!(wx == 0.0 && wy == 0.0)) {
-        const double c = wx * stackLocationY_ - wy * stackLocationX_;
-        const double m = wx * x + wy * y;
-        const double w2 = wx * wx + wy * wy;
-        const double footX = (m * wx - c * wy) / w2;
-        const double footY = (m * wy + c * wx) / w2;
-        const double dx = x - footX;
-        const double dy = y - footY;
-        const double d = std::sqrt(dx * dx + dy * dy);
-        if (d > maxProfileRadius_) {
-            return 0.0;
-        }
-        if (z > maxProfileRadius_ + maxCentrelineHeight_) {
-            return 0.0;
-        }
-    }
-
     const Point q{x, y, z};
+    const std::vector<Segment> &segments = field.segments;
     double result = 0.0;
     double previousCosB = 0.0;
-    for (std::size_t i = 0; i < segments.size(); ++i) {
-        const Segment &segment = segments[i];
-        const Point &p0 = segment.p0;
-        const Point &p1 = segment.p1;
-        const Point &t = segment.t;
-        const Point a = minus(q, p0);
-        const Point b = minus(q, p1);
-        const double tLength = segment.tLength;
-        const double aLength = length(a);
-        const double bLength = length(b);
-        const double alpha = dotProduct(a, t);
-        const double beta = dotProduct(b, t);
-        const double cosA = alpha / (tLength * aLength);
-        const double cosB = beta / (tLength * bLength);
-
-        bool beside = alpha * beta <= 0.0;
-        if (!beside && i > 0) {
-            beside = previousCosB * cosA <= 0.0;
-        } else if (!beside) {
-            beside = std::fabs(cosA) <= firstSegmentPlaneTolerance ||
-                     std::fabs(cosB) <= firstSegmentPlaneTolerance || aLength == 0.0 || bLength == 0.0;
-            if (!beside && length(crossProduct(a, t)) == 0.0) {
-                const double spanX = std::fabs(p1.x - p0.x);
-                const double spanY = std::fabs(p1.y - p0.y);
-                const double spanZ = std::fabs(p1.z - p0.z);
-                beside = std::fabs(p1.x - q.x) < spanX && std::fabs(p0.x - q.x) < spanX &&
-                         std::fabs(p1.y - q.y) < spanY && std::fabs(p0.y - q.y) < spanY &&
-                         std::fabs(p1.z - q.z) < spanZ && std::fabs(p0.z - q.z) < spanZ;
-            }
+    std::size_t previousIndex = std::numeric_limits<std::size_t>::max(); // segment whose cosB is held
+    for (std::size_t block = 0; block < field.blockLow.size(); ++block) {
+        if (outside(q, field.blockLow[block], field.blockHigh[block])) {
+            continue;
         }
-
-        if (beside) {
-            const double gapX = std::fmax(std::fmax(segment.low.x - q.x, q.x - segment.high.x), 0.0);
-            const double gapY = std::fmax(std::fmax(segment.low.y - q.y, q.y - segment.high.y), 0.0);
-            const double gapZ = std::fmax(std::fmax(segment.low.z - q.z, q.z - segment.high.z), 0.0);
-            const bool outOfReach = gapX * gapX + gapY * gapY + gapZ * gapZ > segment.reach * segment.reach;
-            if (!outOfReach) {
-                const double value = sampleSegment(q, a, segment);
-                if (value > result) {
-                    result = value;
-                }
+        const std::size_t last = std::min((block + 1) * Field::blockSize, segments.size());
+        for (std::size_t i = block * Field::blockSize; i < last; ++i) {
+            const Segment &segment = segments[i];
+            if (outside(q, segment.nearLow, segment.nearHigh)) {
+                continue;
             }
+            if (i > 0 && previousIndex != i - 1) {
+                const Segment &before = segments[i - 1];
+                const Point b = minus(q, before.p1);
+                previousCosB = dotProduct(b, before.t) / (before.tLength * length(b));
+            }
+            const double cosB = contributeFromSegment(q, i, segment, previousCosB, result);
+            previousCosB = cosB;
+            previousIndex = i;
         }
-        previousCosB = cosB;
     }
     if (stoppingConcentration_ > result) {
         return 0.0;
     }
     return result;
+}
+
+double JetModel::contributeFromSegment(const Point &q, std::size_t i, const Segment &segment,
+                                       double previousCosB, double &result) {
+    // Decide whether q lies beside the segment (between its end planes, in the wedge outside a bend, or
+    // for the first segment on its planes or inside its box on its axis); if so, search its samples.
+    // Returns the cosine at the segment's end plane, which the next segment's wedge test needs.
+    const Point &p0 = segment.p0;
+    const Point &p1 = segment.p1;
+    const Point &t = segment.t;
+    const Point a = minus(q, p0);
+    const Point b = minus(q, p1);
+    const double tLength = segment.tLength;
+    const double aLength = length(a);
+    const double bLength = length(b);
+    const double alpha = dotProduct(a, t);
+    const double beta = dotProduct(b, t);
+    const double cosA = alpha / (tLength * aLength);
+    const double cosB = beta / (tLength * bLength);
+
+    bool beside = alpha * beta <= 0.0;
+    if (!beside && i > 0) {
+        beside = previousCosB * cosA <= 0.0;
+    } else if (!beside) {
+        beside = std::fabs(cosA) <= firstSegmentPlaneTolerance ||
+                 std::fabs(cosB) <= firstSegmentPlaneTolerance || aLength == 0.0 || bLength == 0.0;
+        if (!beside && length(crossProduct(a, t)) == 0.0) {
+            const double spanX = std::fabs(p1.x - p0.x);
+            const double spanY = std::fabs(p1.y - p0.y);
+            const double spanZ = std::fabs(p1.z - p0.z);
+            beside = std::fabs(p1.x - q.x) < spanX && std::fabs(p0.x - q.x) < spanX &&
+                     std::fabs(p1.y - q.y) < spanY && std::fabs(p0.y - q.y) < spanY &&
+                     std::fabs(p1.z - q.z) < spanZ && std::fabs(p0.z - q.z) < spanZ;
+        }
+    }
+    if (beside) {
+        const double gapX = std::fmax(std::fmax(segment.low.x - q.x, q.x - segment.high.x), 0.0);
+        const double gapY = std::fmax(std::fmax(segment.low.y - q.y, q.y - segment.high.y), 0.0);
+        const double gapZ = std::fmax(std::fmax(segment.low.z - q.z, q.z - segment.high.z), 0.0);
+        const bool outOfReach = gapX * gapX + gapY * gapY + gapZ * gapZ > segment.reach * segment.reach;
+        if (!outOfReach) {
+            const double value = sampleSegment(q, a, segment);
+            if (value > result) {
+                result = value;
+            }
+        }
+    }
+    return cosB;
 }
 
 double JetModel::sampleSegment(const Point &q, const Point &a, const Segment &segment) {
@@ -986,7 +1076,7 @@ void JetModel::calculateConcentrationGrid(double *out, double xStart, double ySt
     if (nx <= 0 || ny <= 0 || nz <= 0) {
         return;
     }
-    const std::vector<Segment> segments = buildSegments();
+    const Field &field = this->field();
     const std::int64_t rows = nx * ny;
     const std::int64_t total = gridPointCount(numberOfPointsX, numberOfPointsY, numberOfPointsZ);
     std::atomic<std::int64_t> nextRow{0};
@@ -999,7 +1089,7 @@ void JetModel::calculateConcentrationGrid(double *out, double xStart, double ySt
             const double y = gridCoordinate(yStart, yEnd, j, ny, false);
             double *target = out + row * nz;
             for (std::int64_t k = 0; k < nz; ++k) {
-                target[k] = concentrationAt(x, y, gridCoordinate(zStart, zEnd, k, nz, false), segments);
+                target[k] = concentrationAt(x, y, gridCoordinate(zStart, zEnd, k, nz, false), field);
             }
             pointsDone.fetch_add(nz, std::memory_order_relaxed);
         }

@@ -8,6 +8,8 @@
 #include <cmath>
 #include <cstdint>
 #include <functional>
+#include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -190,8 +192,14 @@ public:
 
 private:
     struct Segment;
-    std::vector<Segment> buildSegments() const;
-    double concentrationAt(double x, double y, double z, const std::vector<Segment> &segments) const;
+    struct Field;
+    Field buildField() const;
+    const Field &field() const;
+    void discardField();
+    bool rejectedQuickly(double x, double y, double z) const;
+    double concentrationAt(double x, double y, double z, const Field &field) const;
+    static double contributeFromSegment(const Point &q, std::size_t i, const Segment &segment,
+                                        double previousCosB, double &result);
     static double sampleSegment(const Point &q, const Point &a, const Segment &segment);
 
 protected:
@@ -245,6 +253,10 @@ private:
     double centrelineToMeanRatio_ = 2.8;        // fc / f, -
     double maxProfileRadius_ = 0.0;             // m
     double maxCentrelineHeight_ = 0.0;          // m
+
+    // The concentration field's view of the series, built on the first query after they change.
+    mutable std::mutex fieldMutex_;
+    mutable std::unique_ptr<Field> field_;
 
     // Output series, one entry per output step.
     std::vector<vector3> centrelineLocation_;        // m
