@@ -1,4 +1,5 @@
 #include "Commands.hpp"
+#include "Support.hpp"
 
 #include "ostreljet/component/AtmosphereProfile.hpp"
 
@@ -18,20 +19,6 @@ namespace ostreljet::cli {
 
 namespace {
 
-// The whole text must be a decimal number; a leading '+' is allowed, "inf" and "nan" are numbers too.
-std::optional<double> parseNumber(std::string_view text) {
-    if (!text.empty() && text.front() == '+') {
-        text.remove_prefix(1);
-    }
-    double value = 0.0;
-    const char *end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, value);
-    if (text.empty() || error != std::errc() || stop != end) {
-        return std::nullopt;
-    }
-    return value;
-}
-
 std::optional<std::int32_t> parseStabilityClass(std::string_view text) {
     if (text.size() == 1) {
         const char letter = text.front();
@@ -44,12 +31,6 @@ std::optional<std::int32_t> parseStabilityClass(std::string_view text) {
     }
     return std::nullopt;
 }
-
-const CLI::Validator kNumber(
-    [](std::string &text) -> std::string {
-        return parseNumber(text) ? std::string() : fmt::format("'{}' is not a number", text);
-    },
-    "", "NUMBER");
 
 const CLI::Validator kStabilityClass(
     [](std::string &text) -> std::string {
@@ -86,11 +67,6 @@ AtmosphereProfileInputs toInputs(const ProfileOptions &options) {
         inputs.heights.push_back(*parseNumber(height));
     }
     return inputs;
-}
-
-// JSON has no literal for infinities or NaN, so a non-finite number is written as null.
-std::string jsonNumber(double value) {
-    return std::isfinite(value) ? fmt::format("{:.17g}", value) : "null";
 }
 
 void printJson(const AtmosphereProfile &profile) {
@@ -157,40 +133,40 @@ void registerProfileCommand(CLI::App &app) {
         ->capture_default_str();
     command->add_option("--roughness", options->roughness, "surface roughness length z0 [m]")
         ->type_name("Z0")
-        ->check(kNumber)
+        ->check(numberValidator())
         ->capture_default_str();
     command->add_option("--wind-speed", options->windSpeed, "reference wind speed [m/s]")
         ->type_name("U")
-        ->check(kNumber)
+        ->check(numberValidator())
         ->capture_default_str();
     command->add_option("--wind-height", options->windHeight, "height of the reference wind speed [m]")
         ->type_name("ZR")
-        ->check(kNumber)
+        ->check(numberValidator())
         ->capture_default_str();
     command
         ->add_option("--wind-bearing", options->windBearing,
                      "direction the wind blows towards, degrees from north (+y) towards east (+x)")
         ->type_name("DEG")
-        ->check(kNumber)
+        ->check(numberValidator())
         ->capture_default_str();
     command->add_option("--temperature", options->temperature, "air temperature at the reference height [K]")
         ->type_name("T")
-        ->check(kNumber)
+        ->check(numberValidator())
         ->capture_default_str();
     command->add_option("--pressure", options->pressure, "air pressure, the same at every height [Pa]")
         ->type_name("P")
-        ->check(kNumber)
+        ->check(numberValidator())
         ->capture_default_str();
     command
         ->add_option("--molecular-weight", options->molecularWeight, "molecular weight of the air [kg/mol]")
         ->type_name("M")
-        ->check(kNumber)
+        ->check(numberValidator())
         ->capture_default_str();
     command->add_option("--heights", options->heights, "comma-separated heights at which to show the air [m]")
         ->type_name("Z1,Z2,...")
         ->delimiter(',')
         ->required()
-        ->check(kNumber);
+        ->check(numberValidator());
     command->add_flag("--json", options->json,
                       "print one JSON object instead of the table; every number has 17 significant digits, "
                       "and a non-finite number (from inputs outside the model's range) is written as null");
