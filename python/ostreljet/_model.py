@@ -59,8 +59,6 @@ _ENUMERATIONS = {
 }
 
 _INT_MAX = 2**31 - 1
-# The library lets one integration run at a time in a process.
-_run_lock = threading.Lock()
 
 
 class OstreljetError(RuntimeError):
@@ -363,8 +361,8 @@ class Model:
         """
         with self._lock:
             handle = self._live()
-            with _run_lock:
-                status = self._lib.ostreljet_run(handle)
+            # Each thread integrates with its own solver state, so separate models run side by side.
+            status = self._lib.ostreljet_run(handle)
             object.__setattr__(self, "_results", None)
             object.__setattr__(self, "_messages", None)
             if status < 0:
