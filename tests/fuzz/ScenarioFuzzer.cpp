@@ -1,0 +1,51 @@
+// Feeds the fuzz input to the scenario reader as the text of a scenario file. The reader must either
+// refuse it with a ScenarioError that names the source, or accept it; an accepted scenario is applied
+// to a model, whose inputs must then read back as the scenario's last value for each of them, and is
+// validated. Any other exception escapes and counts as a crash.
+#include "ostreljet/component/PropertyTable.hpp"
+#include "ostreljet/component/Scenario.hpp"
+
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <string>
+#include <string_view>
+
+namespace {
+
+void require(bool condition, const char *what) {
+    if (!condition) {
+        std::fprintf(stderr, "broken guarantee: %s\n", what);
+        std::abort();
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t size) {
+    const std::string_view text(reinterpret_cast<const char *>(bytes), size);
+    ostreljet::Scenario scenario;
+    try {
+        scenario = ostreljet::Scenario::fromText(text, "fuzz.json");
+    } catch (const ostreljet::ScenarioError &e) {
+        require(std::string_view(e.what()).substr(0, 9) == "fuzz.json", "a refusal names its source");
+        return 0;
+    }
+    std::map<std::string, double> last;
+    for (const auto &[name, value] : scenario.inputs()) {
+        require(ostreljet::PropertyTable::find(name) != nullptr, "every input is a known property");
+        require(std::isfinite(value), "every accepted value is a finite double");
+        last[name] = value;
+    }
+    ostreljet::JetModel model;
+    scenario.applyTo(model);
+    for (const auto &[name, value] : last) {
+        require(ostreljet::PropertyTable::find(name)->get(model) == value, "an applied input reads back");
+    }
+    model.resetModel();
+    model.validateInputs();
+    require(model.messageCount() <= 1, "validation adds at most one message");
+    return 0;
+}
