@@ -173,6 +173,7 @@ TEST(ODESolverBase, ConstructionAndSetters) {
     // integrate makes the object the callbacks' target again
     p.rhs = decay;
     p.setNumberOfEquations(1);
+    p.y0 = {1.0}; // one initial value for the one equation
     p.setNumberOfRoots(0);
     p.tEnd = 0.0;
     p.integrate();
