@@ -1,5 +1,6 @@
 #include "ostreljet/component/PropertyTable.hpp"
 
+#include <algorithm>
 #include <array>
 
 namespace ostreljet {
@@ -75,31 +76,27 @@ std::span<const PropertyTable::Series> PropertyTable::series() {
     return seriesList;
 }
 
+namespace {
+
+// The first entry of a table that satisfies a predicate, or null.
+template <typename Entry, std::size_t N, typename Predicate>
+const Entry *firstOf(const std::array<Entry, N> &table, Predicate predicate) {
+    const auto found = std::find_if(table.begin(), table.end(), predicate);
+    return found == table.end() ? nullptr : &*found;
+}
+
+} // namespace
+
 const PropertyTable::Property *PropertyTable::find(std::string_view name) {
-    for (const Property &property : propertyList) {
-        if (property.name == name) {
-            return &property;
-        }
-    }
-    return nullptr;
+    return firstOf(propertyList, [name](const Property &property) { return property.name == name; });
 }
 
 const PropertyTable::Property *PropertyTable::findByDispid(std::int32_t dispid) {
-    for (const Property &property : propertyList) {
-        if (property.dispid == dispid) {
-            return &property;
-        }
-    }
-    return nullptr;
+    return firstOf(propertyList, [dispid](const Property &property) { return property.dispid == dispid; });
 }
 
 const PropertyTable::Series *PropertyTable::findSeries(std::string_view name) {
-    for (const Series &entry : seriesList) {
-        if (entry.name == name) {
-            return &entry;
-        }
-    }
-    return nullptr;
+    return firstOf(seriesList, [name](const Series &entry) { return entry.name == name; });
 }
 
 std::vector<double> PropertyTable::values(const JetModel &model, const Series &series) {
