@@ -9,6 +9,8 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <utility>
+#include <vector>
 
 namespace ostreljet {
 
@@ -31,7 +33,33 @@ std::pair<std::size_t, std::size_t> lineAndColumn(std::string_view text, std::si
     return {line, column};
 }
 
+// True when arrays and objects nest no deeper than `limit` levels inside the value; walks the value
+// with its own stack, so any depth is safe to ask about.
+bool nestsAtMost(const json &value, std::size_t limit) {
+    std::vector<std::pair<const json *, std::size_t>> pending{{&value, 0}};
+    while (!pending.empty()) {
+        const auto [item, depth] = pending.back();
+        pending.pop_back();
+        if (!item->is_structured()) {
+            continue;
+        }
+        if (depth >= limit) {
+            return false;
+        }
+        for (const json &element : *item) {
+            pending.emplace_back(&element, depth + 1);
+        }
+    }
+    return true;
+}
+
+// The value as JSON text, shortened for a message. Deeply nested values are named by their type, since
+// writing them out recurses once per level.
 std::string describe(const json &value) {
+    constexpr std::size_t kDeepestShown = 16;
+    if (!nestsAtMost(value, kDeepestShown)) {
+        return std::string("a deeply nested ") + value.type_name();
+    }
     std::string text = value.dump();
     if (text.size() > 40) {
         text = text.substr(0, 37) + "...";
