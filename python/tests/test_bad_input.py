@@ -157,3 +157,11 @@ class TestLibraryRefusals:
         assert lib.ostreljet_concentration_grid(handle, *BOX, 2, 2, 2, None, 8) == -1
         assert lib.ostreljet_concentration_grid(handle, *BOX, 2, 2, 2, buffer, 8) == 8
         assert lib.ostreljet_concentration_grid(handle, *BOX, 0, largest, largest, None, 0) == 0
+
+
+def test_deeply_nested_values_are_refused_without_recursion(tmp_path):
+    # 200000 levels of arrays: named by their type, never written out level by level.
+    path = tmp_path / "deep.json"
+    path.write_text('{"stackHeight": ' + "[" * 200000 + "]" * 200000 + "}")
+    with pytest.raises(ValueError, match='"stackHeight" must be a number, not a deeply nested array'):
+        Model.from_scenario(path)
