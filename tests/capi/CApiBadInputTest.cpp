@@ -6,6 +6,8 @@
 
 #include <climits>
 #include <cmath>
+#include <cstdio>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -165,4 +167,32 @@ TEST(CApiBadInput, ScenarioFilesThatCannotBeRead) {
     EXPECT_EQ(ostreljet_load_scenario(m.get(), "/"), -2);
     EXPECT_EQ(lastError(), "/: is a directory, not a scenario file");
     EXPECT_EQ(ostreljet_load_scenario(m.get(), ""), -2);
+}
+
+TEST(CApiBadInput, DeeplyNestedValuesAreNamedByTheirType) {
+    // Writing such a value out would recurse once per level; the message names its type instead.
+    const std::string path = ::testing::TempDir() + "ostreljet_deep.json";
+    const std::size_t depth = 200000;
+    {
+        std::ofstream out(path);
+        out << "{\"stackHeight\": " << std::string(depth, '[') << std::string(depth, ']') << "}";
+    }
+    Model m(ostreljet_create());
+    EXPECT_EQ(ostreljet_load_scenario(m.get(), path.c_str()), -2);
+    EXPECT_EQ(lastError(), path + ": \"stackHeight\" must be a number, not a deeply nested array");
+    {
+        std::ofstream out(path);
+        out << "{\"gas\": " << std::string(17, '[') << std::string(17, ']') << "}";
+    }
+    EXPECT_EQ(ostreljet_load_scenario(m.get(), path.c_str()), -2);
+    EXPECT_EQ(lastError(), path + ": \"gas\" must be the name of a gas, not a deeply nested array");
+    {
+        // Sixteen levels are still shown.
+        std::ofstream out(path);
+        out << "{\"gas\": " << std::string(16, '[') << std::string(16, ']') << "}";
+    }
+    EXPECT_EQ(ostreljet_load_scenario(m.get(), path.c_str()), -2);
+    EXPECT_EQ(lastError(),
+              path + ": \"gas\" must be the name of a gas, not [[[[[[[[[[[[[[[[]]]]]]]]]]]]]]]]");
+    std::remove(path.c_str());
 }
