@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <charconv>
 #include <cmath>
+#include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -174,6 +175,56 @@ std::filesystem::path folderOf(const std::filesystem::path &target) {
     return target.has_parent_path() ? target.parent_path() : std::filesystem::path(".");
 }
 
+// The temporary file of the write in progress, removed by the handler of a signal that ends the tool.
+char pendingTemporary[4096];
+volatile std::sig_atomic_t temporaryPending = 0;
+constexpr int kCleanupSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+
+extern "C" void removeTemporaryAndEnd(int signalNumber) {
+    if (temporaryPending != 0) {
+        ::unlink(pendingTemporary);
+    }
+    // End as the signal would have ended the tool: default action, then the same signal again.
+    struct sigaction action {};
+    action.sa_handler = SIG_DFL;
+    sigemptyset(&action.sa_mask);
+    ::sigaction(signalNumber, &action, nullptr);
+    ::raise(signalNumber);
+}
+
+// Removes the temporary file if a signal ends the tool while it exists; restores the handlers on leaving.
+class TemporaryFileGuard {
+public:
+    explicit TemporaryFileGuard(const std::string &path) {
+        if (path.size() < sizeof pendingTemporary) {
+            path.copy(pendingTemporary, path.size());
+            pendingTemporary[path.size()] = '\0';
+            temporaryPending = 1;
+        }
+        struct sigaction action {};
+        action.sa_handler = removeTemporaryAndEnd;
+        sigemptyset(&action.sa_mask);
+        for (std::size_t i = 0; i < std::size(kCleanupSignals); ++i) {
+            ::sigaction(kCleanupSignals[i], nullptr, &previous_[i]);
+            // A signal that the tool was started to ignore stays ignored.
+            if (previous_[i].sa_handler != SIG_IGN) {
+                ::sigaction(kCleanupSignals[i], &action, nullptr);
+            }
+        }
+    }
+    ~TemporaryFileGuard() {
+        for (std::size_t i = 0; i < std::size(kCleanupSignals); ++i) {
+            ::sigaction(kCleanupSignals[i], &previous_[i], nullptr);
+        }
+        temporaryPending = 0;
+    }
+    TemporaryFileGuard(const TemporaryFileGuard &) = delete;
+    TemporaryFileGuard &operator=(const TemporaryFileGuard &) = delete;
+
+private:
+    struct sigaction previous_[std::size(kCleanupSignals)]{};
+};
+
 } // namespace
 
 void checkOutputPath(const std::string &path) {
@@ -182,8 +233,10 @@ void checkOutputPath(const std::string &path) {
     const fs::path folder = folderOf(target);
     std::error_code error;
     if (!fs::is_directory(folder, error)) {
-        throw CommandFailure(
-            kUsageError, fmt::format("cannot write '{}': folder '{}' does not exist", path, folder.string()));
+        const bool exists = fs::exists(folder, error);
+        const std::string why = exists ? fmt::format("'{}' is not a folder", folder.string())
+                                       : fmt::format("folder '{}' does not exist", folder.string());
+        throw CommandFailure(kUsageError, fmt::format("cannot write '{}': {}", path, why));
     }
     if (fs::is_directory(target, error)) {
         throw CommandFailure(kUsageError, fmt::format("cannot write '{}': it is a directory", path));
@@ -197,6 +250,7 @@ void writeFileAtomically(const std::string &path, const std::function<void(std::
     const fs::path folder = folderOf(target);
     std::error_code error;
     const fs::path temporary = folder / fmt::format(".{}.{}.tmp", target.filename().string(), ::getpid());
+    const TemporaryFileGuard guard(temporary.string());
     std::FILE *stream = std::fopen(temporary.c_str(), "wb");
     if (stream == nullptr) {
         throw CommandFailure(kUsageError, fmt::format("cannot write '{}': {}", path, std::strerror(errno)));

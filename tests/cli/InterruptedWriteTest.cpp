@@ -62,7 +62,7 @@ bool waitForNewEntry(const TemporaryFolder &folder, const std::set<std::string> 
 class InterruptedWrite : public ::testing::TestWithParam<int> {};
 
 // Disabled until the tool removes its temporary file when a signal ends it.
-TEST_P(InterruptedWrite, DISABLED_LeavesNoPartialOrTemporaryFile) {
+TEST_P(InterruptedWrite, LeavesNoPartialOrTemporaryFile) {
     const int signalNumber = GetParam();
     TemporaryFolder folder;
     const std::string target = folder.file("grid.csv");
