@@ -2,7 +2,9 @@
 
 namespace ostreljet {
 
-vector3::vector3() { resize(3); }
+vector3::vector3() {
+    resize(3);
+}
 
 vector3::vector3(double x, double y, double z) {
     resize(3);
@@ -48,21 +50,36 @@ vector3 &vector3::operator/=(double s) {
 
 vector3 cross(const vector3 &a, const vector3 &b) {
     // The y component is formed as the negated difference, exactly as the model was written.
-    return vector3(a.y() * b.z() - a.z() * b.y(), -(a.x() * b.z() - b.x() * a.z()), a.x() * b.y() - a.y() * b.x());
+    return vector3(a.y() * b.z() - a.z() * b.y(), -(a.x() * b.z() - b.x() * a.z()),
+                   a.x() * b.y() - a.y() * b.x());
 }
 
-vector3 operator+(const vector3 &a, const vector3 &b) { return vector3(a.x() + b.x(), a.y() + b.y(), a.z() + b.z()); }
+vector3 operator+(const vector3 &a, const vector3 &b) {
+    return vector3(a.x() + b.x(), a.y() + b.y(), a.z() + b.z());
+}
 
-vector3 operator-(const vector3 &a, const vector3 &b) { return vector3(a.x() - b.x(), a.y() - b.y(), a.z() - b.z()); }
+vector3 operator-(const vector3 &a, const vector3 &b) {
+    return vector3(a.x() - b.x(), a.y() - b.y(), a.z() - b.z());
+}
 
-vector3 operator-(const vector3 &a) { return vector3(-a.x(), -a.y(), -a.z()); }
+vector3 operator-(const vector3 &a) {
+    return vector3(-a.x(), -a.y(), -a.z());
+}
 
-vector3 operator*(const vector3 &a, double s) { return vector3(a.x() * s, a.y() * s, a.z() * s); }
+vector3 operator*(const vector3 &a, double s) {
+    return vector3(a.x() * s, a.y() * s, a.z() * s);
+}
 
-vector3 operator*(double s, const vector3 &a) { return vector3(s * a.x(), s * a.y(), s * a.z()); }
+vector3 operator*(double s, const vector3 &a) {
+    return vector3(s * a.x(), s * a.y(), s * a.z());
+}
 
-vector3 operator/(const vector3 &a, double s) { return vector3(a.x() / s, a.y() / s, a.z() / s); }
+vector3 operator/(const vector3 &a, double s) {
+    return vector3(a.x() / s, a.y() / s, a.z() / s);
+}
 
-double dot(const vector3 &a, const vector3 &b) { return a.x() * b.x() + a.y() * b.y() + a.z() * b.z(); }
+double dot(const vector3 &a, const vector3 &b) {
+    return a.x() * b.x() + a.y() * b.y() + a.z() * b.z();
+}
 
 } // namespace ostreljet

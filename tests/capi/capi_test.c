@@ -8,14 +8,14 @@
 static int passed = 0;
 static int failed = 0;
 
-#define CHECK(condition)                                                                                   \
-    do {                                                                                                   \
-        if (condition) {                                                                                   \
-            ++passed;                                                                                      \
-        } else {                                                                                           \
-            ++failed;                                                                                      \
-            fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #condition);                  \
-        }                                                                                                  \
+#define CHECK(condition)                                                                                     \
+    do {                                                                                                     \
+        if (condition) {                                                                                     \
+            ++passed;                                                                                        \
+        } else {                                                                                             \
+            ++failed;                                                                                        \
+            fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #condition);                    \
+        }                                                                                                    \
     } while (0)
 
 static void set_vent(ostreljet_model *m) {
@@ -90,7 +90,8 @@ static void test_run_and_queries(void) {
     CHECK(ostreljet_series(m, "x", x, -1) == -2);
     CHECK(ostreljet_message_count(m) >= 1);
     /* The last message is the stopping concentration's notice. */
-    CHECK(strncmp(ostreljet_message(m, ostreljet_message_count(m) - 1), "Stopping concentration reached at ", 34) == 0);
+    CHECK(strncmp(ostreljet_message(m, ostreljet_message_count(m) - 1), "Stopping concentration reached at ",
+                  34) == 0);
     /* Concentration near the source on the axis is the source gas itself. */
     CHECK(fabs(ostreljet_concentration(m, 0.0, 0.0, 10.0) - 1.0) < 1e-12);
     /* The grid refuses negative counts and small buffers without writing anything. */

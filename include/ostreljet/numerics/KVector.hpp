@@ -11,7 +11,7 @@ namespace ostreljet {
 // There is no spare capacity: every resize reallocates, and indexes are never checked.
 template <typename T> class KVector {
 public:
-    T *data = nullptr;    // owned array of `size` elements; null when empty
+    T *data = nullptr;     // owned array of `size` elements; null when empty
     std::int32_t size = 0; // number of elements
 
     KVector() = default;
