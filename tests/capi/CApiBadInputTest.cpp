@@ -1,5 +1,6 @@
 // The C API checks what the component leaves to its caller: null pointers, names, indexes, capacities
 // and grid counts. Each refusal returns its status, writes nothing and leaves a message that names the fault.
+#include "capi/CApiTestSupport.hpp"
 #include "ostreljet/ostreljet.h"
 
 #include <gtest/gtest.h>
@@ -14,32 +15,16 @@
 
 namespace {
 
-struct ModelDeleter {
-    void operator()(ostreljet_model *m) const { ostreljet_destroy(m); }
-};
-using Model = std::unique_ptr<ostreljet_model, ModelDeleter>;
+using ostreljet::testsupport::Model;
+using ostreljet::testsupport::validVent;
 
 std::string lastError() {
     return ostreljet_last_error();
 }
 
-// The methane vent of the examples, run once.
+// The methane vent, run once.
 Model ranVent() {
-    Model m(ostreljet_create());
-    const std::pair<const char *, double> inputs[] = {{"stackHeight", 10.0},
-                                                      {"orificeDiameter", 0.2},
-                                                      {"releaseAngle", 90.0},
-                                                      {"massFlowrate", 1.0},
-                                                      {"sourceMolecularWeight", 0.016},
-                                                      {"sourceSpecificHeat", 2200.0},
-                                                      {"sourceSpecificHeatRatio", 1.3},
-                                                      {"sourceTemperature", 300.0},
-                                                      {"atmosphereSurfaceRoughness", 0.1},
-                                                      {"atmosphereSpecificHeat", 1005.0},
-                                                      {"stoppingConcentration", 0.01}};
-    for (const auto &[name, value] : inputs) {
-        EXPECT_EQ(ostreljet_set(m.get(), name, value), 0) << name;
-    }
+    Model m = validVent();
     EXPECT_EQ(ostreljet_run(m.get()), 1);
     EXPECT_GT(ostreljet_step_count(m.get()), 2);
     return m;

@@ -1,5 +1,6 @@
 // Inputs that validation lets through (NaN passes every comparison) or that lie far outside any physical
 // range must still give a run that ends, and every query afterwards must stay inside the stored results.
+#include "capi/CApiTestSupport.hpp"
 #include "ostreljet/ostreljet.h"
 
 #include <gtest/gtest.h>
@@ -34,30 +35,8 @@ const char *const kDoubleInputs[] = {
     "sourceSpecificHeat",  "sourceSpecificHeatRatio", "sourceTemperature",     "stoppingConcentration",
     "stackBearing"};
 
-struct ModelDeleter {
-    void operator()(ostreljet_model *m) const { ostreljet_destroy(m); }
-};
-using Model = std::unique_ptr<ostreljet_model, ModelDeleter>;
-
-// A methane vent that passes validation and ends at its stopping concentration.
-Model validVent() {
-    Model m(ostreljet_create());
-    const std::pair<const char *, double> inputs[] = {{"stackHeight", 10.0},
-                                                      {"orificeDiameter", 0.2},
-                                                      {"releaseAngle", 90.0},
-                                                      {"massFlowrate", 1.0},
-                                                      {"sourceMolecularWeight", 0.016},
-                                                      {"sourceSpecificHeat", 2200.0},
-                                                      {"sourceSpecificHeatRatio", 1.3},
-                                                      {"sourceTemperature", 300.0},
-                                                      {"atmosphereSurfaceRoughness", 0.1},
-                                                      {"atmosphereSpecificHeat", 1005.0},
-                                                      {"stoppingConcentration", 0.01}};
-    for (const auto &[name, value] : inputs) {
-        EXPECT_EQ(ostreljet_set(m.get(), name, value), 0) << name;
-    }
-    return m;
-}
+using ostreljet::testsupport::Model;
+using ostreljet::testsupport::validVent;
 
 bool inUnitRangeOrNaN(double c) {
     return std::isnan(c) || (c >= 0.0 && c <= 1.0);
