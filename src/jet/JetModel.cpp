@@ -259,14 +259,17 @@ const char *JetModel::versionInfo() {
 }
 
 double JetModel::windAlongAxis() const {
-    const vector3 tangent = jetGas_.current.velocity().unit();
-    return atmosphere_.velocity().dot(tangent);
+    return windAcrossAndAlongAxis().along;
 }
 
 double JetModel::windNormalToAxis() const {
+    return windAcrossAndAlongAxis().normal;
+}
+
+JetModel::AxisWind JetModel::windAcrossAndAlongAxis() const {
     const vector3 tangent = jetGas_.current.velocity().unit();
     const vector3 &wind = atmosphere_.velocity();
-    return cross(wind, tangent).norm();
+    return AxisWind{wind.dot(tangent), cross(wind, tangent).norm()};
 }
 
 double JetModel::massFlux() const {
@@ -368,8 +371,9 @@ void JetModel::calculateEntrainment(double s) {
         }
     }
 
-    const double up = windAlongAxis();
-    const double un = windNormalToAxis();
+    const AxisWind axisWind = windAcrossAndAlongAxis();
+    const double up = axisWind.along;
+    const double un = axisWind.normal;
     const double ve = 0.07 * f1 * std::sqrt(std::fabs(speed * speed - up * up)) + 0.7 * f2 * un;
     entrainmentRate_ = ve * std::sqrt(gas.density() * rhoA) * twoPi * jetGas_.radius() +
                        cd * rhoA * atmosphere_.eddyDiffusivity();
@@ -459,13 +463,17 @@ void JetModel::calculateExitConditions() {
     sourceRadius_ = b0;
 }
 
+JetModel::SourceRatios JetModel::sourceRatios() const {
+    return SourceRatios{jetGas_.source().density() / atmosphere_.density(),
+                        jetGas_.source().velocity().norm() / atmosphere_.velocity().norm()};
+}
+
 bool JetModel::checkSourceConditions() {
-    const double densityRatio = jetGas_.source().density() / atmosphere_.density();
+    const auto [densityRatio, velocityRatio] = sourceRatios();
     if (densityRatio > 5.0 || densityRatio < 0.2) {
         addMessage("The calculated density ratio is invalid.", 0, 28);
         return false;
     }
-    const double velocityRatio = jetGas_.source().velocity().norm() / atmosphere_.velocity().norm();
     if (velocityRatio < 3.0) {
         addMessage(
             "The calculated exit velocity is less than three times the wind velocity, model not valid.", 0,
@@ -476,8 +484,7 @@ bool JetModel::checkSourceConditions() {
 }
 
 void JetModel::warnSourceConditions() {
-    const double densityRatio = jetGas_.source().density() / atmosphere_.density();
-    const double velocityRatio = jetGas_.source().velocity().norm() / atmosphere_.velocity().norm();
+    const auto [densityRatio, velocityRatio] = sourceRatios();
     if (densityRatio > 2.0 || densityRatio < 0.5) {
         addMessage("Density ratio outside normal range of model. Use results carefully", 0, 27);
     }
@@ -523,10 +530,9 @@ void JetModel::setInitialConditions(double *t0, double *y0) {
     y0[positionZIndex_] = stackHeight_;
 }
 
-JetModel::ProfileCoefficients JetModel::profileCoefficients() const {
+JetModel::ProfileCoefficients JetModel::profileCoefficients(double up) const {
     // The coefficients fold the integrals of the raised-cosine profiles into single constants.
     const double f = jetGas_.current.massFraction();
-    const double up = windAlongAxis();
     const double v = jetGas_.current.velocity().norm() - up;
     const double ms = sourceMolecularWeight_;
     const double dm = atmosphere_.molecularWeight() - ms;
@@ -562,7 +568,7 @@ double JetModel::ProfileCoefficients::evaluate(double fc) const {
 }
 
 double JetModel::profileResidual(double fc) const {
-    return profileCoefficients().evaluate(fc);
+    return profileCoefficients(windAlongAxis()).evaluate(fc);
 }
 
 void JetModel::calculateCentrelineProperties() {
@@ -573,7 +579,8 @@ void JetModel::calculateCentrelineProperties() {
     const Gas &gas = jetGas_.current;
     const double f = gas.massFraction();
     const double tolerance = getTolerance();
-    const ProfileCoefficients coefficients = profileCoefficients();
+    const double up = windAlongAxis();
+    const ProfileCoefficients coefficients = profileCoefficients(up);
     auto residual = [&coefficients](double fc) { return coefficients.evaluate(fc); };
     double root = 0.0;
     bool solved = findRoot(f, centrelineMassFraction_, tolerance, residual, root);
@@ -593,7 +600,6 @@ void JetModel::calculateCentrelineProperties() {
     const double ms = sourceMolecularWeight_;
     const double dm = ma - ms;
     const double speed = gas.velocity().norm();
-    const double up = windAlongAxis();
     const double cp = gas.specificHeat();
     const double cpa = atmosphere_.specificHeat();
     const double dcp = cpa - cp;

@@ -167,7 +167,8 @@ public:
         double c[6]; // c0 .. c5
         double evaluate(double centrelineFraction) const;
     };
-    ProfileCoefficients profileCoefficients() const;
+    // up: the wind along the jet's axis, m/s.
+    ProfileCoefficients profileCoefficients(double up) const;
     double profileResidual(double centrelineFraction) const;
 
     // Brent's method on [a, b]: true and the root, or false and 0.0 when the ends do not bracket a
@@ -191,6 +192,16 @@ public:
     };
 
 private:
+    struct AxisWind {
+        double along;  // wind component along the jet's axis, m/s
+        double normal; // magnitude of the wind normal to the axis, m/s
+    };
+    AxisWind windAcrossAndAlongAxis() const;
+    struct SourceRatios {
+        double density;  // source density over ambient density at the stack
+        double velocity; // source speed over wind speed at the stack
+    };
+    SourceRatios sourceRatios() const;
     struct Segment;
     struct Field;
     Field buildField() const;
