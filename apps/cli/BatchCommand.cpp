@@ -202,22 +202,15 @@ std::vector<double> parseLevels(const std::string &text) {
     if (text.empty()) {
         return levels;
     }
-    std::size_t start = 0;
-    while (true) {
-        const std::size_t comma = text.find(',', start);
-        const std::string piece =
-            text.substr(start, comma == std::string::npos ? std::string::npos : comma - start);
+    for (const std::string &piece : splitAtCommas(text)) {
         const std::optional<double> value = parseNumber(piece);
         if (!value || !(*value > 0.0)) {
             throw CommandFailure(kUsageError,
                                  fmt::format("--levels: '{}' is not a positive number in '{}'", piece, text));
         }
         levels.push_back(*value);
-        if (comma == std::string::npos) {
-            return levels;
-        }
-        start = comma + 1;
     }
+    return levels;
 }
 
 } // namespace

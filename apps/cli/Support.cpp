@@ -27,9 +27,6 @@ std::optional<double> parseNumber(std::string_view text) {
     return value;
 }
 
-namespace {
-
-// The pieces of a comma-separated list; an empty text is one empty piece.
 std::vector<std::string> splitAtCommas(const std::string &text) {
     std::vector<std::string> pieces;
     std::size_t start = 0;
@@ -42,8 +39,6 @@ std::vector<std::string> splitAtCommas(const std::string &text) {
         start = comma + 1;
     }
 }
-
-} // namespace
 
 std::vector<double> parseTriple(const std::string &option, const std::string &text) {
     std::vector<double> values;

@@ -33,6 +33,8 @@ private:
 
 // The whole text must be a decimal number; a leading '+' is allowed, "inf" and "nan" are numbers too.
 std::optional<double> parseNumber(std::string_view text);
+// The pieces of a comma-separated list; an empty text is one empty piece.
+std::vector<std::string> splitAtCommas(const std::string &text);
 // "X,Y,Z" as three numbers; the option's name goes into the error.
 std::vector<double> parseTriple(const std::string &option, const std::string &text);
 
