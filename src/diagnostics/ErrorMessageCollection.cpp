@@ -8,15 +8,13 @@ namespace ostreljet {
 
 namespace {
 
-// Null until a host chooses a stream: then the echo goes to standard output.
-std::atomic<std::FILE *> echoStream{nullptr};
-std::atomic<bool> echoChosen{false};
+// Standard output unless a host chooses another stream, or none.
+std::atomic<std::FILE *> echoStream{stdout};
 
 } // namespace
 
 void ErrorMessageCollection::setEchoStream(std::FILE *stream) {
     echoStream.store(stream);
-    echoChosen.store(true);
 }
 
 ErrorMessageCollection::ErrorMessage::ErrorMessage(std::string text, std::int32_t level, std::int32_t code)
@@ -39,7 +37,7 @@ void ErrorMessageCollection::addMessage(const std::string &text, std::int32_t le
         messages_.emplace_back(text, level, code);
         {
             // The echo must never fail the call: write errors are ignored.
-            std::FILE *stream = echoChosen.load() ? echoStream.load() : stdout;
+            std::FILE *stream = echoStream.load();
             if (stream != nullptr) {
                 std::fwrite(text.data(), 1, text.size(), stream);
                 std::fputc('\n', stream);
