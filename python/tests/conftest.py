@@ -1,4 +1,4 @@
-"""Shared fixtures: the package from this source tree, the example scenarios and both array modes."""
+"""Shared fixtures: the package from this source tree, the bundled vent and both array modes."""
 
 import os
 import sys
@@ -6,9 +6,8 @@ import sys
 import pytest
 
 PYTHON_DIR = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-REPOSITORY_DIR = os.path.dirname(PYTHON_DIR)
-EXAMPLES_DIR = os.path.join(REPOSITORY_DIR, "examples")
-VENT = os.path.join(EXAMPLES_DIR, "vertical_buoyant_vent.json")
+VENT = os.path.join(os.path.dirname(PYTHON_DIR), "examples", "vertical_buoyant_vent.json")
+BOX = (0.0, -2.0, 20.0, 12.0, 2.0, 26.0)
 
 sys.path.insert(0, PYTHON_DIR)
 
@@ -32,13 +31,11 @@ def array_mode(request):
 
 
 @pytest.fixture(scope="module")
-def vent():
-    """The bundled vertical methane vent, run once."""
-    model = ostreljet.Model.from_scenario(VENT)
-    assert model.run() is True
-    yield model
-    model.close()
+def vent():  # the bundled vertical methane vent, run once
+    with ostreljet.Model.from_scenario(VENT) as model:
+        assert model.run() is True
+        yield model
 
 
 def as_list(values):
-    return values.tolist() if hasattr(values, "tolist") else list(values)
+    return values.tolist() if hasattr(values, "tolist") else values

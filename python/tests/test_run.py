@@ -1,10 +1,7 @@
-"""Runs: validation failures, the bundled vent from start to stop, results and point concentrations."""
-
-import math
-import threading
+"""Runs, results and messages of the bundled vent, point concentrations and concentration grids."""
 
 import pytest
-from conftest import VENT, as_list, numpy
+from conftest import BOX, VENT, as_list, numpy
 
 import ostreljet
 from ostreljet import Model
@@ -12,86 +9,24 @@ from ostreljet import Model
 ORIFICE_MESSAGE = "The orifice diameter should lie between 0 and 100m."
 
 
-def test_new_model_fails_validation(array_mode):
-    with Model() as m:
-        assert m.run() is False
-        assert m.messages == [ORIFICE_MESSAGE]
-        assert m.step_count == 0
-        assert len(m.results) == 0
-        assert all(len(m.results[name]) == 0 for name in ostreljet.SERIES)
-        assert m.concentration(0.0, 0.0, 0.0) == 0.0
-
-
-def test_only_the_first_failing_check_is_reported():
-    with Model.from_scenario(VENT) as m:
-        m.sourceTemperature = 50.0
-        m.referenceWindSpeed = 30.0
-        assert m.run() is False
-        assert m.messages == ["The temperature of the source should lie between 80 and 2500K."]
-        m.sourceTemperature = 300.0
-        assert m.run() is False
-        assert m.messages == ["The reference wind speed should lie between 0 and 20m/s."]
-
-
-def test_horizontal_release_into_a_crosswind_is_refused():
-    with Model.from_scenario(VENT) as m:
-        m.set(releaseAngle=0.0, stackBearing=90.0, referenceWindBearing=270.0)
-        assert m.run() is False
-        assert m.messages == [
-            "You can not release a gas directly into a crosswind, please modify input parameters"
-        ]
-        m.releaseAngle = 1.0
-        assert m.run() is True
-
-
-def test_vent_runs_to_the_stopping_concentration(vent, array_mode):
+def test_vent_results_and_messages(vent, array_mode):
     results = vent.results
-    steps = vent.step_count
-    assert steps > 10
-    assert len(results) == steps
+    assert vent.step_count > 10 and len(results) == vent.step_count
     for name in ostreljet.SERIES:
-        column = results[name]
-        assert len(column) == steps
+        assert len(results[name]) == vent.step_count
         if array_mode == "numpy":
-            assert isinstance(column, numpy.ndarray) and column.dtype == numpy.float64
+            assert isinstance(results[name], numpy.ndarray) and results[name].dtype == numpy.float64
         else:
-            assert type(column) is list and all(type(v) is float for v in column)
-    arclength = as_list(results.arclength)
-    assert vent.messages[-1] == "Stopping concentration reached at %.1f m." % arclength[-1]
-    assert all(b >= a for a, b in zip(arclength, arclength[1:]))
-    # The first step is the orifice: 20 m up at the origin, pure source gas at 300 K.
-    assert (arclength[0], results.x[0], results.y[0], results.z[0]) == (0.0, 0.0, 0.0, 20.0)
-    assert results.centrelineConcentration[0] == 1.0
-    assert results.centrelineTemperature[0] == 300.0
-    # Exit velocity: 2 kg/s of methane at 300 K (0.6517 kg/m3) through a 0.3 m hole is 43.42 m/s.
-    density = 101325.0 * 0.01604 / (8.31434 * 300.0)
-    exit_velocity = 2.0 / (density * math.pi * 0.15**2)
-    assert results.centrelineVelocity[0] == pytest.approx(exit_velocity, rel=1e-3)
-    # The wind blows towards +x, so the jet bends downwind, stays in the plane y = 0 and ends at 1 %.
-    assert results.x[-1] > 10.0 and results.z[-1] > 20.0
-    assert max(abs(v) for v in as_list(results.y)) < 1e-9
+            assert type(results[name]) is list and all(type(v) is float for v in results[name])
+    assert vent.messages[-1] == "Stopping concentration reached at %.1f m." % results.arclength[-1]
+    # The first step is the orifice: 20 m up at the origin, pure source gas at 300 K; the run ends at 1 %.
+    assert (results.arclength[0], results.x[0], results.y[0], results.z[0]) == (0.0, 0.0, 0.0, 20.0)
+    assert (results.centrelineConcentration[0], results.centrelineTemperature[0]) == (1.0, 300.0)
     assert results.centrelineConcentration[-1] == pytest.approx(0.01, rel=1e-3)
     with pytest.raises(AttributeError, match="radius"):
         results.radius
     with pytest.raises(KeyError):
         results["radius"]
-
-
-def test_point_concentrations(vent):
-    # On the axis at the orifice the jet is the source gas itself.
-    assert abs(vent.concentration(0.0, 0.0, 20.0) - 1.0) < 1e-12
-    # Far upwind there is none.
-    assert vent.concentration(-1000.0, 0.0, 20.0) == 0.0
-    # The wind blows along x through the stack, so the field is mirror-symmetric in y (to rounding).
-    for x, y, z in [(4.0, 1.0, 23.0), (12.0, 1.5, 24.5), (30.0, 2.0, 26.0)]:
-        here = vent.concentration(x, y, z)
-        assert here > 0.0
-        assert vent.concentration(x, -y, z) == pytest.approx(here, rel=1e-9)
-    assert vent.concentration(12, 0, 24) == vent.concentration(12.0, 0.0, 24.0)
-    with pytest.raises(TypeError, match="y must be a number"):
-        vent.concentration(0.0, "0", 20.0)
-    with pytest.raises(TypeError):
-        vent.concentration(0.0, 0.0)
 
 
 def test_rerun_refreshes_results_and_messages(array_mode):
@@ -101,28 +36,64 @@ def test_rerun_refreshes_results_and_messages(array_mode):
         m.stoppingConcentration = 0.05
         assert m.run()
         second = as_list(m.results.arclength)
-        assert second[-1] < first[-1]
+        assert second[-1] < first[-1] and m.results.centrelineConcentration[-1] == pytest.approx(0.05, rel=1e-3)
         assert m.messages[-1] == "Stopping concentration reached at %.1f m." % second[-1]
-        assert m.results.centrelineConcentration[-1] == pytest.approx(0.05, rel=1e-3)
+        # A refused run leaves no results behind.
         m.orificeDiameter = 0.0
         assert m.run() is False
-        assert m.messages == [ORIFICE_MESSAGE]
-        assert len(m.results) == 0
+        assert m.messages == [ORIFICE_MESSAGE] and m.step_count == 0 and len(m.results) == 0
+        assert all(len(m.results[name]) == 0 for name in ostreljet.SERIES)
 
 
-def test_models_on_several_threads_match_serial_runs():
-    with Model.from_scenario(VENT) as serial:
-        assert serial.run()
-        expected = as_list(serial.results.centrelineConcentration)
-    outcomes = []
+def test_point_concentrations(vent):
+    assert abs(vent.concentration(0.0, 0.0, 20.0) - 1.0) < 1e-12
+    assert vent.concentration(-1000.0, 0.0, 20.0) == 0.0
+    assert vent.concentration(12, 0, 24) == vent.concentration(12.0, 0.0, 24.0) > 0.0
+    with pytest.raises(TypeError, match="y must be a number"):
+        vent.concentration(0.0, "0", 20.0)
 
-    def work():
-        with Model.from_scenario(VENT) as m:
-            outcomes.append((m.run(), as_list(m.results.centrelineConcentration)))
 
-    threads = [threading.Thread(target=work) for _ in range(4)]
-    for thread in threads:
-        thread.start()
-    for thread in threads:
-        thread.join()
-    assert outcomes == [(True, expected)] * 4
+@pytest.mark.parametrize(
+    "counts, axes, nonzero",
+    [
+        ((4, 4, 4), ([0.0, 4.0, 8.0, 12.0], [-2.0, -1.0, 0.0, 1.0], [20.0, 21.5, 23.0, 24.5]), 20),
+        ((3, 2, 5), ([0.0, 6.0, 12.0], [-2.0, 0.0], [20.0, 21.2, 22.4, 23.6, 24.8]), 10),
+        ((0, 3, 2), ([], [-2.0, -2.0 / 3.0, 2.0 / 3.0], [20.0, 23.0]), 0),
+        ((2, 0, 2), ([0.0, 12.0], [], [20.0, 23.0]), 0),
+    ],
+)
+def test_grid_shape_and_x_outermost_order(vent, array_mode, counts, axes, nonzero):
+    # x runs to its end; y and z stop one step short of theirs.
+    xs, ys, zs = Model.grid_axes(*BOX, *counts)
+    assert (xs, ys, zs) == tuple(pytest.approx(axis, rel=1e-15) for axis in axes)
+    grid = vent.grid(*BOX, *counts)
+    if array_mode == "numpy":
+        assert isinstance(grid, numpy.ndarray) and grid.shape == counts
+    else:
+        assert type(grid) is list and all(type(row) is list for row in grid)
+    values = as_list(grid)
+    assert values == [[[vent.concentration(x, y, z) for z in zs] for y in ys] for x in xs]
+    # Enough of the box lies in the jet for the comparison to tell the axes apart.
+    assert sum(value > 0.0 for row in values for column in row for value in column) >= nonzero
+    assert Model.grid_axes(1.0, 2.0, 3.0, 9.0, 9.0, 9.0, 1, 1, 1) == ([1.0], [2.0], [3.0])
+
+
+@pytest.mark.parametrize(
+    "arguments, error, shown",
+    [
+        (BOX + (2, -1, 2), ValueError, "ny must not be negative, not -1"),
+        (BOX + (-(2**31), 1, 1), ValueError, "nx must not be negative, not -2147483648"),
+        (BOX + (2**31, 1, 1), ValueError, "nx must be at most 2147483647, not 2147483648"),
+        (BOX + (1, 1, 2**64), ValueError, "nz must be at most 2147483647, not 18446744073709551616"),
+        (BOX + (2.0, 2, 2), TypeError, "nx must be an integer, not float 2.0"),
+        (BOX + (2, 2, True), TypeError, "nz must be an integer, not bool"),
+        (BOX + (1, None, 1), TypeError, "ny must be an integer, not NoneType"),
+        ((0.0, 0.0, 0.0, "12", 2.0, 26.0, 2, 2, 2), TypeError, "x1 must be a number"),
+        # Beyond any memory, refused with the exact size before anything is allocated; 2^48 points are 2.2 PB.
+        (BOX + (2**31 - 1,) * 3, MemoryError, "= %d points would take" % (2**31 - 1) ** 3),
+        (BOX + (65536,) * 3, MemoryError, r"65536 x 65536 x 65536 = 281474976710656 points would take \d+\.\d PB"),
+    ],
+)
+def test_grid_refusals(vent, array_mode, arguments, error, shown):
+    with pytest.raises(error, match=shown):
+        vent.grid(*arguments)

@@ -1,28 +1,14 @@
-// Feeds the fuzz input to the scenario reader as the text of a scenario file. The reader must either
-// refuse it with a ScenarioError that names the source, or accept it; an accepted scenario is applied
-// to a model, whose inputs must then read back as the scenario's last value for each of them, and is
-// validated. Any other exception escapes and counts as a crash.
+// Feeds the fuzz input to the scenario reader as a file's text: it is refused with a ScenarioError naming
+// the source, or applied to a model whose inputs read back; any other exception counts as a crash.
+#include "Require.hpp"
 #include "ostreljet/component/PropertyTable.hpp"
 #include "ostreljet/component/Scenario.hpp"
 
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <map>
 #include <string>
 #include <string_view>
-
-namespace {
-
-void require(bool condition, const char *what) {
-    if (!condition) {
-        std::fprintf(stderr, "broken guarantee: %s\n", what);
-        std::abort();
-    }
-}
-
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t size) {
     const std::string_view text(reinterpret_cast<const char *>(bytes), size);
