@@ -8,19 +8,6 @@ using namespace ostreljet;
 
 // Reference figures were worked out independently in python3 from the profile's formulas.
 
-TEST(AtmosphereProfile, DefaultsAreNeutralFiveMetresPerSecondAtTenMetres) {
-    const AtmosphereProfileInputs inputs;
-    EXPECT_EQ(inputs.pasquillStability, PASQUILL_D);
-    EXPECT_EQ(inputs.surfaceRoughness, 0.1);
-    EXPECT_EQ(inputs.referenceWindSpeed, 5.0);
-    EXPECT_EQ(inputs.referenceWindHeight, 10.0);
-    EXPECT_EQ(inputs.referenceWindBearing, 90.0);
-    EXPECT_EQ(inputs.referenceTemperature, 288.15);
-    EXPECT_EQ(inputs.pressure, 101325.0);
-    EXPECT_EQ(inputs.molecularWeight, 0.02896);
-    EXPECT_TRUE(inputs.heights.empty());
-}
-
 TEST(AtmosphereProfile, ClassDGivesTheClassHeightAndNeutralRows) {
     AtmosphereProfileInputs inputs;
     inputs.heights = {10.0, 50.0};
@@ -31,16 +18,18 @@ TEST(AtmosphereProfile, ClassDGivesTheClassHeightAndNeutralRows) {
     EXPECT_EQ(profile.temperatureScale, 0.0);
     EXPECT_EQ(profile.surfaceTemperature, 288.15);
     ASSERT_EQ(profile.rows.size(), 2u);
-    EXPECT_EQ(profile.rows[0].z, 10.0);
     EXPECT_NEAR(profile.rows[0].windSpeed, 5.0, 1e-12);
     const AtmosphereProfileRow &row = profile.rows[1];
-    EXPECT_EQ(row.z, 50.0);
     EXPECT_NEAR(row.windSpeed, 6.747425010840047, 1e-11);
     EXPECT_NEAR(row.windX, 6.747425010840047, 1e-11);
     EXPECT_NEAR(row.windY, 0.0, 1e-13);
     EXPECT_EQ(row.temperature, 288.15);
     EXPECT_NEAR(row.density, 1.224810119238344, 1e-12);
     EXPECT_NEAR(row.eddyDiffusivity, 6.650134254143543, 1e-12);
+    inputs.surfaceRoughness = 0.0; // gives non-finite values silently
+    const AtmosphereProfile smooth = computeAtmosphereProfile(inputs);
+    EXPECT_EQ(smooth.frictionVelocity, 0.0);
+    EXPECT_TRUE(std::isnan(smooth.rows[1].windSpeed));
 }
 
 TEST(AtmosphereProfile, ClassesAAndFAtFiftyMetres) {
@@ -55,7 +44,6 @@ TEST(AtmosphereProfile, ClassesAAndFAtFiftyMetres) {
     EXPECT_NEAR(a.temperatureScale, -2.9944076920800704, 1e-11);
     EXPECT_NEAR(a.rows[0].windSpeed, 5.918433849774423, 1e-11);
     EXPECT_NEAR(a.rows[0].temperature, 285.85896944258, 1e-9);
-
     inputs.pasquillStability = PASQUILL_F;
     const AtmosphereProfile f = computeAtmosphereProfile(inputs);
     EXPECT_EQ(f.boundaryLayerHeight, 200.0);
@@ -87,13 +75,4 @@ TEST(AtmosphereProfile, EveryInputReachesTheRows) {
     // At and below the roughness length there is no wind.
     EXPECT_EQ(profile.rows[1].windSpeed, 0.0);
     EXPECT_EQ(profile.rows[2].windX, 0.0);
-}
-
-TEST(AtmosphereProfile, ZeroRoughnessGivesNonFiniteValuesSilently) {
-    AtmosphereProfileInputs inputs;
-    inputs.surfaceRoughness = 0.0;
-    inputs.heights = {50.0};
-    const AtmosphereProfile profile = computeAtmosphereProfile(inputs);
-    EXPECT_EQ(profile.frictionVelocity, 0.0);
-    EXPECT_TRUE(std::isnan(profile.rows[0].windSpeed));
 }

@@ -1,11 +1,8 @@
 #include "ostreljet/platform/SafeArray.hpp"
 
-#include "platform/PlatformTestSupport.hpp"
-
 #include <gtest/gtest.h>
 
 using namespace ostreljet::platform;
-using ostreljet::platform::test::CountingObject;
 
 namespace {
 
@@ -85,51 +82,6 @@ TEST(SafeArray, BoundsAndIndexChecksFollowLowerBounds) {
     EXPECT_EQ(SafeArrayDestroy(array), S_OK);
 }
 
-TEST(SafeArray, VectorsOfStringVariants) {
-    SAFEARRAY *empty = SafeArrayCreateVector(VT_VARIANT, 0, 0);
-    ASSERT_NE(empty, nullptr);
-    LONG bound = 99;
-    EXPECT_EQ(SafeArrayGetDim(empty), 1u);
-    ASSERT_EQ(SafeArrayGetLBound(empty, 1, &bound), S_OK);
-    EXPECT_EQ(bound, 0);
-    ASSERT_EQ(SafeArrayGetUBound(empty, 1, &bound), S_OK);
-    EXPECT_EQ(bound, -1);
-    const LONG zero = 0;
-    VARIANT out;
-    VariantInit(&out);
-    EXPECT_EQ(SafeArrayGetElement(empty, &zero, &out), DISP_E_BADINDEX);
-    SafeArrayDestroy(empty);
-
-    SAFEARRAY *messages = SafeArrayCreateVector(VT_VARIANT, 0, 2);
-    VARIANT text;
-    VariantInit(&text);
-    text.vt = VT_BSTR;
-    text.bstrVal = A2BSTR("first");
-    ASSERT_EQ(SafeArrayPutElement(messages, &zero, &text), S_OK);
-    VariantClear(&text); // the array holds its own copy
-    ASSERT_EQ(SafeArrayGetElement(messages, &zero, &out), S_OK);
-    EXPECT_EQ(out.vt, VT_BSTR);
-    EXPECT_EQ(bstrToUtf8(out.bstrVal), "first");
-    VariantClear(&out);
-    const LONG one = 1;
-    ASSERT_EQ(SafeArrayGetElement(messages, &one, &out), S_OK);
-    EXPECT_EQ(out.vt, VT_EMPTY); // never stored
-    SafeArrayDestroy(messages);
-}
-
-TEST(SafeArray, StringArraysTakeTheStringItself) {
-    SAFEARRAY *array = SafeArrayCreateVector(VT_BSTR, 1, 1);
-    BSTR source = SysAllocString(u"abc");
-    const LONG index = 1;
-    ASSERT_EQ(SafeArrayPutElement(array, &index, source), S_OK);
-    SysFreeString(source);
-    BSTR read = nullptr;
-    ASSERT_EQ(SafeArrayGetElement(array, &index, &read), S_OK);
-    EXPECT_EQ(bstrView(read), u"abc");
-    SysFreeString(read);
-    SafeArrayDestroy(array);
-}
-
 TEST(SafeArray, RefusesBadTypesNoDimensionsAndOversizedArrays) {
     const SAFEARRAYBOUND bound{1, 0};
     EXPECT_EQ(SafeArrayCreate(VT_DISPATCH, 1, &bound), nullptr);
@@ -139,30 +91,4 @@ TEST(SafeArray, RefusesBadTypesNoDimensionsAndOversizedArrays) {
     const SAFEARRAYBOUND huge[2] = {{4, 0}, {static_cast<ULONG>(-1), 0}};
     EXPECT_EQ(SafeArrayCreate(VT_VARIANT, 2, huge), nullptr);
     EXPECT_EQ(SafeArrayDestroy(nullptr), S_OK);
-}
-
-TEST(SafeArray, OwnedByAVariantAndFreedByVariantClear) {
-    CountingObject object(0.0);
-    SAFEARRAY *array = SafeArrayCreateVector(VT_VARIANT, 0, 1);
-    VARIANT element;
-    VariantInit(&element);
-    element.vt = VT_UNKNOWN;
-    element.punkVal = &object;
-    const LONG zero = 0;
-    ASSERT_EQ(SafeArrayPutElement(array, &zero, &element), S_OK);
-    EXPECT_EQ(object.references, 2u);
-
-    VARIANT holder;
-    VariantInit(&holder);
-    holder.vt = VT_ARRAY | VT_VARIANT;
-    holder.parray = array;
-    VARIANT copy;
-    VariantInit(&copy);
-    ASSERT_EQ(VariantCopy(&copy, &holder), S_OK);
-    EXPECT_NE(copy.parray, array);
-    EXPECT_EQ(object.references, 3u);
-    EXPECT_EQ(VariantClear(&holder), S_OK);
-    EXPECT_EQ(object.references, 2u);
-    EXPECT_EQ(VariantClear(&copy), S_OK);
-    EXPECT_EQ(object.references, 1u);
 }
