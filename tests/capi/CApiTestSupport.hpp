@@ -5,33 +5,28 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <utility>
+#include <sstream>
+#include <string>
 
 namespace ostreljet::testsupport {
 
 struct ModelDeleter {
     void operator()(ostreljet_model *m) const { ostreljet_destroy(m); }
 };
-// A C API model released with its owner.
 using Model = std::unique_ptr<ostreljet_model, ModelDeleter>;
 
-// A methane vent that passes validation and ends at its stopping concentration: 1 kg/s straight up
-// through 0.2 m, 10 m above ground, into the default 5 m/s wind.
+// A valid methane vent ending at its stopping concentration: 1 kg/s up through 0.2 m, 10 m high.
 inline Model validVent() {
     Model m(ostreljet_create());
-    const std::pair<const char *, double> inputs[] = {{"stackHeight", 10.0},
-                                                      {"orificeDiameter", 0.2},
-                                                      {"releaseAngle", 90.0},
-                                                      {"massFlowrate", 1.0},
-                                                      {"sourceMolecularWeight", 0.016},
-                                                      {"sourceSpecificHeat", 2200.0},
-                                                      {"sourceSpecificHeatRatio", 1.3},
-                                                      {"sourceTemperature", 300.0},
-                                                      {"atmosphereSurfaceRoughness", 0.1},
-                                                      {"atmosphereSpecificHeat", 1005.0},
-                                                      {"stoppingConcentration", 0.01}};
-    for (const auto &[name, value] : inputs) {
-        EXPECT_EQ(ostreljet_set(m.get(), name, value), 0) << name;
+    std::istringstream inputs(
+        "stackHeight 10 orificeDiameter 0.2 releaseAngle 90 massFlowrate 1 "
+        "sourceMolecularWeight 0.016 sourceSpecificHeat 2200 sourceSpecificHeatRatio 1.3 "
+        "sourceTemperature 300 atmosphereSurfaceRoughness 0.1 atmosphereSpecificHeat 1005 "
+        "stoppingConcentration 0.01");
+    std::string name;
+    double value = 0.0;
+    while (inputs >> name >> value) {
+        EXPECT_EQ(ostreljet_set(m.get(), name.c_str(), value), 0) << name;
     }
     return m;
 }

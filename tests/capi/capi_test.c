@@ -1,38 +1,25 @@
 /* The C API exercised from C, as a foreign host would use it. */
 #include "ostreljet/ostreljet.h"
 
+#include <limits.h>
 #include <math.h>
 #include <stdio.h>
 #include <string.h>
 
-static int passed = 0;
-static int failed = 0;
+static int passed = 0, failed = 0;
 
-#define CHECK(condition)                                                                                     \
-    do {                                                                                                     \
-        if (condition) {                                                                                     \
-            ++passed;                                                                                        \
-        } else {                                                                                             \
-            ++failed;                                                                                        \
-            fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #condition);                    \
-        }                                                                                                    \
-    } while (0)
-
-static void set_vent(ostreljet_model *m) {
-    CHECK(ostreljet_set(m, "stackHeight", 10.0) == 0);
-    CHECK(ostreljet_set(m, "orificeDiameter", 0.2) == 0);
-    CHECK(ostreljet_set(m, "releaseAngle", 90.0) == 0);
-    CHECK(ostreljet_set(m, "massFlowrate", 1.0) == 0);
-    CHECK(ostreljet_set(m, "sourceMolecularWeight", 0.016) == 0);
-    CHECK(ostreljet_set(m, "sourceSpecificHeat", 2200.0) == 0);
-    CHECK(ostreljet_set(m, "sourceSpecificHeatRatio", 1.3) == 0);
-    CHECK(ostreljet_set(m, "sourceTemperature", 300.0) == 0);
-    CHECK(ostreljet_set(m, "atmosphereSurfaceRoughness", 0.1) == 0);
-    CHECK(ostreljet_set(m, "atmosphereSpecificHeat", 1005.0) == 0);
-    CHECK(ostreljet_set(m, "stoppingConcentration", 0.01) == 0);
+static void check(int ok, int line, const char *text) {
+    passed += ok;
+    failed += !ok;
+    if (!ok) {
+        fprintf(stderr, "capi_test.c:%d: check failed: %s\n", line, text);
+    }
 }
 
-static void test_names_and_defaults(void) {
+#define CHECK(condition) check((condition) != 0, __LINE__, #condition)
+#define LAST_ERROR_IS(text) (strcmp(ostreljet_last_error(), text) == 0)
+
+static void test_names_defaults_and_failed_validation(void) {
     ostreljet_model *m = ostreljet_create();
     double value = -1.0;
     CHECK(m != NULL);
@@ -41,75 +28,67 @@ static void test_names_and_defaults(void) {
     CHECK(ostreljet_get(m, "dischargeCoefficient", &value) == 0 && value == 1.0);
     CHECK(ostreljet_get(m, "pasquillStability", &value) == 0 && value == 3.0);
     CHECK(ostreljet_get(m, "referenceWindBearing", &value) == 0 && value == 90.0);
-    CHECK(ostreljet_set(m, "stackheight", 1.0) == -1); /* names are case-sensitive */
-    CHECK(strstr(ostreljet_last_error(), "stackheight") != NULL);
-    CHECK(ostreljet_get(m, "noSuchThing", &value) == -1);
+    /* Names are case-sensitive and exact; the error names the name. */
+    CHECK(ostreljet_set(m, "stackheight", 1.0) == -1 && LAST_ERROR_IS("unknown property \"stackheight\""));
+    CHECK(ostreljet_get(m, "stackHeight ", &value) == -1 &&
+          LAST_ERROR_IS("unknown property \"stackHeight \""));
+    /* Enumerations take whole 32-bit numbers only; out-of-range classes are stored as given. */
     CHECK(ostreljet_set(m, "pasquillStability", 2.5) == -2);
-    CHECK(ostreljet_set(m, "pasquillStability", 5.0) == 0);
-    CHECK(ostreljet_get(m, "pasquillStability", &value) == 0 && value == 5.0);
-    CHECK(ostreljet_set(m, "timeAveraging", 1.0) == 0);
-    CHECK(ostreljet_get(m, "timeAveraging", &value) == 0 && value == 1.0);
-    CHECK(ostreljet_set(m, "stackHeight", NAN) == 0); /* values are not checked until a run */
+    CHECK(strstr(ostreljet_last_error(), "\"pasquillStability\" takes an integer") != NULL);
+    CHECK(ostreljet_set(m, "timeAveraging", NAN) == -2);
+    CHECK(ostreljet_set(m, "pasquillStability", 2147483648.0) == -2);
+    CHECK(ostreljet_set(m, "pasquillStability", -2147483648.0) == 0);
+    CHECK(ostreljet_get(m, "pasquillStability", &value) == 0 && value == -2147483648.0);
     CHECK(ostreljet_set(NULL, "stackHeight", 1.0) == -2);
+    /* The orifice diameter, still at its default, fails validation. */
+    CHECK(ostreljet_run(m) == 0);
+    CHECK(ostreljet_step_count(m) == 0 && ostreljet_message_count(m) == 1);
+    CHECK(strcmp(ostreljet_message(m, 0), "The orifice diameter should lie between 0 and 100m.") == 0);
+    CHECK(ostreljet_message(m, 1) == NULL && ostreljet_message(m, INT_MAX) == NULL);
+    CHECK(ostreljet_message(m, -1) == NULL && ostreljet_message(m, INT_MIN) == NULL);
+    CHECK(ostreljet_series(m, "arclength", &value, 1) == 0 && value == -2147483648.0);
+    CHECK(ostreljet_series(m, "X", &value, 1) == -1 && LAST_ERROR_IS("unknown series \"X\""));
+    CHECK(ostreljet_concentration(m, 1.0, 2.0, 3.0) == 0.0);
     ostreljet_destroy(m);
     ostreljet_destroy(NULL);
 }
 
-static void test_failed_validation(void) {
-    ostreljet_model *m = ostreljet_create();
-    double sentinel[2] = {-7.0, -7.0};
-    CHECK(ostreljet_run(m) == 0);
-    CHECK(ostreljet_step_count(m) == 0);
-    CHECK(ostreljet_message_count(m) == 1);
-    CHECK(strcmp(ostreljet_message(m, 0), "The orifice diameter should lie between 0 and 100m.") == 0);
-    CHECK(ostreljet_message(m, 1) == NULL);
-    CHECK(ostreljet_message(m, -1) == NULL);
-    CHECK(ostreljet_series(m, "arclength", sentinel, 2) == 0);
-    CHECK(sentinel[0] == -7.0);
-    CHECK(ostreljet_series(m, "radius", sentinel, 2) == -1);
-    CHECK(ostreljet_concentration(m, 1.0, 2.0, 3.0) == 0.0);
-    ostreljet_destroy(m);
-}
-
 static void test_run_and_queries(void) {
+    const char *path = "ostreljet_capi_test_vent.json";
+    FILE *file = fopen(path, "w");
     ostreljet_model *m = ostreljet_create();
-    double x[4] = {0};
-    double grid[9];
+    static double x[10002]; /* zero: untouched */
+    double grid[10] = {-5, -5, -5, -5, -5, -5, -5, -5, -5, -5};
     int steps;
-    int i;
-    set_vent(m);
+    if (file != NULL) {
+        fputs("{\"stackHeight\": 10, \"orificeDiameter\": 0.2, \"releaseAngle\": 90, \"massFlowrate\": 1, "
+              "\"sourceMolecularWeight\": 0.016, \"sourceSpecificHeat\": 2200, \"sourceTemperature\": 300, "
+              "\"sourceSpecificHeatRatio\": 1.3, \"atmosphereSurfaceRoughness\": 0.1, "
+              "\"atmosphereSpecificHeat\": 1005, \"stoppingConcentration\": 0.01}",
+              file);
+        fclose(file);
+    }
+    CHECK(ostreljet_load_scenario(m, path) == 0);
+    remove(path);
     CHECK(ostreljet_run(m) == 1);
     steps = ostreljet_step_count(m);
-    CHECK(steps > 2);
+    CHECK(steps > 2 && steps <= 10001);
     /* The series are copied up to the capacity, never beyond. */
-    x[3] = -99.0;
-    CHECK(ostreljet_series(m, "z", x, 3) == 3);
-    CHECK(x[0] == 10.0);
-    CHECK(x[3] == -99.0);
-    CHECK(ostreljet_series(m, "arclength", x, 1) == 1 && x[0] == 0.0);
-    CHECK(ostreljet_series(m, "x", x, -1) == -2);
-    CHECK(ostreljet_message_count(m) >= 1);
-    /* The last message is the stopping concentration's notice. */
+    CHECK(ostreljet_series(m, "z", x, 3) == 3 && x[0] == 10.0 && x[3] == 0.0);
+    CHECK(ostreljet_series(m, "arclength", x, INT_MAX) == steps && x[0] == 0.0 && x[steps] == 0.0);
+    CHECK(ostreljet_series(m, "x", x, -1) == -2 && ostreljet_series(m, "x", x, INT_MIN) == -2);
+    CHECK(LAST_ERROR_IS("negative capacity or null output array"));
     CHECK(strncmp(ostreljet_message(m, ostreljet_message_count(m) - 1), "Stopping concentration reached at ",
                   34) == 0);
-    /* Concentration near the source on the axis is the source gas itself. */
+    /* Near the source on the axis, and on a grid along it, is the source gas itself. */
     CHECK(fabs(ostreljet_concentration(m, 0.0, 0.0, 10.0) - 1.0) < 1e-12);
-    /* The grid refuses negative counts and small buffers without writing anything. */
-    for (i = 0; i < 9; ++i) {
-        grid[i] = -5.0;
-    }
-    CHECK(ostreljet_concentration_grid(m, 0, 0, 0, 10, 10, 10, -1, 3, 3, grid, 9) == -1);
-    CHECK(ostreljet_concentration_grid(m, 0, 0, 0, 10, 10, 10, 2, 2, 3, grid, 9) == -1);
-    CHECK(grid[0] == -5.0 && grid[8] == -5.0);
-    CHECK(ostreljet_concentration_grid(m, 0, 0, 10, 0, 0, 20, 1, 1, 9, grid, 9) == 9);
-    CHECK(fabs(grid[0] - 1.0) < 1e-12);
-    CHECK(ostreljet_concentration_grid(m, 0, 0, 0, 1, 1, 1, 0, 5, 5, grid, 0) == 0);
+    CHECK(ostreljet_concentration_grid(m, 0, 0, 10, 0, 0, 20, 1, 1, 9, grid, 10) == 9);
+    CHECK(fabs(grid[0] - 1.0) < 1e-12 && grid[9] == -5.0);
     ostreljet_destroy(m);
 }
 
 int main(void) {
-    test_names_and_defaults();
-    test_failed_validation();
+    test_names_defaults_and_failed_validation();
     test_run_and_queries();
     printf("%d passed, %d failed\n", passed, failed);
     return failed == 0 ? 0 : 1;

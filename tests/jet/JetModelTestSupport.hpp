@@ -2,29 +2,32 @@
 
 #include "ostreljet/jet/JetModel.hpp"
 
+#include <initializer_list>
+#include <utility>
+
 namespace ostreljet::testing {
 
-// A methane vent that passes every validation check: 1 kg/s through a 0.2 m orifice (about 49 m/s) 10 m up,
-// straight up into a 5 m/s westerly over 0.1 m roughness.
+using Input = std::pair<void (JetModel::*)(double), double>;
+
+inline void setInputs(JetModel &model, std::initializer_list<Input> inputs) {
+    for (const auto &[set, value] : inputs) {
+        (model.*set)(value);
+    }
+}
+
+// A valid methane vent: 1 kg/s up through 0.2 m (about 49 m/s) 10 m high, into a 5 m/s westerly.
 inline void setValidRelease(JetModel &model) {
-    model.setStackHeight(10.0);
-    model.setOrificeDiameter(0.2);
-    model.setDischargeCoefficient(1.0);
-    model.setReleaseAngle(90.0);
-    model.setMassFlowrate(1.0);
-    model.setSourceMolecularWeight(0.016);
-    model.setSourceSpecificHeat(2200.0);
-    model.setSourceSpecificHeatRatio(1.3);
-    model.setSourceTemperature(300.0);
-    model.setReferenceWindSpeed(5.0);
-    model.setReferenceWindHeight(10.0);
-    model.setAtmosphereSurfaceRoughness(0.1);
-    model.setAtmosphereSpecificHeat(1005.0);
-    model.setAtmosphereMolecularWeight(0.02896);
-    model.setAtmospherePressure(101325.0);
-    model.setStoppingConcentration(0.01);
-    model.setStackBearing(0.0);
-    model.setReferenceWindBearing(90.0);
+    using J = JetModel;
+    setInputs(model,
+              {{&J::setStackHeight, 10.0}, {&J::setOrificeDiameter, 0.2}, {&J::setReleaseAngle, 90.0}});
+    setInputs(model,
+              {{&J::setDischargeCoefficient, 1.0}, {&J::setMassFlowrate, 1.0}, {&J::setStackBearing, 0}});
+    setInputs(model, {{&J::setSourceMolecularWeight, 0.016}, {&J::setSourceSpecificHeat, 2200.0}});
+    setInputs(model, {{&J::setSourceSpecificHeatRatio, 1.3}, {&J::setSourceTemperature, 300.0}});
+    setInputs(model, {{&J::setReferenceWindSpeed, 5.0}, {&J::setReferenceWindHeight, 10.0}});
+    setInputs(model, {{&J::setReferenceWindBearing, 90.0}, {&J::setAtmosphereSurfaceRoughness, 0.1}});
+    setInputs(model, {{&J::setAtmosphereSpecificHeat, 1005.0}, {&J::setAtmosphereMolecularWeight, 0.02896}});
+    setInputs(model, {{&J::setAtmospherePressure, 101325.0}, {&J::setStoppingConcentration, 0.01}});
 }
 
 } // namespace ostreljet::testing
