@@ -1,72 +1,43 @@
-#include "CommandRunner.hpp"
+#include "cli/CliTestSupport.hpp"
 
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
-
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <string>
-#include <unistd.h>
-#include <vector>
-
-using ostreljet::testsupport::runCommand;
-namespace fs = std::filesystem;
+using namespace ostreljet::testsupport;
 
 namespace {
 
-std::string readFile(const fs::path &path) {
-    std::ifstream in(path);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-std::vector<nlohmann::json> readLines(const fs::path &path) {
-    std::vector<nlohmann::json> lines;
-    std::istringstream in(readFile(path));
-    std::string line;
-    while (std::getline(in, line)) {
-        lines.push_back(nlohmann::json::parse(line));
-    }
-    return lines;
-}
-
+// A batch of a plain line, a blank line, a 3 x 3 sweep, a line that is not JSON, one with an unknown key
+// and one that fails validation.
 class BatchCommand : public ::testing::Test {
 protected:
     void SetUp() override {
-        folder = fs::temp_directory_path() / ("ostreljet-batch-" + std::to_string(::getpid()));
-        fs::create_directories(folder);
-        const std::string vent = readFile(fs::path(OSTRELJET_EXAMPLES_DIR) / "vertical_buoyant_vent.json");
         // Ordered, so that the sweep's keys keep the order written here.
-        nlohmann::ordered_json base = nlohmann::ordered_json::parse(vent);
-        std::ofstream in(folder / "in.jsonl");
-        in << base.dump() << "\n\n";
-        in << nlohmann::ordered_json{{"base", base},
-                                     {"vary",
-                                      {{"referenceWindSpeed", {2, 5, 10}},
-                                       {"pasquillStability", {"B", "D", "F"}}}}}
-                  .dump()
-           << "\n";
-        in << "{not json\n";
-        in << R"({"stackHeigt": 3})"
-           << "\n";
+        nlohmann::ordered_json base =
+            nlohmann::ordered_json::parse(readText(example("vertical_buoyant_vent.json")));
+        const nlohmann::ordered_json sweep = {
+            {"base", base},
+            {"vary", {{"referenceWindSpeed", {2, 5, 10}}, {"pasquillStability", {"B", "D", "F"}}}}};
+        std::string text = base.dump() + "\n\n" + sweep.dump() + "\n{not json\n{\"stackHeigt\": 3}\n";
         base["orificeDiameter"] = 0.0;
-        in << base.dump() << "\n";
+        input = folder.write("in.jsonl", text + base.dump() + "\n");
     }
-    void TearDown() override { fs::remove_all(folder); }
 
-    fs::path folder;
+    CommandResult batch(const std::string &output, std::vector<std::string> options) {
+        options.insert(options.begin(), {"batch", input, "-o", folder.file(output)});
+        return cli(options);
+    }
+
+    TemporaryFolder folder;
+    std::string input;
 };
 
 } // namespace
 
 TEST_F(BatchCommand, SweepsExpandAndFailingLinesDoNotStopTheBatch) {
-    const auto result =
-        runCommand(OSTRELJET_CLI_PATH, {"batch", (folder / "in.jsonl").string(), "-o",
-                                        (folder / "out.jsonl").string(), "--levels", "0.1,0.05"});
+    const CommandResult result = batch("out.jsonl", {"--levels", "0.1,0.05"});
     ASSERT_EQ(result.exitStatus, 0) << result.err;
-    const std::vector<nlohmann::json> lines = readLines(folder / "out.jsonl");
+    std::vector<nlohmann::json> lines;
+    for (const std::string &line : linesOf(readText(folder.file("out.jsonl")))) {
+        lines.push_back(nlohmann::json::parse(line));
+    }
     // One plain line, a 3 x 3 sweep, two bad lines and a line that fails validation (blank lines skipped).
     ASSERT_EQ(lines.size(), 1u + 9u + 1u + 1u + 1u);
     EXPECT_EQ(lines[0]["line"], 1);
@@ -75,7 +46,7 @@ TEST_F(BatchCommand, SweepsExpandAndFailingLinesDoNotStopTheBatch) {
     EXPECT_EQ(lines[0]["messages"].back().get<std::string>().rfind("Stopping concentration reached at ", 0),
               0u);
     EXPECT_GT(lines[0]["steps"].get<int>(), 2);
-    EXPECT_EQ(lines[0]["last"]["centrelineConcentration"].get<double>() < 0.0101, true);
+    EXPECT_LT(lines[0]["last"]["centrelineConcentration"].get<double>(), 0.0101);
     EXPECT_GE(lines[0]["greatestHeight"].get<double>(), 20.0);
     // The centreline falls below 10 % before 5 %, both downwind of the stack.
     const auto &levels = lines[0]["levels"];
@@ -83,7 +54,6 @@ TEST_F(BatchCommand, SweepsExpandAndFailingLinesDoNotStopTheBatch) {
     EXPECT_EQ(levels[0]["level"], 0.1);
     EXPECT_LT(levels[0]["arclength"].get<double>(), levels[1]["arclength"].get<double>());
     EXPECT_GT(levels[0]["downwindDistance"].get<double>(), 0.0);
-
     // The sweep: the last key varies fastest, every line names its source line and position.
     const double speeds[] = {2, 2, 2, 5, 5, 5, 10, 10, 10};
     const int classes[] = {1, 3, 5, 1, 3, 5, 1, 3, 5};
@@ -104,27 +74,14 @@ TEST_F(BatchCommand, SweepsExpandAndFailingLinesDoNotStopTheBatch) {
 }
 
 TEST_F(BatchCommand, ParallelResultsEqualSerialOnes) {
-    const auto serial = runCommand(OSTRELJET_CLI_PATH, {"batch", (folder / "in.jsonl").string(), "-o",
-                                                        (folder / "serial.jsonl").string(), "--jobs", "1"});
-    const auto parallel =
-        runCommand(OSTRELJET_CLI_PATH, {"batch", (folder / "in.jsonl").string(), "-o",
-                                        (folder / "parallel.jsonl").string(), "--jobs", "4"});
-    ASSERT_EQ(serial.exitStatus, 0) << serial.err;
-    ASSERT_EQ(parallel.exitStatus, 0) << parallel.err;
-    EXPECT_EQ(readFile(folder / "serial.jsonl"), readFile(folder / "parallel.jsonl"));
+    ASSERT_EQ(batch("serial.jsonl", {"--jobs", "1"}).exitStatus, 0);
+    ASSERT_EQ(batch("parallel.jsonl", {"--jobs", "4"}).exitStatus, 0);
+    EXPECT_EQ(readText(folder.file("serial.jsonl")), readText(folder.file("parallel.jsonl")));
 }
 
 TEST_F(BatchCommand, BadOptionsAreRefusedWithoutOutput) {
-    auto result = runCommand(OSTRELJET_CLI_PATH, {"batch", (folder / "in.jsonl").string(), "-o",
-                                                  (folder / "out.jsonl").string(), "--levels", "0.1,x"});
-    EXPECT_EQ(result.exitStatus, 2);
-    EXPECT_EQ(result.err, "ostreljet: error: --levels: 'x' is not a positive number in '0.1,x'\n");
-    result = runCommand(OSTRELJET_CLI_PATH, {"batch", (folder / "missing.jsonl").string(), "-o",
-                                             (folder / "out.jsonl").string()});
-    EXPECT_EQ(result.exitStatus, 2);
-    EXPECT_NE(result.err.find("missing.jsonl"), std::string::npos);
-    result = runCommand(OSTRELJET_CLI_PATH, {"batch", (folder / "in.jsonl").string(), "-o",
-                                             (folder / "no/such/out.jsonl").string()});
-    EXPECT_EQ(result.exitStatus, 2);
-    EXPECT_FALSE(fs::exists(folder / "out.jsonl"));
+    expectUsageError(batch("out.jsonl", {"--levels", "0.1,x"}),
+                     "--levels: 'x' is not a positive number in '0.1,x'");
+    EXPECT_EQ(batch("no/such/out.jsonl", {}).exitStatus, 2);
+    EXPECT_EQ(folder.entries(), std::set<std::string>{"in.jsonl"});
 }
