@@ -1,6 +1,7 @@
 #include "Support.hpp"
 
 #include <fmt/core.h>
+#include <nlohmann/json.hpp>
 
 #include <cerrno>
 #include <charconv>
@@ -98,34 +99,8 @@ std::string jsonNumber(double value) {
 }
 
 std::string jsonString(std::string_view text) {
-    std::string out = "\"";
-    for (const char c : text) {
-        switch (c) {
-        case '"':
-            out += "\\\"";
-            break;
-        case '\\':
-            out += "\\\\";
-            break;
-        case '\n':
-            out += "\\n";
-            break;
-        case '\t':
-            out += "\\t";
-            break;
-        case '\r':
-            out += "\\r";
-            break;
-        default:
-            if (static_cast<unsigned char>(c) < 0x20) {
-                out += fmt::format("\\u{:04x}", static_cast<unsigned>(c));
-            } else {
-                out += c;
-            }
-        }
-    }
-    out += '"';
-    return out;
+    // Bytes that are not UTF-8 become U+FFFD rather than an exception.
+    return nlohmann::json(std::string(text)).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
 Scenario loadScenario(const std::string &path) {
