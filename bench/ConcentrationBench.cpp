@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "ostreljet/component/Scenario.hpp"
+#include "ostreljet/jet/ConcentrationField.hpp"
 
 namespace {
 
@@ -56,12 +57,12 @@ constexpr std::int32_t kNz = 50;
 
 void grid(benchmark::State &state) {
     const ostreljet::JetModel &model = plume();
+    const ostreljet::ConcentrationField field(model, ostreljet::ConcentrationField::Rules::asSpecified);
     const Box box = plumeBox(model);
     const unsigned threads = static_cast<unsigned>(state.range(0));
     std::vector<double> values(static_cast<std::size_t>(kNx) * kNy * kNz);
     for (auto _ : state) {
-        model.calculateConcentrationGrid(values.data(), box.x0, box.y0, box.z0, box.x1, box.y1, box.z1, kNx,
-                                         kNy, kNz, threads);
+        field.grid(values.data(), box.x0, box.y0, box.z0, box.x1, box.y1, box.z1, kNx, kNy, kNz, threads);
         benchmark::DoNotOptimize(values.data());
         benchmark::ClobberMemory();
     }
@@ -115,9 +116,10 @@ void point(benchmark::State &state, Where where) {
         z = middle.z();
         break;
     }
+    const ostreljet::ConcentrationField field(model, ostreljet::ConcentrationField::Rules::asSpecified);
     double value = 0.0;
     for (auto _ : state) {
-        value = model.calculateConcentration(x, y, z);
+        value = field.concentration(x, y, z);
         benchmark::DoNotOptimize(value);
     }
     state.counters["concentration"] = value;

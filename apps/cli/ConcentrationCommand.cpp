@@ -54,7 +54,8 @@ void printTable(const JetModel &model, const std::vector<PointValue> &values) {
 void registerConcentrationCommand(CLI::App &app) {
     auto options = std::make_shared<ConcentrationOptions>();
     CLI::App *command = app.add_subcommand(
-        "concentration", "Run a scenario and show the concentration (mass fraction) at the given points.");
+        "concentration", "Run a scenario and show the concentration (mass fraction) at the given points. " +
+                             std::string(kCutoffSentence));
     command->add_option("scenario", options->scenario, "scenario file: a JSON object of input properties")
         ->required();
     command
@@ -83,8 +84,9 @@ void registerConcentrationCommand(CLI::App &app) {
         if (!ok) {
             values.clear();
         }
+        const ConcentrationField field(model, ConcentrationField::Rules::exact);
         for (PointValue &point : values) {
-            point.concentration = model.calculateConcentration(point.x, point.y, point.z);
+            point.concentration = field.concentration(point.x, point.y, point.z);
         }
         if (options->json) {
             printJson(model, ok, values);

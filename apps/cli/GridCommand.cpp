@@ -108,15 +108,15 @@ void writeGridCsv(std::FILE *out, const GridSpec &grid, const std::vector<double
     if (nx > 0 && ny > 0 && nz > 0) {
         std::vector<std::string> zTexts(static_cast<std::size_t>(nz));
         for (std::int32_t k = 0; k < nz; ++k) {
-            zTexts[static_cast<std::size_t>(k)] =
-                fmt::format("{:.17g},", JetModel::gridCoordinate(grid.from[2], grid.to[2], k, nz, false));
+            zTexts[static_cast<std::size_t>(k)] = fmt::format(
+                "{:.17g},", ConcentrationField::gridCoordinate(grid.from[2], grid.to[2], k, nz, false));
         }
         std::size_t p = 0;
         fmt::memory_buffer prefix;
         for (std::int32_t i = 0; i < nx; ++i) {
-            const double x = JetModel::gridCoordinate(grid.from[0], grid.to[0], i, nx, true);
+            const double x = ConcentrationField::gridCoordinate(grid.from[0], grid.to[0], i, nx, true);
             for (std::int32_t j = 0; j < ny; ++j) {
-                const double y = JetModel::gridCoordinate(grid.from[1], grid.to[1], j, ny, false);
+                const double y = ConcentrationField::gridCoordinate(grid.from[1], grid.to[1], j, ny, false);
                 prefix.clear();
                 fmt::format_to(std::back_inserter(prefix), "{:.17g},{:.17g},", x, y);
                 for (const std::string &zText : zTexts) {
@@ -138,7 +138,8 @@ void writeGridCsv(std::FILE *out, const GridSpec &grid, const std::vector<double
 void registerGridCommand(CLI::App &app) {
     auto options = std::make_shared<GridOptions>();
     CLI::App *command = app.add_subcommand(
-        "grid", "Run a scenario and write the concentration on a regular 3-D grid of points to a CSV file.");
+        "grid", "Run a scenario and write the concentration on a regular 3-D grid of points to a CSV file. " +
+                    std::string(kCutoffSentence));
     command->add_option("scenario", options->scenario, "scenario file: a JSON object of input properties")
         ->required();
     command->add_option("--from", options->from, "start corner of the grid X0,Y0,Z0 [m]")
@@ -166,7 +167,7 @@ void registerGridCommand(CLI::App &app) {
         grid.to = parseTriple("--to", options->to);
         grid.count = parseCountTriple("--points", options->points);
         checkGridFitsInMemory(grid);
-        grid.points = JetModel::gridPointCount(grid.count[0], grid.count[1], grid.count[2]);
+        grid.points = ConcentrationField::gridPointCount(grid.count[0], grid.count[1], grid.count[2]);
         checkOutputPath(options->csv);
         const Scenario scenario = loadScenario(options->scenario);
 
@@ -175,13 +176,13 @@ void registerGridCommand(CLI::App &app) {
             throw invalidInputs(model);
         }
         std::vector<double> values(static_cast<std::size_t>(grid.points));
-        JetModel::GridProgress progress;
+        ConcentrationField::GridProgress progress;
         if (grid.points > kProgressBarPoints && ::isatty(STDERR_FILENO) == 1) {
             progress = ProgressBar();
         }
-        model.calculateConcentrationGrid(values.data(), grid.from[0], grid.from[1], grid.from[2], grid.to[0],
-                                         grid.to[1], grid.to[2], grid.count[0], grid.count[1], grid.count[2],
-                                         0, progress);
+        const ConcentrationField field(model, ConcentrationField::Rules::exact);
+        field.grid(values.data(), grid.from[0], grid.from[1], grid.from[2], grid.to[0], grid.to[1],
+                   grid.to[2], grid.count[0], grid.count[1], grid.count[2], 0, progress);
         writeFileAtomically(options->csv, [&](std::FILE *out) { writeGridCsv(out, grid, values); });
         fmt::print("{} points ({} x {} x {}) written to {}\n", grid.points, grid.count[0], grid.count[1],
                    grid.count[2], options->csv);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ostreljet/component/Scenario.hpp"
+#include "ostreljet/jet/ConcentrationField.hpp"
 
 #include <CLI/CLI.hpp>
 
@@ -20,6 +21,10 @@ namespace ostreljet::cli {
 constexpr int kSuccess = 0;
 constexpr int kInputsInvalid = 1;
 constexpr int kUsageError = 2;
+
+// How the concentration field treats small values, as every front says it.
+constexpr std::string_view kCutoffSentence =
+    "Concentrations below the stopping concentration are reported as 0.";
 
 // Ends a command with an exit status; main prints the message (when there is one) on stderr.
 class CommandFailure : public std::runtime_error {

@@ -2,14 +2,30 @@
 
 #include "ostreljet/component/PropertyTable.hpp"
 #include "ostreljet/component/Scenario.hpp"
+#include "ostreljet/jet/ConcentrationField.hpp"
 
 #include <cmath>
 #include <limits>
+#include <memory>
+#include <mutex>
 #include <new>
 #include <string>
 
 struct ostreljet_model {
     ostreljet::JetModel model;
+    // The exact concentration field of the last run, built on the first query after a change; queries
+    // from several threads share it.
+    mutable std::mutex fieldMutex;
+    mutable std::shared_ptr<const ostreljet::ConcentrationField> field;
+
+    std::shared_ptr<const ostreljet::ConcentrationField> currentField() const {
+        const std::lock_guard<std::mutex> lock(fieldMutex);
+        if (!field || !field->isCurrentFor(model, model.stoppingConcentration())) {
+            field = std::make_shared<const ostreljet::ConcentrationField>(
+                model, ostreljet::ConcentrationField::Rules::exact);
+        }
+        return field;
+    }
 };
 
 namespace {
@@ -160,7 +176,7 @@ double ostreljet_concentration(const ostreljet_model *m, double x, double y, dou
         if (m == nullptr) {
             return fail(notANumber, "null model");
         }
-        return m->model.calculateConcentration(x, y, z);
+        return m->currentField()->concentration(x, y, z);
     });
 }
 
@@ -174,7 +190,7 @@ long long ostreljet_concentration_grid(const ostreljet_model *m, double x0, doub
         if (nx < 0 || ny < 0 || nz < 0) {
             return fail(-1LL, "negative point count in the grid of " + gridSize(nx, ny, nz) + " points");
         }
-        const long long total = ostreljet::JetModel::gridPointCount(nx, ny, nz);
+        const long long total = ostreljet::ConcentrationField::gridPointCount(nx, ny, nz);
         if (total == std::numeric_limits<long long>::max()) {
             return fail(-1LL, "the grid of " + gridSize(nx, ny, nz) +
                                   " points has more points than can be counted");
@@ -188,7 +204,7 @@ long long ostreljet_concentration_grid(const ostreljet_model *m, double x0, doub
                                   " is too small for the " + std::to_string(total) + " points of the grid (" +
                                   gridSize(nx, ny, nz) + ")");
         }
-        m->model.calculateConcentrationGrid(out, x0, y0, z0, x1, y1, z1, nx, ny, nz, 0);
+        m->currentField()->grid(out, x0, y0, z0, x1, y1, z1, nx, ny, nz, 0);
         return total;
     });
 }

@@ -391,8 +391,15 @@ HRESULT OstreljetModel::get_centrelineVelocity(LONG outputstep, double *pVal) {
 
 // ---- Concentrations ----
 
+const ConcentrationField &OstreljetModel::field() {
+    if (!field_ || !field_->isCurrentFor(model_, model_.stoppingConcentration())) {
+        field_.emplace(model_, ConcentrationField::Rules::asSpecified);
+    }
+    return *field_;
+}
+
 HRESULT OstreljetModel::getConcentration(double x, double y, double z, double *concentration) {
-    *concentration = model_.calculateConcentration(x, y, z);
+    *concentration = field().concentration(x, y, z);
     return S_OK;
 }
 
@@ -413,16 +420,17 @@ HRESULT OstreljetModel::getConcentrationArray(double xStart, double yStart, doub
     const SAFEARRAYBOUND bounds[2] = {{4, 0}, {static_cast<ULONG>(count), 0}};
     concentrations->parray = SafeArrayCreate(VT_VARIANT, 2, bounds);
     // A negative count cannot be allocated, nor can a count that does not fit in 32 bits.
-    if (count < 0 || static_cast<std::int64_t>(count) !=
-                         JetModel::gridPointCount(NumberOfPointsX, NumberOfPointsY, NumberOfPointsZ)) {
+    if (count < 0 ||
+        static_cast<std::int64_t>(count) !=
+            ConcentrationField::gridPointCount(NumberOfPointsX, NumberOfPointsY, NumberOfPointsZ)) {
         return E_OUTOFMEMORY;
     }
     std::unique_ptr<double[]> values(new (std::nothrow) double[static_cast<std::size_t>(count)]);
     if (values == nullptr || concentrations->parray == nullptr) {
         return E_OUTOFMEMORY;
     }
-    model_.calculateConcentrationGrid(values.get(), xStart, yStart, zStart, xEnd, yEnd, zEnd, NumberOfPointsX,
-                                      NumberOfPointsY, NumberOfPointsZ, 1);
+    field().grid(values.get(), xStart, yStart, zStart, xEnd, yEnd, zEnd, NumberOfPointsX, NumberOfPointsY,
+                 NumberOfPointsZ, 1);
 
     void *data = nullptr;
     const HRESULT hr = SafeArrayAccessData(concentrations->parray, &data);
@@ -437,13 +445,13 @@ HRESULT OstreljetModel::getConcentrationArray(double xStart, double yStart, doub
     };
     std::int64_t point = 0;
     for (LONG i = 0; i < NumberOfPointsX; ++i) {
-        const double x = JetModel::gridCoordinate(xStart, xEnd, i, NumberOfPointsX, true);
+        const double x = ConcentrationField::gridCoordinate(xStart, xEnd, i, NumberOfPointsX, true);
         for (LONG j = 0; j < NumberOfPointsY; ++j) {
-            const double y = JetModel::gridCoordinate(yStart, yEnd, j, NumberOfPointsY, false);
+            const double y = ConcentrationField::gridCoordinate(yStart, yEnd, j, NumberOfPointsY, false);
             for (LONG k = 0; k < NumberOfPointsZ; ++k, ++point) {
                 store(point, 0, x);
                 store(point, 1, y);
-                store(point, 2, JetModel::gridCoordinate(zStart, zEnd, k, NumberOfPointsZ, false));
+                store(point, 2, ConcentrationField::gridCoordinate(zStart, zEnd, k, NumberOfPointsZ, false));
                 store(point, 3, values[static_cast<std::size_t>(point)]);
             }
         }

@@ -5,6 +5,21 @@
 #include <initializer_list>
 #include <utility>
 
+namespace ostreljet {
+
+// The model's working state, reached by the tests of the orifice conditions and source checks.
+struct JetModelTestAccess {
+    static void setInitialConditions(JetModel &m, double *t0, double *y0) { m.setInitialConditions(t0, y0); }
+    static double sourceRadius(const JetModel &m) { return m.sourceRadius_; }
+    static JetGas &jetGas(JetModel &m) { return m.jetGas_; }
+    static Atmosphere &atmosphere(JetModel &m) { return m.atmosphere_; }
+    static double chokedStagnationPressure(const JetModel &m) { return m.chokedStagnationPressure(); }
+    static bool checkSourceConditions(JetModel &m) { return m.checkSourceConditions(); }
+    static void warnSourceConditions(JetModel &m) { m.warnSourceConditions(); }
+};
+
+} // namespace ostreljet
+
 namespace ostreljet::testing {
 
 using Input = std::pair<void (JetModel::*)(double), double>;

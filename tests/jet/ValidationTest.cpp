@@ -10,6 +10,7 @@
 
 using ostreljet::JetModel;
 using ostreljet::vector3;
+using Access = ostreljet::JetModelTestAccess;
 using ostreljet::testing::Input;
 using ostreljet::testing::setInputs;
 using ostreljet::testing::setValidRelease;
@@ -78,7 +79,7 @@ const std::map<int, std::pair<void (JetModel::*)(double), std::string>> kChecks 
 std::vector<double> initialState(JetModel &model) {
     model.resetModel();
     std::vector<double> start(10, -1.0);
-    model.setInitialConditions(&start[0], &start[1]);
+    Access::setInitialConditions(model, &start[0], &start[1]);
     return start;
 }
 
@@ -141,14 +142,14 @@ TEST(OrificeConditions, UnchokedReleaseUsesTheOrificeAndRaisesTheSpeedByTheDisch
     model.setDischargeCoefficient(0.8);
     const std::vector<double> start = initialState(model);
     EXPECT_EQ(start[0], 0.0);
-    EXPECT_DOUBLE_EQ(model.sourceRadius(), 0.1);
-    EXPECT_NEAR(model.jetGas().source().density(), 0.6499613920046571, 1e-14);
+    EXPECT_DOUBLE_EQ(Access::sourceRadius(model), 0.1);
+    EXPECT_NEAR(Access::jetGas(model).source().density(), 0.6499613920046571, 1e-14);
     // Initial mass flux is the flow divided by Cd, not the flow.
     EXPECT_NEAR(start[1], 1.0 / 0.8, 1e-12);
     EXPECT_NEAR(start[5], start[1], 1e-15);
     EXPECT_NEAR(start[6], start[1] * 2200.0 * 300.0, 1e-9);
     EXPECT_EQ(std::vector<double>(start.begin() + 7, start.end()), (std::vector<double>{0.0, 0.0, 10.0}));
-    EXPECT_NEAR(model.jetGas().source().velocity().norm(),
+    EXPECT_NEAR(Access::jetGas(model).source().velocity().norm(),
                 1.0 / (3.14159265358979 * 0.01 * 0.6499613920046571 * 0.8), 1e-10);
 }
 
@@ -161,11 +162,11 @@ TEST(OrificeConditions, ChokedReleaseUsesThePseudoSourceAboveTheCriticalPressure
     setInputs(model, {{&J::setMassFlowrate, 20.0}, {&J::setOrificeDiameter, 0.1}});
     model.setDischargeCoefficient(0.9);
     model.resetModel();
-    EXPECT_NEAR(model.chokedStagnationPressure(), 1674231.5030500183, 1e-6);
+    EXPECT_NEAR(Access::chokedStagnationPressure(model), 1674231.5030500183, 1e-6);
     initialState(model);
-    EXPECT_NEAR(model.jetGas().source().velocity().norm(), 696.8244456868454, 1e-9);
-    EXPECT_NEAR(model.sourceRadius(), 0.11531242265784718, 1e-14);
-    EXPECT_NEAR(model.jetGas().source().density(), 0.6870756412727808, 1e-13);
+    EXPECT_NEAR(Access::jetGas(model).source().velocity().norm(), 696.8244456868454, 1e-9);
+    EXPECT_NEAR(Access::sourceRadius(model), 0.11531242265784718, 1e-14);
+    EXPECT_NEAR(Access::jetGas(model).source().density(), 0.6870756412727808, 1e-13);
     // A stagnation pressure equal to the critical pressure is not choked.
     setInputs(model, {{&J::setOrificeDiameter, 0.5}, {&J::setDischargeCoefficient, 1.0}});
     model.resetModel();
@@ -173,18 +174,18 @@ TEST(OrificeConditions, ChokedReleaseUsesThePseudoSourceAboveTheCriticalPressure
     // Walk the mass flow (P0 is proportional to it) to the value whose P0 equals the critical pressure.
     double flow = 61.61019347828397;
     model.setMassFlowrate(flow);
-    for (int i = 0; i < 200 && model.chokedStagnationPressure() != critical; ++i) {
+    for (int i = 0; i < 200 && Access::chokedStagnationPressure(model) != critical; ++i) {
         model.setMassFlowrate(
-            flow = std::nextafter(flow, model.chokedStagnationPressure() < critical ? 1e9 : 0));
+            flow = std::nextafter(flow, Access::chokedStagnationPressure(model) < critical ? 1e9 : 0));
     }
-    ASSERT_EQ(model.chokedStagnationPressure(), critical);
+    ASSERT_EQ(Access::chokedStagnationPressure(model), critical);
     initialState(model);
-    EXPECT_EQ(model.sourceRadius(), 0.25); // the orifice itself: not choked
+    EXPECT_EQ(Access::sourceRadius(model), 0.25); // the orifice itself: not choked
     do {
         model.setMassFlowrate(flow = std::nextafter(flow, 1e9));
-    } while (model.chokedStagnationPressure() <= critical);
+    } while (Access::chokedStagnationPressure(model) <= critical);
     initialState(model);
-    EXPECT_NE(model.sourceRadius(), 0.25);
+    EXPECT_NE(Access::sourceRadius(model), 0.25);
 }
 
 TEST(OrificeConditions, BearingIsMeasuredFromNorthTowardsEast) {
@@ -193,7 +194,7 @@ TEST(OrificeConditions, BearingIsMeasuredFromNorthTowardsEast) {
     const auto velocity = [&model](double angle, double bearing) {
         setInputs(model, {{&JetModel::setReleaseAngle, angle}, {&JetModel::setStackBearing, bearing}});
         initialState(model);
-        return model.jetGas().source().velocity();
+        return Access::jetGas(model).source().velocity();
     };
     const vector3 east = velocity(0.0, 90.0);
     const double speed = east.norm();
@@ -225,12 +226,12 @@ TEST(SourceChecks, DensityAndVelocityRatiosAtTheirThresholds) {
                  {above2, below6, true, "27 25"}, {10.0, 1.0, false, "28 27 25"}};
     for (const auto &c : cases) {
         JetModel model;
-        model.atmosphere().setDensity(1.0);
-        model.atmosphere().setVelocity(vector3(0.6, 0.8, 0.0));
-        model.jetGas().source().setDensity(c.density);
-        model.jetGas().source().setVelocity(vector3(0.0, 0.0, c.speed));
-        EXPECT_EQ(model.checkSourceConditions(), c.runs) << c.density << " " << c.speed;
-        model.warnSourceConditions();
+        Access::atmosphere(model).setDensity(1.0);
+        Access::atmosphere(model).setVelocity(vector3(0.6, 0.8, 0.0));
+        Access::jetGas(model).source().setDensity(c.density);
+        Access::jetGas(model).source().setVelocity(vector3(0.0, 0.0, c.speed));
+        EXPECT_EQ(Access::checkSourceConditions(model), c.runs) << c.density << " " << c.speed;
+        Access::warnSourceConditions(model);
         std::string codes;
         for (int i = 0; i < model.messageCount(); ++i) {
             codes += (i == 0 ? "" : " ");

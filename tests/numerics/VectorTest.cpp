@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <new>
+#include <type_traits>
 #include <vector>
 
 using ostreljet::KVector;
@@ -13,6 +14,9 @@ using ostreljet::vector3;
 namespace {
 std::vector<double> values(const KVector<double> &v) {
     return {v.data, v.data + v.size};
+}
+std::vector<double> values(const vector3 &v) {
+    return {v.x(), v.y(), v.z()};
 }
 } // namespace
 
@@ -54,4 +58,12 @@ TEST(Vector3, UnitCrossAndArithmetic) {
     const vector3 a(1, 2, 3), b(-2, 0.5, 4);
     EXPECT_EQ(values(2.0 * (a - b) / 4.0 + -a), (std::vector<double>{0.5, -1.25, -3.5}));
     EXPECT_EQ(dot(a, b), 11.0);
+    EXPECT_EQ(a.dot(b), 11.0);
+    EXPECT_EQ(a.norm(), std::sqrt(14.0));
+    vector3 c = a; // a value: the copy is independent
+    c.set(2, 7.0); // one-based
+    EXPECT_EQ(values(c), (std::vector<double>{1.0, 7.0, 3.0}));
+    EXPECT_EQ(a[1], 2.0);
+    static_assert(sizeof(vector3) == 3 * sizeof(double) && std::is_trivially_copyable_v<vector3> &&
+                  !std::has_virtual_destructor_v<vector3>);
 }

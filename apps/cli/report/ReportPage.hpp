@@ -15,7 +15,7 @@ class ReportPage {
 public:
     // model holds the run's results (inputsValid says whether the run was carried out); scenarioName
     // is shown as the page's title; threads evaluate the contour grids (0: one per core).
-    static std::string render(JetModel &model, const Scenario &scenario, std::string_view scenarioName,
+    static std::string render(const JetModel &model, const Scenario &scenario, std::string_view scenarioName,
                               bool inputsValid, unsigned threads = 0);
 
     // The contour levels drawn for a field whose greatest value is maxValue: 1, 2, 5 and 10 times the

@@ -1,8 +1,11 @@
 #pragma once
 
 #include "ostreljet/component/IOstreljetModel.hpp"
+#include "ostreljet/jet/ConcentrationField.hpp"
 #include "ostreljet/jet/JetModel.hpp"
 #include "ostreljet/platform/ProvideClassInfo.hpp"
+
+#include <optional>
 
 // The component object: the dual interface, the jet model it forwards to, and the class information.
 namespace ostreljet {
@@ -127,10 +130,14 @@ private:
     HRESULT callMember(platform::DISPID dispid, platform::INVOKEKIND invkind, const VARIANT *arguments,
                        VARIANT *result);
 
-    InnerUnknown inner_;         // the non-delegating unknown
-    platform::IUnknown *outer_;  // the controlling unknown: the outer object, or inner_
-    platform::ULONG references_; // references to inner_ (the object's own count)
-    JetModel model_;             // inputs, results and messages
+    // The concentration field of the last run under the component's rules, as the inputs stand now.
+    const ConcentrationField &field();
+
+    InnerUnknown inner_;                      // the non-delegating unknown
+    platform::IUnknown *outer_;               // the controlling unknown: the outer object, or inner_
+    platform::ULONG references_;              // references to inner_ (the object's own count)
+    JetModel model_;                          // inputs, results and messages
+    std::optional<ConcentrationField> field_; // built on the first query after a change
 };
 
 } // namespace ostreljet

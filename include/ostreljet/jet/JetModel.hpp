@@ -5,11 +5,7 @@
 #include "ostreljet/numerics/ODESolverDDRIV3.hpp"
 #include "ostreljet/numerics/vector3.hpp"
 
-#include <cmath>
 #include <cstdint>
-#include <functional>
-#include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -108,43 +104,26 @@ public:
     double maxProfileRadius() const { return maxProfileRadius_; }
     double maxCentrelineHeight() const { return maxCentrelineHeight_; }
 
-    // Concentration (mass fraction) at a point from the last run's series; 0 before any run.
-    double calculateConcentration(double x, double y, double z) const;
-    // Concentrations on a regular grid, x outermost and z innermost. The x axis reaches xEnd; the
-    // y and z axes stop one step short of their ends.
-    std::vector<double> calculateConcentrationGrid(double xStart, double yStart, double zStart, double xEnd,
-                                                   double yEnd, double zEnd, std::int32_t numberOfPointsX,
-                                                   std::int32_t numberOfPointsY,
-                                                   std::int32_t numberOfPointsZ) const;
-    // The same grid written into out (nx * ny * nz values), evaluated on `threads` threads (0: one per
-    // core) with results identical to the serial order. `progress` (optional) is called now and then
-    // on the calling thread with the points done and the total.
-    using GridProgress = std::function<void(std::int64_t done, std::int64_t total)>;
-    void calculateConcentrationGrid(double *out, double xStart, double yStart, double zStart, double xEnd,
-                                    double yEnd, double zEnd, std::int32_t numberOfPointsX,
-                                    std::int32_t numberOfPointsY, std::int32_t numberOfPointsZ,
-                                    unsigned threads, const GridProgress &progress = {}) const;
-    // nx * ny * nz in 64 bits; negative when an odd number of counts is negative. A product beyond the
-    // 64-bit range saturates at the largest (or smallest) 64-bit value, which no memory can hold.
-    static std::int64_t gridPointCount(std::int32_t numberOfPointsX, std::int32_t numberOfPointsY,
-                                       std::int32_t numberOfPointsZ);
-    // Coordinate of point `index` of `count` on one grid axis; the x axis reaches its end, y and z do not.
-    static double gridCoordinate(double start, double end, std::int64_t index, std::int64_t count,
-                                 bool reachesEnd);
+    // Changes whenever the results change (a run, or an output step appended); a field or other view
+    // built from the results is current while this number is unchanged.
+    std::uint64_t resultsRevision() const { return resultsRevision_; }
 
-    // Read access to the working state, for inspection and tests.
+    // The ambient atmosphere as the inputs and the last run left it; its velocity is the wind at the
+    // last point the run evaluated.
     const Atmosphere &atmosphere() const { return atmosphere_; }
-    Atmosphere &atmosphere() { return atmosphere_; }
-    const JetGas &jetGas() const { return jetGas_; }
-    JetGas &jetGas() { return jetGas_; }
-    double sourceRadius() const { return sourceRadius_; }
-    double entrainmentRate() const { return entrainmentRate_; }
-    double radiusOfCurvature() const { return radiusOfCurvature_; }
-    double centrelineMassFraction() const { return centrelineMassFraction_; }
-    double centrelineConcentrationValue() const { return centrelineConcentrationValue_; }
-    double centrelineVelocityValue() const { return centrelineVelocityValue_; }
-    double centrelineTemperatureValue() const { return centrelineTemperatureValue_; }
-    double profileRadiusValue() const { return profileRadiusValue_; }
+
+protected:
+    // The operations the integration loop calls back; derived classes may extend them (to count calls).
+    double getEndValue() override;
+    void setInitialConditions(double *t0, double *y0) override;
+    void calculateDerivatives(double t, const double *y, double *ydot) override;
+    void storeOutputStep(double t, const double *y) override;
+    double calculateRootFunction(double t, const double *y, int iroot) override;
+    bool checkContinue(double t, const double *y) override;
+
+private:
+    // Tests reach the working state through this one class.
+    friend struct JetModelTestAccess;
 
     // Jet equations and orifice conditions.
     void updateJetState(const double *y);
@@ -171,27 +150,6 @@ public:
     ProfileCoefficients profileCoefficients(double up) const;
     double profileResidual(double centrelineFraction) const;
 
-    // Brent's method on [a, b]: true and the root, or false and 0.0 when the ends do not bracket a
-    // root or 100000 iterations do not converge.
-    template <typename Function>
-    static bool findRoot(double a, double b, double tolerance, Function &&function, double &result);
-
-    // The operations the integration loop calls back.
-    double getEndValue() override;
-    void setInitialConditions(double *t0, double *y0) override;
-    void calculateDerivatives(double t, const double *y, double *ydot) override;
-    void storeOutputStep(double t, const double *y) override;
-    double calculateRootFunction(double t, const double *y, int iroot) override;
-    bool checkContinue(double t, const double *y) override;
-
-    // A position or direction without heap storage, for the concentration field's inner loops.
-    struct Point {
-        double x;
-        double y;
-        double z;
-    };
-
-private:
     struct AxisWind {
         double along;  // wind component along the jet's axis, m/s
         double normal; // magnitude of the wind normal to the axis, m/s
@@ -202,25 +160,8 @@ private:
         double velocity; // source speed over wind speed at the stack
     };
     SourceRatios sourceRatios() const;
-    struct Segment;
-    struct Field;
-    Field buildField() const;
-    const Field &field() const;
-    void discardField();
-    bool rejectedQuickly(double x, double y, double z) const;
-    double concentrationAt(double x, double y, double z, const Field &field) const;
-    static double contributeFromSegment(const Point &q, std::size_t i, const Segment &segment,
-                                        double previousCosB, double &result);
-    static double sampleSegment(const Point &q, const Point &a, const Segment &segment);
-
-protected:
-    // Appends one output step as a run would; for derived classes that supply their own centreline.
-    void appendOutputStep(const vector3 &location, const vector3 &velocity, double radius,
-                          double concentration, double temperature, double arclength,
-                          double velocityOnCentreline);
     void updateMaxima(double height, double radius);
 
-private:
     // State-vector positions and the one-based components of a 3-vector.
     std::int32_t massIndex_;      // m, kg/s
     std::int32_t momentumXIndex_; // Mx, kg m/s^2
@@ -265,9 +206,7 @@ private:
     double maxProfileRadius_ = 0.0;             // m
     double maxCentrelineHeight_ = 0.0;          // m
 
-    // The concentration field's view of the series, built on the first query after they change.
-    mutable std::mutex fieldMutex_;
-    mutable std::unique_ptr<Field> field_;
+    std::uint64_t resultsRevision_ = 0; // counts the changes of the results
 
     // Output series, one entry per output step.
     std::vector<vector3> centrelineLocation_;        // m
@@ -278,88 +217,5 @@ private:
     std::vector<double> arclength_;                  // m
     std::vector<double> centrelineVelocity_;         // m/s
 };
-
-template <typename Function>
-bool JetModel::findRoot(double a, double b, double tolerance, Function &&function, double &result) {
-    // Brent's method: bisection, secant and inverse quadratic interpolation on a shrinking bracket.
-    // 1. Evaluate both ends and refuse a bracket without a sign change.
-    // 2. Keep b the best estimate and c the other side of the root; take the interpolation step when
-    //    it stays inside the bracket and shrinks fast enough, otherwise bisect.
-    // 3. Stop when half the bracket is within 2 eps |b| + tol / 2 or the function is exactly zero.
-    constexpr int maximumIterations = 100000;
-    constexpr double twiceEpsilon = 4.4e-16;
-    double fa = function(a);
-    double fb = function(b);
-    if ((fa > 0.0 && fb > 0.0) || (fa < 0.0 && fb < 0.0)) {
-        result = 0.0;
-        return false;
-    }
-    double c = b;
-    double fc = fb;
-    double d = 0.0;
-    double e = 0.0;
-    for (int iteration = 1; iteration <= maximumIterations; ++iteration) {
-        if ((fb > 0.0 && fc > 0.0) || (fb < 0.0 && fc < 0.0)) {
-            c = a;
-            fc = fa;
-            d = b - a;
-            e = d;
-        }
-        if (std::fabs(fc) < std::fabs(fb)) {
-            a = b;
-            b = c;
-            c = a;
-            fa = fb;
-            fb = fc;
-            fc = fa;
-        }
-        const double tolerance1 = twiceEpsilon * std::fabs(b) + 0.5 * tolerance;
-        const double xm = 0.5 * (c - b);
-        if (std::fabs(xm) <= tolerance1 || fb == 0.0) {
-            result = b;
-            return true;
-        }
-        if (std::fabs(e) >= tolerance1 && std::fabs(fa) > std::fabs(fb)) {
-            const double s = fb / fa;
-            double p;
-            double q;
-            if (a == c) {
-                p = 2.0 * xm * s;
-                q = 1.0 - s;
-            } else {
-                q = fa / fc;
-                const double r = fb / fc;
-                p = s * (2.0 * xm * q * (q - r) - (b - a) * (r - 1.0));
-                q = (q - 1.0) * (r - 1.0) * (s - 1.0);
-            }
-            if (p > 0.0) {
-                q = -q;
-            }
-            p = std::fabs(p);
-            const double min1 = 3.0 * xm * q - std::fabs(tolerance1 * q);
-            const double min2 = std::fabs(e * q);
-            if (2.0 * p < (min1 < min2 ? min1 : min2)) {
-                e = d;
-                d = p / q;
-            } else {
-                d = xm;
-                e = d;
-            }
-        } else {
-            d = xm;
-            e = d;
-        }
-        a = b;
-        fa = fb;
-        if (std::fabs(d) > tolerance1) {
-            b += d;
-        } else {
-            b += xm >= 0.0 ? std::fabs(tolerance1) : -std::fabs(tolerance1);
-        }
-        fb = function(b);
-    }
-    result = 0.0;
-    return false;
-}
 
 } // namespace ostreljet

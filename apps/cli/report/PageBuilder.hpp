@@ -1,0 +1,122 @@
+#pragma once
+
+#include "report/Point.hpp"
+#include "report/Svg.hpp"
+
+#include "ostreljet/component/PropertyTable.hpp"
+#include "ostreljet/component/Scenario.hpp"
+#include "ostreljet/jet/ConcentrationField.hpp"
+
+#include <array>
+#include <cmath>
+#include <string>
+#include <utility>
+#include <vector>
+
+// The parts of the report page, shared by the files that draw its sections.
+namespace ostreljet::report {
+
+inline constexpr double kDegrees = 0.017453292519943278; // radians per degree
+inline constexpr double kViewWidth = 1100.0;             // px, side and plan views
+inline constexpr double kViewLeft = 70.0;                // px
+inline constexpr double kViewRight = 20.0;               // px
+inline constexpr double kViewTop = 14.0;                 // px
+inline constexpr double kViewBottom = 48.0;              // px
+inline constexpr double kGridSpacing = 4.0;              // px between contour grid points
+
+// Contour colours, from the lowest level up.
+inline const std::array<const char *, 4> kContourColours = {"#2166ac", "#1b9e77", "#e08a00", "#c0262d"};
+inline const char *const kBandColour = "#7fa7d9";
+inline const char *const kCentrelineColour = "#0b2a55";
+
+// Data ranges and plot height of a map-like view.
+struct ViewFrame {
+    double xLow, xHigh, yLow, yHigh;
+    double plotHeight;   // px
+    double exaggeration; // vertical scale over horizontal scale; 1 for a true-to-scale view
+};
+
+// One output step of the jet as a view sees it.
+struct BandStep {
+    Point centre;      // centreline in the view's plane, m
+    Point tangent;     // direction of the jet within the view's plane (any length)
+    double outOfPlane; // share of the jet's direction that points out of the view's plane, 0 to 1
+    double radius;     // profile radius, m
+};
+
+// Smallest and largest finite value of a series; (0, 0) when there is none.
+std::pair<double, double> finiteRange(const std::vector<double> &values);
+
+// Fits a map-like view of the data ranges into plotWidth, between minHeight and maxHeight px.
+ViewFrame fitView(double xLow, double xHigh, double yLow, double yHigh, double plotWidth, double minHeight,
+                  double maxHeight, bool keepYLow);
+// Draws the contours of a sampled field with a label on the longest piece of each level, placed where
+// it overlaps no other label. Returns the levels drawn.
+std::vector<double> drawContours(SvgPlot &plot, const std::vector<double> &xs, const std::vector<double> &ys,
+                                 const std::vector<double> &values, const std::vector<double> &levels);
+// The jet as a band: the centreline with the profile radius to either side, normal to the centreline in
+// the view's plane, and where the jet runs out of the plane the ellipse that its circular section
+// projects to (a vertical jet seen from above is a disc).
+void drawBand(SvgPlot &plot, const std::vector<BandStep> &steps);
+std::string contourLegend(const std::vector<double> &drawn, double stoppingConcentration);
+std::string exaggerationNote(const ViewFrame &frame);
+double maxOf(const std::vector<double> &values);
+// Grid coordinates that include both ends.
+std::vector<double> axisPoints(double low, double high, int count);
+// The field's grid stops one step short of the end on its y and z axes; this end makes the last point
+// land on `last`.
+double gridEndFor(double first, double last, int count);
+// An input's value as the inputs table shows it: the class letter, the averaging name or the number.
+std::string propertyValueText(const PropertyTable::Property &property, double value);
+
+// The sections of the report page, each drawn from one run.
+class PageBuilder {
+public:
+    PageBuilder(const JetModel &model, const Scenario &scenario, bool inputsValid, unsigned threads)
+        : model_(model), field_(model, ConcentrationField::Rules::exact, 0.0), scenario_(scenario),
+          valid_(inputsValid), threads_(threads) {
+        const double bearing = model.referenceWindBearing() * kDegrees;
+        // Rounding leaves about 1e-16 where a bearing along an axis should give 0; such a wind is along it.
+        windX_ = std::fabs(std::sin(bearing)) < 1e-12 ? 0.0 : std::sin(bearing);
+        windY_ = std::fabs(std::cos(bearing)) < 1e-12 ? 0.0 : std::cos(bearing);
+        steps_ = static_cast<std::size_t>(std::max(0, model.numberOfOutputSteps()));
+        stop_ = model.stoppingConcentration();
+    }
+
+    std::string summary() const;
+    std::string inputs() const;
+    std::string messages() const;
+    std::string sideView() const;
+    std::string planView() const;
+    std::string centrelinePlots() const;
+    std::string atmospherePlots() const;
+
+private:
+    double downwind(const vector3 &p) const {
+        return (p.x() - model_.stackLocationX()) * windX_ + (p.y() - model_.stackLocationY()) * windY_;
+    }
+    double plumeTop() const;
+    std::vector<double> sidePlane(double offset, const std::vector<double> &ds,
+                                  const std::vector<double> &zs) const;
+    double sideOffset(double dLow, double dHigh, double zLow, double zHigh) const;
+    // The point of the plane through the stack along the wind after a shift of `offset` (m) to the left,
+    // looking downwind.
+    Point planeOrigin(double offset) const {
+        return Point{model_.stackLocationX() - offset * windY_, model_.stackLocationY() + offset * windX_};
+    }
+    double planHeight(double xLow, double xHigh, double yLow, double yHigh) const;
+
+    const JetModel &model_;
+    // The run's field without the cutoff, so that the lowest contour follows the radial profile instead
+    // of the steps of the grid where the field is cut to zero.
+    ConcentrationField field_;
+    const Scenario &scenario_;
+    bool valid_;
+    unsigned threads_;
+    double windX_ = 1.0; // downwind unit vector, east component
+    double windY_ = 0.0; // downwind unit vector, north component
+    std::size_t steps_ = 0;
+    double stop_ = 0.0; // the run's stopping concentration
+};
+
+} // namespace ostreljet::report

@@ -1,0 +1,277 @@
+#include "report/PageBuilder.hpp"
+#include "report/ReportPage.hpp"
+
+#include "report/Contours.hpp"
+#include "report/Html.hpp"
+#include "report/Svg.hpp"
+#include "report/Ticks.hpp"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <vector>
+
+namespace ostreljet::report {
+
+namespace {
+
+struct Box {
+    double x0, y0, x1, y1; // px
+    bool overlaps(const Box &other) const {
+        return x0 < other.x1 && other.x0 < x1 && y0 < other.y1 && other.y0 < y1;
+    }
+};
+
+// The point a fraction of the way along a line, by length.
+Point pointAlong(const ContourLine &line, double fraction) {
+    const double target = fraction * contourLength(line);
+    double walked = 0.0;
+    const std::size_t n = line.points.size();
+    const std::size_t sides = line.closed ? n : n - 1;
+    for (std::size_t k = 0; k < sides; ++k) {
+        const Point &a = line.points[k];
+        const Point &b = line.points[(k + 1) % n];
+        const double length = std::hypot(b.x - a.x, b.y - a.y);
+        if (walked + length >= target && length > 0.0) {
+            const double t = (target - walked) / length;
+            return Point{a.x + t * (b.x - a.x), a.y + t * (b.y - a.y)};
+        }
+        walked += length;
+    }
+    return line.points.back();
+}
+
+double pixelLength(const SvgPlot &plot, const ContourLine &line) {
+    double length = 0.0;
+    for (std::size_t k = 1; k < line.points.size(); ++k) {
+        length += std::hypot(plot.pixelX(line.points[k].x) - plot.pixelX(line.points[k - 1].x),
+                             plot.pixelY(line.points[k].y) - plot.pixelY(line.points[k - 1].y));
+    }
+    return length;
+}
+
+std::string levelText(double level) {
+    return formatValue(level, 3);
+}
+} // namespace
+
+// Smallest and largest finite value of a series; (0, 0) when there is none.
+std::pair<double, double> finiteRange(const std::vector<double> &values) {
+    double low = std::numeric_limits<double>::infinity();
+    double high = -low;
+    for (const double v : values) {
+        if (std::isfinite(v)) {
+            low = std::min(low, v);
+            high = std::max(high, v);
+        }
+    }
+    return low <= high ? std::pair{low, high} : std::pair{0.0, 0.0};
+}
+
+ViewFrame fitView(double xLow, double xHigh, double yLow, double yHigh, double plotWidth, double minHeight,
+                  double maxHeight, bool keepYLow) {
+    // Equal scales on both axes: a view that would be too tall gets a wider x range; one that would be
+    // too flat gets a taller y range, by at most half again its height, and is exaggerated beyond that.
+    ViewFrame frame{xLow, xHigh, yLow, yHigh, 0.0, 1.0};
+    const double dx = xHigh - xLow;
+    const double dy = yHigh - yLow;
+    double height = plotWidth * dy / dx;
+    if (height > maxHeight) {
+        height = maxHeight;
+        const double extra = 0.5 * (dy * plotWidth / height - dx);
+        frame.xLow -= extra;
+        frame.xHigh += extra;
+    } else if (height < minHeight) {
+        height = minHeight;
+        const double factor = dx * minHeight / plotWidth / dy;
+        const double widen = std::min(factor, 1.5);
+        const double newDy = dy * widen;
+        if (keepYLow) {
+            frame.yHigh = yLow + newDy;
+        } else {
+            frame.yLow -= 0.5 * (newDy - dy);
+            frame.yHigh += 0.5 * (newDy - dy);
+        }
+        frame.exaggeration = factor / widen;
+    }
+    frame.plotHeight = height;
+    return frame;
+}
+
+// Draws the contours of a sampled field with a label on the longest piece of each level, placed where
+// it overlaps no other label. Returns the levels drawn.
+std::vector<double> drawContours(SvgPlot &plot, const std::vector<double> &xs, const std::vector<double> &ys,
+                                 const std::vector<double> &values, const std::vector<double> &levels) {
+    std::vector<Box> placed;
+    std::vector<double> drawn;
+    const Box area{plot.pixelX(plot.xLow()) + 2.0, plot.pixelY(plot.yHigh()) + 2.0,
+                   plot.pixelX(plot.xHigh()) - 2.0, plot.pixelY(plot.yLow()) - 2.0};
+    for (std::size_t l = 0; l < levels.size(); ++l) {
+        const std::vector<ContourLine> lines = traceContours(xs, ys, values, levels[l]);
+        if (lines.empty()) {
+            continue;
+        }
+        drawn.push_back(levels[l]);
+        Style style;
+        style.stroke = kContourColours[l % kContourColours.size()];
+        style.strokeWidth = 1.6;
+        const ContourLine *longest = nullptr;
+        double longestPixels = 0.0;
+        for (const ContourLine &line : lines) {
+            if (line.closed) {
+                plot.polygon(line.points, style);
+            } else {
+                plot.polyline(line.points, style);
+            }
+            const double pixels = pixelLength(plot, line);
+            if (pixels > longestPixels) {
+                longestPixels = pixels;
+                longest = &line;
+            }
+        }
+        const std::string label = levelText(levels[l]);
+        const double width = 6.8 * static_cast<double>(label.size()) + 4.0;
+        if (longest == nullptr || longestPixels < 2.5 * width) {
+            continue;
+        }
+        for (const double fraction : {0.5, 0.35, 0.65, 0.2, 0.8, 0.1, 0.9, 0.27, 0.43, 0.57, 0.73}) {
+            const Point at = pointAlong(*longest, fraction);
+            const double px = plot.pixelX(at.x);
+            const double py = plot.pixelY(at.y);
+            // The box keeps a few px clear around the text so that labels never touch.
+            const Box box{px - 0.5 * width - 4.0, py - 10.0, px + 0.5 * width + 4.0, py + 10.0};
+            const bool insideArea =
+                box.x0 >= area.x0 && box.x1 <= area.x1 && box.y0 >= area.y0 && box.y1 <= area.y1;
+            if (!insideArea ||
+                std::any_of(placed.begin(), placed.end(), [&](const Box &b) { return b.overlaps(box); })) {
+                continue;
+            }
+            placed.push_back(box);
+            plot.text(at, label, Anchor::Middle, fmt::format("clabel c{}", l % kContourColours.size()), 0.0,
+                      4.0);
+            break;
+        }
+    }
+    return drawn;
+}
+
+// The jet as a band: the centreline with the profile radius to either side, normal to the centreline in
+// the view's plane, and where the jet runs out of the plane the ellipse that its circular section
+// projects to (a vertical jet seen from above is a disc).
+void drawBand(SvgPlot &plot, const std::vector<BandStep> &steps) {
+    const std::size_t n = steps.size();
+    if (n < 2) {
+        return;
+    }
+    std::vector<Point> centre(n);
+    std::vector<Point> left(n);
+    std::vector<Point> right(n);
+    std::vector<Point> along(n);
+    std::vector<Point> across(n);
+    for (std::size_t k = 0; k < n; ++k) {
+        const Point t = steps[k].tangent;
+        const double length = std::hypot(t.x, t.y);
+        along[k] = length > 0.0 ? Point{t.x / length, t.y / length} : Point{1.0, 0.0};
+        across[k] = Point{-along[k].y, along[k].x};
+        const double r = std::isfinite(steps[k].radius) ? steps[k].radius : 0.0;
+        centre[k] = steps[k].centre;
+        left[k] = Point{centre[k].x + r * across[k].x, centre[k].y + r * across[k].y};
+        right[k] = Point{centre[k].x - r * across[k].x, centre[k].y - r * across[k].y};
+    }
+    // A thin outline of the same colour closes the hairline seams between neighbouring pieces.
+    Style fill;
+    fill.fill = kBandColour;
+    fill.stroke = kBandColour;
+    fill.strokeWidth = 0.8;
+    plot.beginGroup(0.38);
+    for (std::size_t k = 0; k + 1 < n; ++k) {
+        plot.polygon({left[k], left[k + 1], right[k + 1], right[k]}, fill);
+    }
+    const double unitsPerPixel = std::max(plot.unitsPerPixelX(), plot.unitsPerPixelY());
+    for (std::size_t k = 0; k < n; ++k) {
+        const double r = steps[k].radius;
+        const double shortAxis = r * steps[k].outOfPlane;
+        if (!std::isfinite(shortAxis) || shortAxis < 0.75 * unitsPerPixel) {
+            continue;
+        }
+        constexpr int sides = 32;
+        std::vector<Point> section;
+        for (int i = 0; i < sides; ++i) {
+            const double angle = 2.0 * 3.14159265358979 * i / sides;
+            const double a = r * std::cos(angle);
+            const double b = shortAxis * std::sin(angle);
+            section.push_back({centre[k].x + a * across[k].x + b * along[k].x,
+                               centre[k].y + a * across[k].y + b * along[k].y});
+        }
+        plot.polygon(section, fill);
+    }
+    plot.endGroup();
+    Style edge;
+    edge.stroke = kBandColour;
+    edge.strokeWidth = 1.0;
+    plot.polyline(left, edge);
+    plot.polyline(right, edge);
+    Style line;
+    line.stroke = kCentrelineColour;
+    line.strokeWidth = 1.8;
+    plot.polyline(centre, line);
+}
+
+std::string contourLegend(const std::vector<double> &drawn, double stoppingConcentration) {
+    if (drawn.empty()) {
+        return "No part of the field in this plane reaches the stopping concentration, so there are no "
+               "contours.";
+    }
+    std::string out = "Contours of concentration (mass fraction): ";
+    for (std::size_t l = 0; l < drawn.size(); ++l) {
+        out += fmt::format("<span class=\"entry\"><span class=\"swatch\" style=\"background:{}\"></span>{}",
+                           kContourColours[l % kContourColours.size()], escapeHtml(levelText(drawn[l])));
+        if (stoppingConcentration > 0.0) {
+            const double multiple = drawn[l] / stoppingConcentration;
+            out += multiple == 1.0 ? " (the stopping concentration)"
+                                   : fmt::format(" ({}\u00d7)", escapeHtml(formatValue(multiple, 3)));
+        }
+        out += l + 1 < drawn.size() ? "</span>, " : "</span>. ";
+    }
+    return out;
+}
+
+std::string exaggerationNote(const ViewFrame &frame) {
+    if (frame.exaggeration <= 1.0 + 1e-9) {
+        return " Both axes are drawn to the same scale.";
+    }
+    return fmt::format(" The vertical scale is exaggerated {}\u00d7.",
+                       escapeHtml(formatValue(frame.exaggeration, 2)));
+}
+
+double maxOf(const std::vector<double> &values) {
+    double high = 0.0;
+    for (const double v : values) {
+        if (v > high) {
+            high = v;
+        }
+    }
+    return high;
+}
+
+// Grid coordinates that include both ends.
+std::vector<double> axisPoints(double low, double high, int count) {
+    std::vector<double> points(static_cast<std::size_t>(count));
+    for (int i = 0; i < count; ++i) {
+        points[static_cast<std::size_t>(i)] = low + (high - low) * i / (count - 1);
+    }
+    return points;
+}
+
+// The model's grid stops one step short of the end on its y and z axes; this end makes the last point
+// land on `last`.
+double gridEndFor(double first, double last, int count) {
+    return first + (last - first) * count / (count - 1);
+}
+
+} // namespace ostreljet::report

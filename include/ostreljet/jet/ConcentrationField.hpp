@@ -1,0 +1,124 @@
+#pragma once
+
+#include "ostreljet/numerics/vector3.hpp"
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <vector>
+
+namespace ostreljet {
+
+class JetModel;
+
+// The concentration (mass fraction) around a jet, implied by the centreline series of one run.
+// A field is immutable once built: any number of threads may query one field at once without a lock.
+// Values below the cutoff (normally the run's stopping concentration) are reported as 0.
+class ConcentrationField {
+public:
+    // Which points are passed over before the segments are searched.
+    enum class Rules {
+        // The component's rules: a point farther than the largest profile radius from the downwind line
+        // through the stack, or higher than that radius above the highest centreline point, is 0.
+        asSpecified,
+        // No assumption about the jet's path: a point is 0 only where no segment of the jet can reach it.
+        exact,
+    };
+
+    // What a field is built from; the spans must stay valid only during construction.
+    struct Series {
+        std::span<const vector3> locations;     // centreline positions, m
+        std::span<const vector3> velocities;    // jet velocity at each step, m/s; only the direction is used
+        std::span<const double> radii;          // profile radii, m; their count is the number of steps
+        std::span<const double> concentrations; // centreline concentrations, mass fraction
+        double maxProfileRadius = 0.0;          // m, for the as-specified rejection
+        double maxCentrelineHeight = 0.0;       // m, for the as-specified rejection
+        vector3 wind;                           // m/s, for the as-specified rejection
+        double stackLocationX = 0.0;            // m, east
+        double stackLocationY = 0.0;            // m, north
+    };
+
+    // Called now and then with the points done and the total.
+    using GridProgress = std::function<void(std::int64_t done, std::int64_t total)>;
+
+    // An empty field: every point is 0.
+    ConcentrationField();
+    ConcentrationField(const Series &series, Rules rules, double cutoff);
+    // From the model's last run: its series, maxima, stack location and current wind. The cutoff is the
+    // model's stopping concentration unless given (0 gives the uncut field).
+    ConcentrationField(const JetModel &model, Rules rules);
+    ConcentrationField(const JetModel &model, Rules rules, double cutoff);
+
+    static Series seriesOf(const JetModel &model);
+
+    // True when a field built from the model now, with these rules and this cutoff, would be this one:
+    // the model has not run since, and no input this field captured has changed.
+    bool isCurrentFor(const JetModel &model, double cutoff) const;
+
+    Rules rules() const { return rules_; }
+    double cutoff() const { return cutoff_; }
+    // True when the run left fewer than two output steps, so that every point is 0.
+    bool empty() const { return segments_.empty(); }
+
+    // Concentration at a point (m, site frame).
+    double concentration(double x, double y, double z) const;
+    double concentration(const vector3 &q) const { return concentration(q.x(), q.y(), q.z()); }
+
+    // Concentrations on a regular grid, x outermost and z innermost. The x axis reaches xEnd; the y and
+    // z axes stop one step short of their ends. A count of 0 or less gives no points.
+    std::vector<double> grid(double xStart, double yStart, double zStart, double xEnd, double yEnd,
+                             double zEnd, std::int32_t numberOfPointsX, std::int32_t numberOfPointsY,
+                             std::int32_t numberOfPointsZ) const;
+    // The same grid written into out (nx * ny * nz values), evaluated on `threads` threads (0: one per
+    // core) with results identical to the serial order. `progress` (optional) is called on the calling
+    // thread.
+    void grid(double *out, double xStart, double yStart, double zStart, double xEnd, double yEnd, double zEnd,
+              std::int32_t numberOfPointsX, std::int32_t numberOfPointsY, std::int32_t numberOfPointsZ,
+              unsigned threads, const GridProgress &progress = {}) const;
+
+    // nx * ny * nz in 64 bits; negative when an odd number of counts is negative. A product beyond the
+    // 64-bit range saturates at the largest (or smallest) 64-bit value, which no memory can hold.
+    static std::int64_t gridPointCount(std::int32_t numberOfPointsX, std::int32_t numberOfPointsY,
+                                       std::int32_t numberOfPointsZ);
+    // Coordinate of point `index` of `count` on one grid axis; the x axis reaches its end, y and z do not.
+    static double gridCoordinate(double start, double end, std::int64_t index, std::int64_t count,
+                                 bool reachesEnd);
+
+private:
+    // One segment of the centreline between two output steps, with what every point query needs of it.
+    struct Segment {
+        vector3 p0;        // start, m
+        vector3 p1;        // end, m
+        vector3 t;         // jet velocity at the start, m/s; only its direction matters
+        double tLength;    // |t|, m/s
+        double r0, r1;     // profile radii at the ends, m
+        double c0, c1;     // centreline concentrations at the ends, mass fraction
+        double reach;      // a bound on the interpolated radius, m
+        vector3 low, high; // corners of the box spanned by p0 and p1, m
+        vector3 nearLow;   // the box grown by the reach on every side: no point outside it can receive
+        vector3 nearHigh;  // anything from this segment, m
+    };
+    static constexpr std::size_t blockSize = 16; // segments per block box
+
+    bool rejectedQuickly(const vector3 &q) const;
+    static double contributeFromSegment(const vector3 &q, std::size_t i, const Segment &segment,
+                                        double previousCosB, double &result);
+    static double sampleSegment(const vector3 &q, const vector3 &a, const Segment &segment);
+
+    Rules rules_ = Rules::exact;
+    double cutoff_ = 0.0;              // mass fraction; smaller values are reported as 0
+    double maxProfileRadius_ = 0.0;    // m
+    double maxCentrelineHeight_ = 0.0; // m
+    double windX_ = 0.0;               // m/s
+    double windY_ = 0.0;               // m/s
+    double stackLocationX_ = 0.0;      // m
+    double stackLocationY_ = 0.0;      // m
+    bool fromModel_ = false;           // built from a model, whose results revision follows
+    std::uint64_t resultsRevision_ = 0;
+    std::vector<Segment> segments_;
+    std::vector<vector3> blockLow_;  // m
+    std::vector<vector3> blockHigh_; // m
+};
+
+} // namespace ostreljet

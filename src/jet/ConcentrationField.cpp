@@ -1,0 +1,380 @@
+#include "ostreljet/jet/ConcentrationField.hpp"
+
+#include "ostreljet/jet/JetModel.hpp"
+
+#include <algorithm>
+#include <atomic>
+#include <bit>
+#include <chrono>
+#include <cmath>
+#include <limits>
+#include <new>
+#include <thread>
+
+namespace ostreljet {
+
+namespace {
+
+constexpr double pi = 3.14159265358979;
+constexpr double profileExponent = 0.7407407407407407; // 1 / 1.35
+constexpr double firstSegmentPlaneTolerance = 1e-05;
+constexpr int samplesPerSegment = 26;
+
+// True when q lies outside the box; false when it lies inside or any bound is NaN (never skip then).
+inline bool outside(const vector3 &q, const vector3 &low, const vector3 &high) {
+    return q.x() < low.x() || q.x() > high.x() || q.y() < low.y() || q.y() > high.y() || q.z() < low.z() ||
+           q.z() > high.z();
+}
+
+// The smaller of a and b, or b when it is NaN, so that a NaN bound spreads.
+inline double lowerOrNaN(double a, double b) {
+    return b < a || b != b ? b : a;
+}
+inline double higherOrNaN(double a, double b) {
+    return b > a || b != b ? b : a;
+}
+
+} // namespace
+
+ConcentrationField::ConcentrationField() = default;
+
+ConcentrationField::ConcentrationField(const JetModel &model, Rules rules)
+    : ConcentrationField(model, rules, model.stoppingConcentration()) {}
+
+ConcentrationField::ConcentrationField(const JetModel &model, Rules rules, double cutoff)
+    : ConcentrationField(seriesOf(model), rules, cutoff) {
+    fromModel_ = true;
+    resultsRevision_ = model.resultsRevision();
+}
+
+bool ConcentrationField::isCurrentFor(const JetModel &model, double cutoff) const {
+    // Values are compared bit for bit, so that a NaN input still matches itself.
+    const auto same = [](double a, double b) {
+        return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
+    };
+    if (!fromModel_ || resultsRevision_ != model.resultsRevision() || !same(cutoff_, cutoff)) {
+        return false;
+    }
+    return rules_ == Rules::exact ||
+           (same(stackLocationX_, model.stackLocationX()) && same(stackLocationY_, model.stackLocationY()) &&
+            same(windX_, model.atmosphere().velocity().x()) &&
+            same(windY_, model.atmosphere().velocity().y()));
+}
+
+ConcentrationField::Series ConcentrationField::seriesOf(const JetModel &model) {
+    Series series;
+    series.locations = model.centrelineLocations();
+    series.velocities = model.centrelineVelocityVectors();
+    series.radii = model.profileRadii();
+    series.concentrations = model.centrelineConcentrations();
+    series.maxProfileRadius = model.maxProfileRadius();
+    series.maxCentrelineHeight = model.maxCentrelineHeight();
+    series.wind = model.atmosphere().velocity();
+    series.stackLocationX = model.stackLocationX();
+    series.stackLocationY = model.stackLocationY();
+    return series;
+}
+
+ConcentrationField::ConcentrationField(const Series &series, Rules rules, double cutoff)
+    : rules_(rules), cutoff_(cutoff), maxProfileRadius_(series.maxProfileRadius),
+      maxCentrelineHeight_(series.maxCentrelineHeight), windX_(series.wind.x()), windY_(series.wind.y()),
+      stackLocationX_(series.stackLocationX), stackLocationY_(series.stackLocationY) {
+    // Caches what every query needs of each segment, then a box around each block of segments.
+    // 1. Per segment: its ends, direction, radii and concentrations, and the box around it grown by the
+    //    largest radius it can have.
+    // 2. Per block of 16 segments: the union of their grown boxes.
+    const std::size_t n = series.radii.size();
+    if (n < 2) {
+        return;
+    }
+    segments_.reserve(n - 1);
+    for (std::size_t i = 0; i + 1 < n; ++i) {
+        Segment segment;
+        segment.p0 = series.locations[i];
+        segment.p1 = series.locations[i + 1];
+        segment.t = series.velocities[i];
+        segment.tLength = segment.t.norm();
+        segment.r0 = series.radii[i];
+        segment.r1 = series.radii[i + 1];
+        segment.c0 = series.concentrations[i];
+        segment.c1 = series.concentrations[i + 1];
+        // The interpolated radius never exceeds the larger end radius by more than rounding; the margin
+        // keeps the bound safe. A NaN anywhere makes the bound NaN, and then the segment is always searched.
+        const double larger = segment.r0 > segment.r1 ? segment.r0 : segment.r1;
+        const bool hasNaN = segment.r0 != segment.r0 || segment.r1 != segment.r1 ||
+                            segment.p0.x() != segment.p0.x() || segment.p1.x() != segment.p1.x() ||
+                            segment.p0.y() != segment.p0.y() || segment.p1.y() != segment.p1.y() ||
+                            segment.p0.z() != segment.p0.z() || segment.p1.z() != segment.p1.z();
+        segment.reach = hasNaN ? std::numeric_limits<double>::quiet_NaN() : larger * (1.0 + 1e-9) + 1e-9;
+        segment.low =
+            vector3(std::fmin(segment.p0.x(), segment.p1.x()), std::fmin(segment.p0.y(), segment.p1.y()),
+                    std::fmin(segment.p0.z(), segment.p1.z()));
+        segment.high =
+            vector3(std::fmax(segment.p0.x(), segment.p1.x()), std::fmax(segment.p0.y(), segment.p1.y()),
+                    std::fmax(segment.p0.z(), segment.p1.z()));
+        const double reach = segment.reach;
+        segment.nearLow = vector3(segment.low.x() - reach, segment.low.y() - reach, segment.low.z() - reach);
+        segment.nearHigh =
+            vector3(segment.high.x() + reach, segment.high.y() + reach, segment.high.z() + reach);
+        segments_.push_back(segment);
+    }
+    const std::size_t blocks = (segments_.size() + blockSize - 1) / blockSize;
+    for (std::size_t block = 0; block < blocks; ++block) {
+        const std::size_t first = block * blockSize;
+        const std::size_t last = std::min(first + blockSize, segments_.size());
+        vector3 low = segments_[first].nearLow;
+        vector3 high = segments_[first].nearHigh;
+        for (std::size_t i = first + 1; i < last; ++i) {
+            const Segment &segment = segments_[i];
+            low = vector3(lowerOrNaN(low.x(), segment.nearLow.x()), lowerOrNaN(low.y(), segment.nearLow.y()),
+                          lowerOrNaN(low.z(), segment.nearLow.z()));
+            high = vector3(higherOrNaN(high.x(), segment.nearHigh.x()),
+                           higherOrNaN(high.y(), segment.nearHigh.y()),
+                           higherOrNaN(high.z(), segment.nearHigh.z()));
+        }
+        blockLow_.push_back(low);
+        blockHigh_.push_back(high);
+    }
+}
+
+bool ConcentrationField::rejectedQuickly(const vector3 &q) const {
+    // The jet is assumed to stay within one largest radius of the downwind line through the stack.
+    const double wx = windX_;
+    const double wy = windY_;
+    if (wx == 0.0 && wy == 0.0) {
+        return false;
+    }
+    const double c = wx * stackLocationY_ - wy * stackLocationX_;
+    const double m = wx * q.x() + wy * q.y();
+    const double w2 = wx * wx + wy * wy;
+    const double footX = (m * wx - c * wy) / w2;
+    const double footY = (m * wy + c * wx) / w2;
+    const double dx = q.x() - footX;
+    const double dy = q.y() - footY;
+    const double d = std::sqrt(dx * dx + dy * dy);
+    return d > maxProfileRadius_ || q.z() > maxProfileRadius_ + maxCentrelineHeight_;
+}
+
+double ConcentrationField::concentration(double x, double y, double z) const {
+    // Concentration at a point from the centreline series.
+    // 1. Under the as-specified rules, reject points far from the downwind line through the stack or
+    //    above the jet's reach.
+    // 2. For each segment beside which the point lies, find the sample whose offset is most nearly
+    //    normal to the jet, interpolate radius and centreline concentration there and apply the
+    //    raised-cosine profile; keep the largest contribution.
+    // 3. Report values below the cutoff as 0.
+    // Segments (and blocks of them) whose reach does not include the point cannot contribute, so they
+    // are passed over; whether a segment lies beside the point depends only on it and its predecessor,
+    // whose end-plane cosine is then worked out as the full loop would have. The answer is the same.
+    const vector3 q(x, y, z);
+    if (segments_.empty() || (rules_ == Rules::asSpecified && rejectedQuickly(q))) {
+        return 0.0;
+    }
+    double result = 0.0;
+    double previousCosB = 0.0;
+    std::size_t previousIndex = std::numeric_limits<std::size_t>::max(); // segment whose cosB is held
+    for (std::size_t block = 0; block < blockLow_.size(); ++block) {
+        if (outside(q, blockLow_[block], blockHigh_[block])) {
+            continue;
+        }
+        const std::size_t last = std::min((block + 1) * blockSize, segments_.size());
+        for (std::size_t i = block * blockSize; i < last; ++i) {
+            const Segment &segment = segments_[i];
+            if (outside(q, segment.nearLow, segment.nearHigh)) {
+                continue;
+            }
+            if (i > 0 && previousIndex != i - 1) {
+                const Segment &before = segments_[i - 1];
+                const vector3 b = q - before.p1;
+                previousCosB = dot(b, before.t) / (before.tLength * b.norm());
+            }
+            const double cosB = contributeFromSegment(q, i, segment, previousCosB, result);
+            previousCosB = cosB;
+            previousIndex = i;
+        }
+    }
+    if (cutoff_ > result) {
+        return 0.0;
+    }
+    return result;
+}
+
+double ConcentrationField::contributeFromSegment(const vector3 &q, std::size_t i, const Segment &segment,
+                                                 double previousCosB, double &result) {
+    // Decide whether q lies beside the segment (between its end planes, in the wedge outside a bend, or
+    // for the first segment on its planes or inside its box on its axis); if so, search its samples.
+    // Returns the cosine at the segment's end plane, which the next segment's wedge test needs.
+    const vector3 &p0 = segment.p0;
+    const vector3 &p1 = segment.p1;
+    const vector3 &t = segment.t;
+    const vector3 a = q - p0;
+    const vector3 b = q - p1;
+    const double tLength = segment.tLength;
+    const double aLength = a.norm();
+    const double bLength = b.norm();
+    const double alpha = dot(a, t);
+    const double beta = dot(b, t);
+    const double cosA = alpha / (tLength * aLength);
+    const double cosB = beta / (tLength * bLength);
+
+    bool beside = alpha * beta <= 0.0;
+    if (!beside && i > 0) {
+        beside = previousCosB * cosA <= 0.0;
+    } else if (!beside) {
+        beside = std::fabs(cosA) <= firstSegmentPlaneTolerance ||
+                 std::fabs(cosB) <= firstSegmentPlaneTolerance || aLength == 0.0 || bLength == 0.0;
+        if (!beside && cross(a, t).norm() == 0.0) {
+            const double spanX = std::fabs(p1.x() - p0.x());
+            const double spanY = std::fabs(p1.y() - p0.y());
+            const double spanZ = std::fabs(p1.z() - p0.z());
+            beside = std::fabs(p1.x() - q.x()) < spanX && std::fabs(p0.x() - q.x()) < spanX &&
+                     std::fabs(p1.y() - q.y()) < spanY && std::fabs(p0.y() - q.y()) < spanY &&
+                     std::fabs(p1.z() - q.z()) < spanZ && std::fabs(p0.z() - q.z()) < spanZ;
+        }
+    }
+    if (beside) {
+        const double gapX = std::fmax(std::fmax(segment.low.x() - q.x(), q.x() - segment.high.x()), 0.0);
+        const double gapY = std::fmax(std::fmax(segment.low.y() - q.y(), q.y() - segment.high.y()), 0.0);
+        const double gapZ = std::fmax(std::fmax(segment.low.z() - q.z(), q.z() - segment.high.z()), 0.0);
+        const bool outOfReach = gapX * gapX + gapY * gapY + gapZ * gapZ > segment.reach * segment.reach;
+        if (!outOfReach) {
+            const double value = sampleSegment(q, a, segment);
+            if (value > result) {
+                result = value;
+            }
+        }
+    }
+    return cosB;
+}
+
+double ConcentrationField::sampleSegment(const vector3 &q, const vector3 &a, const Segment &segment) {
+    // Search 26 samples (both ends included) for the offset most nearly normal to the jet; ties go to
+    // the later sample. Then apply the raised-cosine profile at the interpolated radius.
+    const vector3 &p0 = segment.p0;
+    const vector3 &p1 = segment.p1;
+    const vector3 &t = segment.t;
+    const double tLength = segment.tLength;
+    vector3 offset = a;
+    double radius = 0.0;
+    double concentration = 0.0;
+    for (int k = 0; k < samplesPerSegment; ++k) {
+        const double s = static_cast<double>(k) / 25.0;
+        const double w = 1.0 - s;
+        const vector3 dk((q.x() - w * p0.x()) - s * p1.x(), (q.y() - w * p0.y()) - s * p1.y(),
+                         (q.z() - w * p0.z()) - s * p1.z());
+        const double dkLength = dk.norm();
+        bool accept = dkLength == 0.0;
+        if (!accept) {
+            const double cosK = dot(t, dk) / (tLength * dkLength);
+            const double cosR = dot(t, offset) / (tLength * offset.norm());
+            accept = std::fabs(cosR) >= std::fabs(cosK);
+        }
+        if (accept) {
+            offset = dk;
+            radius = w * segment.r0 + (static_cast<double>(k) * segment.r1) / 25.0;
+            concentration = w * segment.c0 + (static_cast<double>(k) * segment.c1) / 25.0;
+        }
+    }
+    const double distance = offset.norm();
+    if (radius > distance) {
+        return concentration * std::pow(0.5 + 0.5 * std::cos(pi * distance / radius), profileExponent);
+    }
+    return 0.0;
+}
+
+std::vector<double> ConcentrationField::grid(double xStart, double yStart, double zStart, double xEnd,
+                                             double yEnd, double zEnd, std::int32_t numberOfPointsX,
+                                             std::int32_t numberOfPointsY,
+                                             std::int32_t numberOfPointsZ) const {
+    const std::int64_t total = gridPointCount(numberOfPointsX, numberOfPointsY, numberOfPointsZ);
+    if (total < 0) {
+        throw std::bad_alloc();
+    }
+    std::vector<double> values(static_cast<std::size_t>(total));
+    grid(values.data(), xStart, yStart, zStart, xEnd, yEnd, zEnd, numberOfPointsX, numberOfPointsY,
+         numberOfPointsZ, 1);
+    return values;
+}
+
+std::int64_t ConcentrationField::gridPointCount(std::int32_t numberOfPointsX, std::int32_t numberOfPointsY,
+                                                std::int32_t numberOfPointsZ) {
+    // Two 32-bit factors always fit in 64 bits; the third may not.
+    const std::int64_t plane = static_cast<std::int64_t>(numberOfPointsX) * numberOfPointsY;
+    std::int64_t total = 0;
+    if (__builtin_mul_overflow(plane, static_cast<std::int64_t>(numberOfPointsZ), &total)) {
+        return (plane < 0) != (numberOfPointsZ < 0) ? std::numeric_limits<std::int64_t>::min()
+                                                    : std::numeric_limits<std::int64_t>::max();
+    }
+    return total;
+}
+
+void ConcentrationField::grid(double *out, double xStart, double yStart, double zStart, double xEnd,
+                              double yEnd, double zEnd, std::int32_t numberOfPointsX,
+                              std::int32_t numberOfPointsY, std::int32_t numberOfPointsZ, unsigned threads,
+                              const GridProgress &progress) const {
+    // Points are independent, so rows of constant (x, y) are handed out to threads in any order and each
+    // value lands at its own position: the result is the same, bit for bit, as the serial order.
+    const std::int64_t nx = numberOfPointsX;
+    const std::int64_t ny = numberOfPointsY;
+    const std::int64_t nz = numberOfPointsZ;
+    if (nx <= 0 || ny <= 0 || nz <= 0) {
+        return;
+    }
+    const std::int64_t rows = nx * ny;
+    const std::int64_t total = gridPointCount(numberOfPointsX, numberOfPointsY, numberOfPointsZ);
+    std::atomic<std::int64_t> nextRow{0};
+    std::atomic<std::int64_t> pointsDone{0};
+    auto work = [&]() {
+        for (std::int64_t row = nextRow.fetch_add(1); row < rows; row = nextRow.fetch_add(1)) {
+            const std::int64_t i = row / ny;
+            const std::int64_t j = row % ny;
+            const double x = gridCoordinate(xStart, xEnd, i, nx, true);
+            const double y = gridCoordinate(yStart, yEnd, j, ny, false);
+            double *target = out + row * nz;
+            for (std::int64_t k = 0; k < nz; ++k) {
+                target[k] = concentration(x, y, gridCoordinate(zStart, zEnd, k, nz, false));
+            }
+            pointsDone.fetch_add(nz, std::memory_order_relaxed);
+        }
+    };
+    if (threads == 0) {
+        threads = std::thread::hardware_concurrency();
+    }
+    if (threads <= 1 || rows == 1) {
+        if (!progress) {
+            work();
+            return;
+        }
+        threads = 1;
+    }
+    std::vector<std::thread> helpers;
+    for (unsigned h = 1; h < threads; ++h) {
+        helpers.emplace_back(work);
+    }
+    if (progress) {
+        // This thread reports progress while the others work, then joins in.
+        std::thread worker(work);
+        while (pointsDone.load() < total) {
+            progress(pointsDone.load(), total);
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        }
+        worker.join();
+        progress(total, total);
+    } else {
+        work();
+    }
+    for (std::thread &helper : helpers) {
+        helper.join();
+    }
+}
+
+double ConcentrationField::gridCoordinate(double start, double end, std::int64_t index, std::int64_t count,
+                                          bool reachesEnd) {
+    if (count == 1) {
+        return start;
+    }
+    const double divisor = reachesEnd ? static_cast<double>(count - 1) : static_cast<double>(count);
+    return start + static_cast<double>(index) / divisor * (end - start);
+}
+
+} // namespace ostreljet
