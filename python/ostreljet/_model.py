@@ -418,7 +418,10 @@ class Model:
             return list(self._messages)
 
     def concentration(self, x, y, z):
-        """Concentration (mass fraction) at the point (x east, y north, z up; m); 0 before a run."""
+        """Concentration (mass fraction) at the point (x east, y north, z up; m); 0 before a run.
+
+        Concentrations below the stopping concentration are reported as 0.
+        """
         point = [_real(axis, value) for axis, value in zip("xyz", (x, y, z))]
         with self._lock:
             return self._lib.ostreljet_concentration(self._live(), *point)
@@ -440,6 +443,7 @@ class Model:
 
         Point [i][j][k] lies at grid_axes(...)[0][i], [1][j], [2][k]. Negative counts and grids that
         would not fit in the memory available are refused before anything is allocated.
+        Concentrations below the stopping concentration are reported as 0.
         """
         starts = [_real(name, value) for name, value in zip(("x0", "y0", "z0"), (x0, y0, z0))]
         ends = [_real(name, value) for name, value in zip(("x1", "y1", "z1"), (x1, y1, z1))]
