@@ -61,8 +61,9 @@ OSTRELJET_API const char *ostreljet_message(const ostreljet_model *m, int index)
 OSTRELJET_API const char *ostreljet_version(void);
 
 /* Concentration (mass fraction) at a point after a run; 0 before any run; NaN on a null model.
- * Concentrations below the stopping concentration are reported as 0. A point is 0 only where no part of the jet reaches it, wherever the jet
- * goes (the component interface keeps its own quicker test against the downwind line). */
+ * Concentrations below the stopping concentration are reported as 0. A point is 0 only where no part of the
+ * jet reaches it, wherever the jet goes (the component interface keeps its own quicker test against the
+ * downwind line). */
 OSTRELJET_API double ostreljet_concentration(const ostreljet_model *m, double x, double y, double z);
 /* Concentrations on a regular grid, x outermost and z innermost. The x axis runs from x0 to x1
  * inclusive; the y and z axes stop one step short of y1 and z1. Returns the number of values written
