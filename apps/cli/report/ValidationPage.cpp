@@ -30,11 +30,20 @@ svg text{font-family:"DejaVu Sans","Liberation Sans",Arial,sans-serif}
 .ticklabel{font-size:11px;fill:#333}
 .axistitle{font-size:12.5px;fill:#111}
 .note{font-size:11px;fill:#555}
+svg.plot{display:block;background:#fff}
+.grid{stroke:#ebebeb;stroke-width:1}
+.tick{stroke:#333;stroke-width:1}
+.frame{fill:none;stroke:#444;stroke-width:1}
+figure{margin:8px 0 4px 0}
+figcaption{font-size:12.5px;color:#444;max-width:430px;margin:4px 0 0 0}
 )";
 
 std::string number(double value, int digits = 3) {
     if (!std::isfinite(value)) {
         return "—";
+    }
+    if (std::fabs(value) >= 100.0) {
+        return fmt::format("{:.0f}", value);
     }
     return formatValue(value, digits);
 }
