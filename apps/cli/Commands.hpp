@@ -14,5 +14,7 @@ void registerConcentrationCommand(CLI::App &app);
 void registerGridCommand(CLI::App &app);
 void registerGasesCommand(CLI::App &app);
 void registerBatchCommand(CLI::App &app);
+// "validate": the model against published correlations, as an HTML report and JSON.
+void registerValidateCommand(CLI::App &app);
 
 } // namespace ostreljet::cli

@@ -17,6 +17,7 @@ int main(int argc, char **argv) {
     ostreljet::cli::registerGridCommand(app);
     ostreljet::cli::registerGasesCommand(app);
     ostreljet::cli::registerBatchCommand(app);
+    ostreljet::cli::registerValidateCommand(app);
 
     try {
         app.parse(argc, argv);

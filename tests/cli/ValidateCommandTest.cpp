@@ -1,0 +1,96 @@
+// The validate command: the report and the JSON it writes, its refusal of a bad cases file, and the
+// README's table against what the command prints.
+#include "CliTestSupport.hpp"
+
+#include <fmt/core.h>
+
+#include <cctype>
+#include <map>
+#include <regex>
+
+namespace ostreljet::testsupport {
+namespace {
+
+TEST(ValidateCommandTest, WritesTheReportAndPrintsTheSameFiguresAsJson) {
+    TemporaryFolder folder;
+    const std::string page = folder.file("validation.html");
+    const CommandResult result = cli({"validate", "-o", page, "--json"});
+    ASSERT_EQ(result.exitStatus, 0) << result.err;
+    const nlohmann::ordered_json json = nlohmann::ordered_json::parse(result.out);
+    EXPECT_EQ(keysOf(json), (std::vector<std::string>{"cases_file", "seconds", "correlations"}));
+    EXPECT_LT(json["seconds"].get<double>(), 30.0);
+    ASSERT_EQ(json["correlations"].size(), 6u);
+    const std::string html = readText(page);
+    EXPECT_EQ(html.rfind("<!DOCTYPE html>", 0), 0u);
+    EXPECT_EQ(html.find("http://"), html.find("http://www.w3.org/2000/svg")); // nothing fetched
+    EXPECT_EQ(html.find("<script"), std::string::npos);
+    // The summary table comes before the first section, and every correlation has a row, a section and
+    // a plot, with the statistics as printed.
+    const std::size_t firstSection = html.find("<h2 id=");
+    for (const auto &c : json["correlations"]) {
+        const std::string id = c["id"].get<std::string>();
+        SCOPED_TRACE(id);
+        EXPECT_LT(html.find("<a href=\"#" + id + "\">"), firstSection);
+        EXPECT_NE(html.find("<h2 id=\"" + id + "\">"), std::string::npos);
+        EXPECT_NE(html.find(fmt::format("MG {:.2f}, VG {:.2f}, FAC2 {:.2f}", c["MG"].get<double>(),
+                                        c["VG"].get<double>(), c["FAC2"].get<double>())),
+                  std::string::npos);
+        EXPECT_EQ(c["comparisons"].size(), c["points"].get<std::size_t>());
+    }
+    EXPECT_NE(html.find("validation-plot-5-clip"), std::string::npos);
+}
+
+TEST(ValidateCommandTest, TheReadmeTableIsWhatTheCommandPrints) {
+    TemporaryFolder folder;
+    const CommandResult result = cli({"validate", "-o", folder.file("v.html"), "--json"});
+    ASSERT_EQ(result.exitStatus, 0) << result.err;
+    std::map<std::string, std::string> printed;
+    const nlohmann::ordered_json json = nlohmann::ordered_json::parse(result.out);
+    for (const auto &c : json["correlations"]) {
+        printed[c["title"].get<std::string>()] =
+            fmt::format("{}/{} | {:.2f} | {:.2f} | {:.2f}", c["compared"].get<int>(), c["points"].get<int>(),
+                        c["MG"].get<double>(), c["VG"].get<double>(), c["FAC2"].get<double>());
+    }
+    const std::string readme = readText(OSTRELJET_EXAMPLES_DIR "/../README.md");
+    const std::size_t section = readme.find("## How well does it agree?");
+    ASSERT_NE(section, std::string::npos);
+    std::map<std::string, std::string> written;
+    // Rows "| title | compared/points | MG | VG | FAC2 |" of the section's table.
+    for (const std::string &line :
+         linesOf(readme.substr(section, readme.find("\n## ", section + 1) - section))) {
+        if (line.size() < 4 || line.rfind("| ", 0) != 0 || line.substr(line.size() - 2) != " |") {
+            continue;
+        }
+        const std::string inner = line.substr(2, line.size() - 4);
+        const std::size_t split = inner.find(" | ");
+        const std::string figures = inner.substr(split + 3);
+        if (split != std::string::npos && !figures.empty() &&
+            std::isdigit(static_cast<unsigned char>(figures[0]))) {
+            written[inner.substr(0, split)] = figures;
+        }
+    }
+    EXPECT_EQ(written, printed);
+}
+
+TEST(ValidateCommandTest, RefusesABadCasesFileAndWritesNothing) {
+    TemporaryFolder folder;
+    const std::string cases = folder.write("cases.json", R"({"cases":[{"correlation":"nobody"}]})");
+    expectUsageError(cli({"validate", "--cases", cases, "-o", folder.file("v.html")}),
+                     cases + ": case 1: unknown correlation \"nobody\"");
+    EXPECT_EQ(folder.entries(), (std::set<std::string>{"cases.json"}));
+}
+
+TEST(ValidateCommandTest, SummaryOnATerminalLessRunCarriesUnits) {
+    TemporaryFolder folder;
+    const CommandResult result = cli({"validate", "-o", folder.file("v.html")});
+    ASSERT_EQ(result.exitStatus, 0) << result.err;
+    const std::vector<std::string> lines = linesOf(result.out);
+    ASSERT_EQ(lines.size(), 9u);
+    EXPECT_NE(lines[0].find("points  MG (-)  VG (-) FAC2 (-)"), std::string::npos) << lines[0];
+    EXPECT_TRUE(std::regex_match(lines[8], std::regex("wrote .*v\\.html \\(48 model runs, [0-9.]+ s\\)")))
+        << lines[8];
+    EXPECT_EQ(result.err, ""); // no progress line when stderr is not a terminal
+}
+
+} // namespace
+} // namespace ostreljet::testsupport
