@@ -6,10 +6,10 @@ namespace ostreljet {
 
 namespace {
 
-constexpr double gasConstant = 8.31434;        // J/(mol K), the model's value
-constexpr double milligramsPerKilogram = 1e6;  // mg/kg
-constexpr double percentPerFraction = 100.0;   // %
-constexpr double ppmPerFraction = 1e6;         // ppm
+constexpr double gasConstant = 8.31434;       // J/(mol K), the model's value
+constexpr double milligramsPerKilogram = 1e6; // mg/kg
+constexpr double percentPerFraction = 100.0;  // %
+constexpr double ppmPerFraction = 1e6;        // ppm
 
 } // namespace
 
@@ -65,7 +65,8 @@ double ConcentrationConverter::fromModel(double x, ConcentrationUnit unit, doubl
 double ConcentrationConverter::thresholdToModel(double value, ConcentrationUnit unit) const {
     switch (unit) {
     case ConcentrationUnit::massFraction:
-        return volumeFractionFromMassFraction(value, mixture_.sourceMolecularWeight, mixture_.airMolecularWeight);
+        return volumeFractionFromMassFraction(value, mixture_.sourceMolecularWeight,
+                                              mixture_.airMolecularWeight);
     case ConcentrationUnit::volumeFraction:
         return value;
     case ConcentrationUnit::percentByVolume:

@@ -65,8 +65,8 @@ Level Level::parse(std::string_view written, ConcentrationUnit defaultUnit) {
     const std::string words = upper(text);
     for (const NamedLevel &named : namedLevels) {
         if (words == named.name) {
-            const ConcentrationUnit unit =
-                named.kind == Kind::idlh ? ConcentrationUnit::ppmByVolume : ConcentrationUnit::percentByVolume;
+            const ConcentrationUnit unit = named.kind == Kind::idlh ? ConcentrationUnit::ppmByVolume
+                                                                    : ConcentrationUnit::percentByVolume;
             return Level(named.kind, 0.0, unit, std::string(text));
         }
     }

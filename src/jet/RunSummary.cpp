@@ -12,7 +12,7 @@ namespace ostreljet {
 namespace {
 
 constexpr double degreesToRadians = 0.017453292519943278; // rad/degree, the model's value
-constexpr double twoPi = 6.28318530717958;                 // the model's value
+constexpr double twoPi = 6.28318530717958;                // the model's value
 
 // Codes and texts of the messages that end or refuse a run.
 constexpr std::int32_t groundCode = 0;
@@ -31,7 +31,8 @@ constexpr int rayDirections = 16;        // directions around the axis in each c
 constexpr int rayBisections = 20;        // halvings of the bracket on a ray: 1.5 R / 2^20
 constexpr int rayExpansions = 6;         // doublings of a ray's outer end while still above the level
 constexpr double rayReach = 1.5;         // outer end of a ray, in profile radii
-constexpr int segmentBisections = 30;    // halvings along a centreline segment
+constexpr int segmentScans = 100;        // points scanned along a centreline segment
+constexpr int segmentBisections = 24;    // halvings of the last gap of the scan
 constexpr int groundGridPoints = 48;     // coarse grid over the footprint, per axis
 constexpr int groundStarts = 4;          // best coarse points refined
 constexpr double groundTolerance = 1e-5; // refinement stops at this fraction of the footprint's size
@@ -179,13 +180,23 @@ public:
         include(origin + inside * e);
     }
 
-    // Between a point above the level and one below it on a straight line: the last point above it.
+    // Between a point above the level and one below it on a straight line: the farthest point above it.
+    // The field need not fall steadily along the chord (each point takes the most nearly perpendicular of
+    // the samples of its segment), so the chord is scanned first and the last gap bisected.
     void alongSegment(const Point &from, const Point &to) {
-        double inside = 0.0;
-        double outside = 1.0;
-        for (int k = 0; k < segmentBisections; ++k) {
-            const double middle = 0.5 * (inside + outside);
-            (above(from + middle * (to - from)) ? inside : outside) = middle;
+        int last = 0;
+        for (int j = 1; j <= segmentScans; ++j) {
+            if (above(from + (static_cast<double>(j) / segmentScans) * (to - from))) {
+                last = j;
+            }
+        }
+        double inside = static_cast<double>(last) / segmentScans;
+        double outside = static_cast<double>(last + 1) / segmentScans;
+        if (last < segmentScans) {
+            for (int k = 0; k < segmentBisections; ++k) {
+                const double middle = 0.5 * (inside + outside);
+                (above(from + middle * (to - from)) ? inside : outside) = middle;
+            }
         }
         include(from + inside * (to - from));
     }
@@ -216,7 +227,8 @@ void searchRegion(const Series &series, RegionSearch &search) {
     // Region of one level: rays in every output step's cross-section plane, the centreline segments
     // where the level is crossed, and rays ahead of the last step.
     // 1. At each step above the level, bisect along rays around the axis in the plane normal to the jet.
-    // 2. Where the level is crossed between two steps, bisect along the segment for the region's tip.
+    // 2. Where the level is crossed between two steps, scan and bisect along the segment for the region's
+    // tip.
     // 3. When the last step is above the level, bisect along rays in the half-space ahead of it.
     const std::size_t n = series.location.size();
     std::vector<bool> above(n);
@@ -424,7 +436,8 @@ RunSummary RunSummary::of(const JetModel &model, bool inputsAccepted, std::span<
         for (auto m = messages.rbegin(); m != messages.rend(); ++m) {
             if (m->code == groundCode && m->level == 2 && startsWith(m->text, groundText)) {
                 summary.ending = Ending::centrelineOnGround;
-            } else if (m->code == boundaryLayerCode && m->level == 2 && startsWith(m->text, boundaryLayerText)) {
+            } else if (m->code == boundaryLayerCode && m->level == 2 &&
+                       startsWith(m->text, boundaryLayerText)) {
                 summary.ending = Ending::topOfBoundaryLayer;
             } else if (isStoppingNotice(*m)) {
                 summary.ending = Ending::stoppingConcentration;
@@ -451,7 +464,8 @@ RunSummary RunSummary::of(const JetModel &model, bool inputsAccepted, std::span<
     }
 
     const double bearing = model.referenceWindBearing() * degreesToRadians;
-    const WindFrame frame{model.stackLocationX(), model.stackLocationY(), std::sin(bearing), std::cos(bearing)};
+    const WindFrame frame{model.stackLocationX(), model.stackLocationY(), std::sin(bearing),
+                          std::cos(bearing)};
     const Series series = readSeries(model);
     const std::size_t n = series.location.size();
 

@@ -99,9 +99,9 @@ TEST(Level, ReadsNumbersWithUnitsAndNamedLevels) {
         const char *text;
         const char *gas;
         double model; // volume fraction
-    } cases[] = {{"0.01", "methane", 0.01},     {"2%", "methane", 0.02},       {" 2 % ", "methane", 0.02},
-                 {"5000ppm", "methane", 0.005}, {"0.02vol", "methane", 0.02},  {"LFL", "methane", 0.05},
-                 {"lfl/2", "methane", 0.025},   {"UFL", "propane", 0.095},     {"IDLH", "chlorine", 1e-5},
+    } cases[] = {{"0.01", "methane", 0.01},     {"2%", "methane", 0.02},      {" 2 % ", "methane", 0.02},
+                 {"5000ppm", "methane", 0.005}, {"0.02vol", "methane", 0.02}, {"LFL", "methane", 0.05},
+                 {"lfl/2", "methane", 0.025},   {"UFL", "propane", 0.095},    {"IDLH", "chlorine", 1e-5},
                  {"IDLH", "propane", 0.0021},   {"1e-3", "methane", 0.001}};
     for (const auto &c : cases) {
         EXPECT_NEAR(Level::parse(c.text).toModel(ch4, limitsOf(c.gas), c.gas), c.model, 1e-15) << c.text;
@@ -123,8 +123,9 @@ TEST(Level, RefusesBadTextsNamingThem) {
         const char *gas;
         const char *message;
     } cases[] = {
-        {"", "methane", "empty level: expected a number with an optional unit (%, ppm, mg/m3, vol, mass) or "
-                        "one of LFL, UFL, LFL/2, IDLH"},
+        {"", "methane",
+         "empty level: expected a number with an optional unit (%, ppm, mg/m3, vol, mass) or "
+         "one of LFL, UFL, LFL/2, IDLH"},
         {"abc", "methane", "level \"abc\": expected a number"},
         {"LEL", "methane", "level \"LEL\": expected a number"},
         {"nan", "methane", "level \"nan\": not a finite number"},
@@ -154,11 +155,12 @@ TEST(Level, RefusesBadTextsNamingThem) {
 TEST(GasTable, CarriesPublishedHazardLevels) {
     const struct {
         const char *gas;
-        double lfl; // % by volume, 0 for none
-        double ufl; // % by volume, 0 for none
+        double lfl;  // % by volume, 0 for none
+        double ufl;  // % by volume, 0 for none
         double idlh; // ppm, 0 for none
-    } cases[] = {{"methane", 5.0, 15.0, 0},       {"propane", 2.1, 9.5, 2100},  {"n-butane", 1.6, 8.4, 1600},
-                 {"hydrogen", 4.0, 75.0, 0},      {"ammonia", 15.0, 28.0, 300}, {"chlorine", 0, 0, 10},
+    } cases[] = {{"methane", 5.0, 15.0, 0},       {"propane", 2.1, 9.5, 2100},
+                 {"n-butane", 1.6, 8.4, 1600},    {"hydrogen", 4.0, 75.0, 0},
+                 {"ammonia", 15.0, 28.0, 300},    {"chlorine", 0, 0, 10},
                  {"carbon dioxide", 0, 0, 40000}, {"hydrogen sulphide", 4.0, 44.0, 100},
                  {"nitrogen", 0, 0, 0},           {"air", 0, 0, 0}};
     for (const auto &c : cases) {

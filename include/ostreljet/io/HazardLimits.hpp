@@ -9,7 +9,7 @@ namespace ostreljet {
 struct HazardLimits {
     std::optional<double> lowerFlammabilityLimit; // % by volume in air
     std::optional<double> upperFlammabilityLimit; // % by volume in air
-    std::optional<double> idlh;                   // ppm by volume, NIOSH "immediately dangerous to life or health"
+    std::optional<double> idlh; // ppm by volume, NIOSH "immediately dangerous to life or health"
 };
 
 } // namespace ostreljet

@@ -31,7 +31,8 @@ public:
 
     // Reads a level; a number without a unit is in defaultUnit. Throws LevelError for an empty text, a
     // number that is not finite or not above 0, an unknown unit or an unknown word.
-    static Level parse(std::string_view text, ConcentrationUnit defaultUnit = ConcentrationConverter::modelUnit);
+    static Level parse(std::string_view text,
+                       ConcentrationUnit defaultUnit = ConcentrationConverter::modelUnit);
 
     Kind kind() const { return kind_; }
     double value() const { return value_; }           // in unit(); 0 for a named level

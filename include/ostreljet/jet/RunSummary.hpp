@@ -42,12 +42,12 @@ struct RunSummary {
 
     // A place on the plume's path.
     struct Location {
-        double x;          // m, east
-        double y;          // m, north
-        double z;          // m, above ground
-        double downwind;   // m, from the stack along the wind
-        double crosswind;  // m, from the stack across the wind, positive to the left of the wind
-        double arcLength;  // m, along the centreline; for a field point, that of the nearest output step
+        double x;         // m, east
+        double y;         // m, north
+        double z;         // m, above ground
+        double downwind;  // m, from the stack along the wind
+        double crosswind; // m, from the stack across the wind, positive to the left of the wind
+        double arcLength; // m, along the centreline; for a field point, that of the nearest output step
     };
 
     struct LevelAnswer {
@@ -86,18 +86,20 @@ struct RunSummary {
     // "refused by the source checks", "inputs invalid", "other".
     static std::string_view endingName(Ending ending);
     // False when the run gave no usable results (refused or invalid inputs).
-    bool succeeded() const { return ending != Ending::refusedBySourceChecks && ending != Ending::inputsInvalid; }
+    bool succeeded() const {
+        return ending != Ending::refusedBySourceChecks && ending != Ending::inputsInvalid;
+    }
 
     Ending ending = Ending::other;
     std::optional<std::string> endMessage; // the message that ended the run, when one did
     std::vector<Message> messages;         // every message of the run, in order
     std::int32_t outputSteps = 0;
 
-    std::optional<Location> greatestCentrelineHeight;  // the output step with the highest centreline
-    std::optional<double> edgeReachesGroundDownwind;   // m, where centreline height minus profile radius is 0
+    std::optional<Location> greatestCentrelineHeight; // the output step with the highest centreline
+    std::optional<double> edgeReachesGroundDownwind;  // m, where centreline height minus profile radius is 0
     std::optional<double> centrelineReachesGroundDownwind; // m, where the centreline height is 0
-    std::vector<LevelAnswer> levels;                   // in the order requested
-    std::optional<GroundMaximum> groundMaximum;        // absent when the field is 0 everywhere at z = 0
+    std::vector<LevelAnswer> levels;                       // in the order requested
+    std::optional<GroundMaximum> groundMaximum;            // absent when the field is 0 everywhere at z = 0
 };
 
 } // namespace ostreljet
