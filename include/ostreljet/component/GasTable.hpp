@@ -1,11 +1,14 @@
 #pragma once
 
+#include "ostreljet/io/HazardLimits.hpp"
+
 #include <span>
 #include <string_view>
 
 namespace ostreljet {
 
-// Common release gases with the source properties a scenario needs, as ideal gases at 298.15 K.
+// Common release gases with the source properties a scenario needs, as ideal gases at 298.15 K, and their
+// published hazard levels in air.
 class GasTable {
 public:
     struct Entry {
@@ -14,6 +17,7 @@ public:
         double molecularWeight;   // kg/mol
         double specificHeat;      // J/(kg K), at constant pressure
         double specificHeatRatio; // cp / cv
+        HazardLimits hazards;     // flammability limits (% by volume) and IDLH (ppm); absent where none
     };
 
     static std::span<const Entry> entries();

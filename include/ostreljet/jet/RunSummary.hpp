@@ -1,0 +1,105 @@
+#pragma once
+
+#include "ostreljet/diagnostics/ErrorMessageCollection.hpp"
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ostreljet {
+
+class JetModel;
+
+// How serious a message of a run is: information (a normal end), warning (results to use with care) or
+// error (the run ended early, was refused, or its inputs were invalid).
+enum class MessageSeverity { information, warning, error };
+
+// The answers of a finished run that a consequence engineer reports: how it ended, how high the plume
+// went, where it reached the ground and how far each requested level reaches. Distances downwind are
+// measured from the stack along the wind at the reference height, crosswind distances horizontally
+// across it; an answer that does not exist (a level never reached, a plume that never touches down) is
+// absent, never 0. Concentrations are in the model's own unit (volume fraction).
+struct RunSummary {
+    enum class Ending {
+        stoppingConcentration, // the centreline fell to the stopping concentration: a normal end
+        centrelineOnGround,    // the centreline reached the ground
+        topOfBoundaryLayer,    // the centreline reached the top of the boundary layer
+        refusedBySourceChecks, // the orifice conditions are outside the model's range: no output steps
+        inputsInvalid,         // validation refused an input: no output steps
+        other,                 // none of the above (the end of the range, or the integrator gave up)
+    };
+
+    struct Message {
+        std::string text;
+        MessageSeverity severity;
+        std::int32_t code;  // the model's or the integrator's code
+        std::int32_t level; // the message list's level: -1, 0, 1 or 2
+    };
+
+    // A place on the plume's path.
+    struct Location {
+        double x;         // m, east
+        double y;         // m, north
+        double z;         // m, above ground
+        double downwind;  // m, from the stack along the wind
+        double crosswind; // m, from the stack across the wind, positive to the left of the wind
+        double arcLength; // m, along the centreline; for a field point, that of the nearest output step
+    };
+
+    struct LevelAnswer {
+        double level; // volume fraction
+        // Where the centreline concentration first falls below the level, interpolated between output
+        // steps; absent when it starts below the level or never falls below it within the run.
+        std::optional<double> centrelineDownwindDistance; // m
+        std::optional<double> centrelineArcLength;        // m
+        // The region where the field is at or above the level: its farthest point downwind and its
+        // greatest distance across the wind from the downwind line through the stack; absent when the
+        // field nowhere reaches the level.
+        std::optional<double> farthestDownwindExtent; // m
+        std::optional<double> greatestHalfWidth;      // m
+        // True when the centreline is still at or above the level where the run ends, so the region is
+        // cut off by the end of the run.
+        bool exceededAtEndOfRun = false;
+    };
+
+    struct GroundMaximum {
+        double concentration; // volume fraction, at z = 0
+        Location location;
+    };
+
+    // Concentration (volume fraction) at a point (x, y, z in m) from the run's field.
+    using ConcentrationAt = std::function<double(double x, double y, double z)>;
+
+    // Summarises `model` after its run; `inputsAccepted` is what runModel returned. `levels` are volume
+    // fractions; `concentrationAt` is the run's field, queried only after a run with output steps.
+    static RunSummary of(const JetModel &model, bool inputsAccepted, std::span<const double> levels,
+                         const ConcentrationAt &concentrationAt);
+
+    // The severity of a message of the model's list; every front shows this one.
+    static MessageSeverity severityOf(const ErrorMessageCollection::ErrorMessage &message);
+    static std::string_view severityName(MessageSeverity severity); // "information", "warning", "error"
+    // "stopping concentration", "centreline on the ground", "top of the boundary layer",
+    // "refused by the source checks", "inputs invalid", "other".
+    static std::string_view endingName(Ending ending);
+    // False when the run gave no usable results (refused or invalid inputs).
+    bool succeeded() const {
+        return ending != Ending::refusedBySourceChecks && ending != Ending::inputsInvalid;
+    }
+
+    Ending ending = Ending::other;
+    std::optional<std::string> endMessage; // the message that ended the run, when one did
+    std::vector<Message> messages;         // every message of the run, in order
+    std::int32_t outputSteps = 0;
+
+    std::optional<Location> greatestCentrelineHeight; // the output step with the highest centreline
+    std::optional<double> edgeReachesGroundDownwind;  // m, where centreline height minus profile radius is 0
+    std::optional<double> centrelineReachesGroundDownwind; // m, where the centreline height is 0
+    std::vector<LevelAnswer> levels;                       // in the order requested
+    std::optional<GroundMaximum> groundMaximum;            // absent when the field is 0 everywhere at z = 0
+};
+
+} // namespace ostreljet

@@ -1,0 +1,144 @@
+#include "ostreljet/io/Level.hpp"
+
+#include <array>
+#include <cctype>
+#include <charconv>
+#include <cmath>
+#include <optional>
+#include <utility>
+
+namespace ostreljet {
+
+namespace {
+
+struct NamedLevel {
+    std::string_view name; // upper case
+    Level::Kind kind;
+};
+
+constexpr std::array<NamedLevel, 4> namedLevels = {{
+    {"LFL", Level::Kind::lowerFlammabilityLimit},
+    {"UFL", Level::Kind::upperFlammabilityLimit},
+    {"LFL/2", Level::Kind::halfLowerFlammabilityLimit},
+    {"IDLH", Level::Kind::idlh},
+}};
+
+constexpr double percentPerFraction = 100.0; // %
+constexpr double ppmPerFraction = 1e6;       // ppm
+
+std::string_view trim(std::string_view text) {
+    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.front()))) {
+        text.remove_prefix(1);
+    }
+    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back()))) {
+        text.remove_suffix(1);
+    }
+    return text;
+}
+
+std::string upper(std::string_view text) {
+    std::string out;
+    for (const char c : text) {
+        out += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    }
+    return out;
+}
+
+std::string quoted(std::string_view text) {
+    return "level \"" + std::string(text) + "\"";
+}
+
+LevelError missingLimit(const std::string &text, std::string_view gas, std::string_view what) {
+    if (gas.empty()) {
+        return LevelError(quoted(text) + ": no gas is named, so there is no " + std::string(what));
+    }
+    return LevelError(quoted(text) + ": " + std::string(gas) + " has no published " + std::string(what));
+}
+
+} // namespace
+
+Level::Level(Kind kind, double value, ConcentrationUnit unit, std::string text)
+    : kind_(kind), value_(value), unit_(unit), text_(std::move(text)) {}
+
+Level Level::parse(std::string_view written, ConcentrationUnit defaultUnit) {
+    const std::string_view text = trim(written);
+    const std::string words = upper(text);
+    for (const NamedLevel &named : namedLevels) {
+        if (words == named.name) {
+            const ConcentrationUnit unit = named.kind == Kind::idlh ? ConcentrationUnit::ppmByVolume
+                                                                    : ConcentrationUnit::percentByVolume;
+            return Level(named.kind, 0.0, unit, std::string(text));
+        }
+    }
+    const std::string expected = ": expected a number with an optional unit (%, ppm, mg/m3, vol, mass) or "
+                                 "one of LFL, UFL, LFL/2, IDLH";
+    if (text.empty()) {
+        throw LevelError("empty level" + expected);
+    }
+    double value = 0.0;
+    const char *first = text.data();
+    const char *last = text.data() + text.size();
+    const auto [end, error] = std::from_chars(first, last, value);
+    if (error == std::errc::result_out_of_range) {
+        throw LevelError(quoted(text) + ": the number is out of range");
+    }
+    if (error != std::errc() || end == first) {
+        throw LevelError(quoted(text) + expected);
+    }
+    if (!std::isfinite(value)) {
+        throw LevelError(quoted(text) + ": not a finite number");
+    }
+    if (value <= 0.0) {
+        throw LevelError(quoted(text) + ": a level must be greater than 0");
+    }
+    const std::string_view suffix = trim(std::string_view(end, static_cast<std::size_t>(last - end)));
+    ConcentrationUnit unit = defaultUnit;
+    if (!suffix.empty()) {
+        const std::optional<ConcentrationUnit> parsed = parseConcentrationUnit(suffix);
+        if (!parsed) {
+            throw LevelError(quoted(text) + ": unknown unit \"" + std::string(suffix) +
+                             "\" (expected %, ppm, mg/m3, vol or mass)");
+        }
+        unit = *parsed;
+    }
+    return Level(Kind::number, value, unit, std::string(text));
+}
+
+double Level::toModel(const ConcentrationConverter &converter, const HazardLimits &limits,
+                      std::string_view gas) const {
+    double model = 0.0;
+    switch (kind_) {
+    case Kind::number:
+        model = converter.thresholdToModel(value_, unit_);
+        break;
+    case Kind::lowerFlammabilityLimit:
+    case Kind::halfLowerFlammabilityLimit:
+        if (!limits.lowerFlammabilityLimit) {
+            throw missingLimit(text_, gas, "lower flammability limit");
+        }
+        model = *limits.lowerFlammabilityLimit / percentPerFraction;
+        if (kind_ == Kind::halfLowerFlammabilityLimit) {
+            model *= 0.5;
+        }
+        break;
+    case Kind::upperFlammabilityLimit:
+        if (!limits.upperFlammabilityLimit) {
+            throw missingLimit(text_, gas, "upper flammability limit");
+        }
+        model = *limits.upperFlammabilityLimit / percentPerFraction;
+        break;
+    case Kind::idlh:
+        if (!limits.idlh) {
+            throw missingLimit(text_, gas, "IDLH value");
+        }
+        model = *limits.idlh / ppmPerFraction;
+        break;
+    }
+    if (!(model > 0.0 && model < 1.0)) {
+        throw LevelError(quoted(text_) + ": lies at or above pure released gas (volume fraction " +
+                         std::to_string(model) + ")");
+    }
+    return model;
+}
+
+} // namespace ostreljet

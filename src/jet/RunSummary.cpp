@@ -1,0 +1,512 @@
+#include "ostreljet/jet/RunSummary.hpp"
+
+#include "ostreljet/jet/JetModel.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+
+namespace ostreljet {
+
+namespace {
+
+constexpr double degreesToRadians = 0.017453292519943278; // rad/degree, the model's value
+constexpr double twoPi = 6.28318530717958;                // the model's value
+
+// Codes and texts of the messages that end or refuse a run.
+constexpr std::int32_t groundCode = 0;
+constexpr std::int32_t stoppingCode = 2;
+constexpr std::int32_t velocityRatioCode = 26;
+constexpr std::int32_t densityRatioCode = 28;
+constexpr std::int32_t boundaryLayerCode = 32;
+constexpr std::string_view groundText = "The centreline of the jet is interacting with the ground";
+constexpr std::string_view boundaryLayerText =
+    "The centreline of the jet is interacting with the top of the boundary layer";
+constexpr std::string_view stoppingText = "Stopping concentration reached";
+constexpr std::string_view refusalText = "The calculated";
+
+// Ray and grid searches of the field.
+constexpr int rayDirections = 16;        // directions around the axis in each cross-section plane
+constexpr int rayBisections = 20;        // halvings of the bracket on a ray: 1.5 R / 2^20
+constexpr int rayExpansions = 6;         // doublings of a ray's outer end while still above the level
+constexpr double rayReach = 1.5;         // outer end of a ray, in profile radii
+constexpr int segmentScans = 100;        // points scanned along a centreline segment
+constexpr int segmentBisections = 24;    // halvings of the last gap of the scan
+constexpr int groundGridPoints = 48;     // coarse grid over the footprint, per axis
+constexpr int groundStarts = 4;          // best coarse points refined
+constexpr double groundTolerance = 1e-5; // refinement stops at this fraction of the footprint's size
+
+struct Point {
+    double x;
+    double y;
+    double z;
+};
+
+Point operator+(const Point &a, const Point &b) {
+    return {a.x + b.x, a.y + b.y, a.z + b.z};
+}
+Point operator-(const Point &a, const Point &b) {
+    return {a.x - b.x, a.y - b.y, a.z - b.z};
+}
+Point operator*(double s, const Point &a) {
+    return {s * a.x, s * a.y, s * a.z};
+}
+double dot(const Point &a, const Point &b) {
+    return a.x * b.x + a.y * b.y + a.z * b.z;
+}
+Point cross(const Point &a, const Point &b) {
+    return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
+}
+double norm(const Point &a) {
+    return std::sqrt(dot(a, a));
+}
+
+bool startsWith(const std::string &text, std::string_view prefix) {
+    return text.compare(0, prefix.size(), prefix) == 0;
+}
+
+bool isStoppingNotice(const ErrorMessageCollection::ErrorMessage &m) {
+    return m.code == stoppingCode && m.level == 0 && startsWith(m.text, stoppingText);
+}
+
+bool isRefusal(const ErrorMessageCollection::ErrorMessage &m) {
+    return (m.code == velocityRatioCode || m.code == densityRatioCode) && m.level == 0 &&
+           startsWith(m.text, refusalText);
+}
+
+// The site seen from the stack: downwind along the wind at the reference height, crosswind to its left.
+struct WindFrame {
+    double xs; // m
+    double ys; // m
+    double wx; // unit wind, east
+    double wy; // unit wind, north
+
+    double downwind(const Point &p) const { return (p.x - xs) * wx + (p.y - ys) * wy; }
+    double crosswind(const Point &p) const { return -(p.x - xs) * wy + (p.y - ys) * wx; }
+};
+
+// The run's series as plain points.
+struct Series {
+    std::vector<Point> location;  // m
+    std::vector<Point> direction; // unit vectors along the jet
+    std::vector<double> radius;   // m
+    std::vector<double> concentration;
+    std::vector<double> arcLength; // m
+};
+
+Series readSeries(const JetModel &model) {
+    Series series;
+    const std::int32_t n = model.numberOfOutputSteps();
+    const auto &velocities = model.centrelineVelocityVectors();
+    for (std::int32_t i = 0; i < n; ++i) {
+        series.location.push_back(Point{model.centrelineLocation(1, i), model.centrelineLocation(2, i),
+                                        model.centrelineLocation(3, i)});
+        const auto &v = velocities[static_cast<std::size_t>(i)];
+        const Point u{v.x(), v.y(), v.z()};
+        const double speed = norm(u);
+        series.direction.push_back(speed > 0.0 ? (1.0 / speed) * u : Point{0.0, 0.0, 1.0});
+        series.radius.push_back(model.profileRadius(i));
+        series.concentration.push_back(model.centrelineConcentration(i));
+        series.arcLength.push_back(model.arclength(i));
+    }
+    return series;
+}
+
+// Fraction of the way from a to b at which a quantity falling from qa to qb passes q.
+double crossing(double qa, double qb, double q) {
+    return qa == qb ? 0.0 : (qa - q) / (qa - qb);
+}
+
+// The downwind distance where g (a height) first reaches 0, interpolated between output steps.
+std::optional<double> firstTouchdown(const Series &series, const WindFrame &frame, auto &&g) {
+    for (std::size_t i = 0; i < series.location.size(); ++i) {
+        if (g(i) <= 0.0) {
+            const double d = frame.downwind(series.location[i]);
+            if (i == 0) {
+                return d;
+            }
+            const double previous = frame.downwind(series.location[i - 1]);
+            return previous + crossing(g(i - 1), g(i), 0.0) * (d - previous);
+        }
+    }
+    return std::nullopt;
+}
+
+RunSummary::Location locate(const Point &p, const WindFrame &frame, double arcLength) {
+    return RunSummary::Location{p.x, p.y, p.z, frame.downwind(p), frame.crosswind(p), arcLength};
+}
+
+double nearestArcLength(const Series &series, const Point &p) {
+    double best = std::numeric_limits<double>::infinity();
+    double arc = 0.0;
+    for (std::size_t i = 0; i < series.location.size(); ++i) {
+        const double distance = norm(p - series.location[i]);
+        if (distance < best) {
+            best = distance;
+            arc = series.arcLength[i];
+        }
+    }
+    return arc;
+}
+
+// Extent of the region at or above one level.
+class RegionSearch {
+public:
+    RegionSearch(const RunSummary::ConcentrationAt &field, const WindFrame &frame, double level)
+        : field_(field), frame_(frame), level_(level) {}
+
+    bool above(const Point &p) const { return field_(p.x, p.y, p.z) >= level_; }
+
+    void include(const Point &p) {
+        const double d = frame_.downwind(p);
+        const double c = std::fabs(frame_.crosswind(p));
+        farthest_ = farthest_ ? std::max(*farthest_, d) : d;
+        halfWidth_ = halfWidth_ ? std::max(*halfWidth_, c) : c;
+    }
+
+    // From a point above the level along unit direction e: the last point above it, by bisection.
+    void alongRay(const Point &origin, const Point &e, double reach) {
+        double inside = 0.0;
+        double outside = reach;
+        for (int k = 0; k < rayExpansions && above(origin + outside * e); ++k) {
+            inside = outside;
+            outside *= 2.0;
+        }
+        for (int k = 0; k < rayBisections; ++k) {
+            const double middle = 0.5 * (inside + outside);
+            (above(origin + middle * e) ? inside : outside) = middle;
+        }
+        include(origin + inside * e);
+    }
+
+    // Between a point above the level and one below it on a straight line: the farthest point above it.
+    // The field need not fall steadily along the chord (each point takes the most nearly perpendicular of
+    // the samples of its segment), so the chord is scanned first and the last gap bisected.
+    void alongSegment(const Point &from, const Point &to) {
+        int last = 0;
+        for (int j = 1; j <= segmentScans; ++j) {
+            if (above(from + (static_cast<double>(j) / segmentScans) * (to - from))) {
+                last = j;
+            }
+        }
+        double inside = static_cast<double>(last) / segmentScans;
+        double outside = static_cast<double>(last + 1) / segmentScans;
+        if (last < segmentScans) {
+            for (int k = 0; k < segmentBisections; ++k) {
+                const double middle = 0.5 * (inside + outside);
+                (above(from + middle * (to - from)) ? inside : outside) = middle;
+            }
+        }
+        include(from + inside * (to - from));
+    }
+
+    const std::optional<double> &farthest() const { return farthest_; }
+    const std::optional<double> &halfWidth() const { return halfWidth_; }
+
+private:
+    const RunSummary::ConcentrationAt &field_;
+    WindFrame frame_;
+    double level_;
+    std::optional<double> farthest_;
+    std::optional<double> halfWidth_;
+};
+
+// Two unit vectors normal to t and to each other.
+std::array<Point, 2> crossSectionBasis(const Point &t) {
+    Point e1 = cross(t, Point{0.0, 0.0, 1.0});
+    if (norm(e1) < 1e-6) {
+        e1 = cross(t, Point{1.0, 0.0, 0.0});
+    }
+    e1 = (1.0 / norm(e1)) * e1;
+    const Point e2 = cross(t, e1);
+    return {e1, (1.0 / norm(e2)) * e2};
+}
+
+void searchRegion(const Series &series, RegionSearch &search) {
+    // Region of one level: rays in every output step's cross-section plane, the centreline segments
+    // where the level is crossed, and rays ahead of the last step.
+    // 1. At each step above the level, bisect along rays around the axis in the plane normal to the jet.
+    // 2. Where the level is crossed between two steps, scan and bisect along the segment for the region's
+    // tip.
+    // 3. When the last step is above the level, bisect along rays in the half-space ahead of it.
+    const std::size_t n = series.location.size();
+    std::vector<bool> above(n);
+    for (std::size_t i = 0; i < n; ++i) {
+        above[i] = search.above(series.location[i]);
+    }
+    for (std::size_t i = 0; i < n; ++i) {
+        if (!above[i]) {
+            continue;
+        }
+        const Point &p = series.location[i];
+        search.include(p);
+        const auto [e1, e2] = crossSectionBasis(series.direction[i]);
+        const double reach = rayReach * series.radius[i];
+        for (int k = 0; k < rayDirections; ++k) {
+            const double angle = twoPi * k / rayDirections;
+            search.alongRay(p, std::cos(angle) * e1 + std::sin(angle) * e2, reach);
+        }
+        if (i + 1 < n && !above[i + 1]) {
+            search.alongSegment(p, series.location[i + 1]);
+        }
+    }
+    if (n > 0 && above[n - 1]) {
+        const Point &p = series.location[n - 1];
+        const Point &t = series.direction[n - 1];
+        const auto [e1, e2] = crossSectionBasis(t);
+        const double reach = rayReach * series.radius[n - 1];
+        for (const double tilt : {0.25, 0.5, 0.75, 1.0}) {
+            const double elevation = tilt * 0.25 * twoPi; // from the plane towards the jet's direction
+            if (tilt == 1.0) {
+                search.alongRay(p, t, reach);
+                break;
+            }
+            for (int k = 0; k < rayDirections; ++k) {
+                const double angle = twoPi * k / rayDirections;
+                const Point radial = std::cos(angle) * e1 + std::sin(angle) * e2;
+                search.alongRay(p, std::cos(elevation) * radial + std::sin(elevation) * t, reach);
+            }
+        }
+    }
+}
+
+std::optional<RunSummary::GroundMaximum> searchGround(const Series &series, const WindFrame &frame,
+                                                      const RunSummary::ConcentrationAt &field) {
+    // Greatest concentration at z = 0: a coarse grid over the footprint, then compass searches.
+    // 1. The footprint is the horizontal box of every step whose profile reaches below the ground, and of
+    //    its neighbours, widened by their profile radii.
+    // 2. Evaluate a 48 x 48 grid over it and keep the best few points.
+    // 3. From each, step to the best of the eight neighbours at the current spacing, halving the spacing
+    //    when none is better, until it is 1e-5 of the footprint.
+    const std::size_t n = series.location.size();
+    double xMin = std::numeric_limits<double>::infinity();
+    double xMax = -xMin;
+    double yMin = xMin;
+    double yMax = -xMin;
+    bool touches = false;
+    for (std::size_t i = 0; i < n; ++i) {
+        if (series.location[i].z - series.radius[i] >= 0.0) {
+            continue;
+        }
+        touches = true;
+        for (std::size_t j = (i == 0 ? 0 : i - 1); j <= std::min(i + 1, n - 1); ++j) {
+            const Point &p = series.location[j];
+            const double r = series.radius[j];
+            xMin = std::min(xMin, p.x - r);
+            xMax = std::max(xMax, p.x + r);
+            yMin = std::min(yMin, p.y - r);
+            yMax = std::max(yMax, p.y + r);
+        }
+    }
+    if (!touches) {
+        return std::nullopt;
+    }
+    auto value = [&field](double x, double y) { return field(x, y, 0.0); };
+    struct Candidate {
+        double value;
+        double x;
+        double y;
+    };
+    std::vector<Candidate> grid;
+    const double dx = (xMax - xMin) / (groundGridPoints - 1);
+    const double dy = (yMax - yMin) / (groundGridPoints - 1);
+    for (int i = 0; i < groundGridPoints; ++i) {
+        for (int j = 0; j < groundGridPoints; ++j) {
+            const double x = xMin + i * dx;
+            const double y = yMin + j * dy;
+            grid.push_back({value(x, y), x, y});
+        }
+    }
+    const std::size_t starts = std::min<std::size_t>(groundStarts, grid.size());
+    std::partial_sort(grid.begin(), grid.begin() + static_cast<std::ptrdiff_t>(starts), grid.end(),
+                      [](const Candidate &a, const Candidate &b) { return a.value > b.value; });
+    Candidate best = grid.front();
+    const double smallest = groundTolerance * std::max(xMax - xMin, yMax - yMin);
+    for (std::size_t s = 0; s < starts; ++s) {
+        Candidate at = grid[s];
+        if (!(at.value > 0.0)) {
+            continue;
+        }
+        double hx = dx;
+        double hy = dy;
+        while (std::max(hx, hy) > smallest) {
+            Candidate next = at;
+            for (int a = -1; a <= 1; ++a) {
+                for (int b = -1; b <= 1; ++b) {
+                    if (a == 0 && b == 0) {
+                        continue;
+                    }
+                    const double x = at.x + a * hx;
+                    const double y = at.y + b * hy;
+                    const double v = value(x, y);
+                    if (v > next.value) {
+                        next = {v, x, y};
+                    }
+                }
+            }
+            if (next.value > at.value) {
+                at = next;
+            } else {
+                hx *= 0.5;
+                hy *= 0.5;
+            }
+        }
+        if (at.value > best.value) {
+            best = at;
+        }
+    }
+    if (!(best.value > 0.0)) {
+        return std::nullopt;
+    }
+    const Point p{best.x, best.y, 0.0};
+    return RunSummary::GroundMaximum{best.value, locate(p, frame, nearestArcLength(series, p))};
+}
+
+} // namespace
+
+MessageSeverity RunSummary::severityOf(const ErrorMessageCollection::ErrorMessage &message) {
+    if (isStoppingNotice(message)) {
+        return MessageSeverity::information;
+    }
+    if (message.level >= 1 || isRefusal(message)) {
+        return MessageSeverity::error;
+    }
+    return MessageSeverity::warning;
+}
+
+std::string_view RunSummary::severityName(MessageSeverity severity) {
+    switch (severity) {
+    case MessageSeverity::information:
+        return "information";
+    case MessageSeverity::warning:
+        return "warning";
+    case MessageSeverity::error:
+        return "error";
+    }
+    return "error";
+}
+
+std::string_view RunSummary::endingName(Ending ending) {
+    switch (ending) {
+    case Ending::stoppingConcentration:
+        return "stopping concentration";
+    case Ending::centrelineOnGround:
+        return "centreline on the ground";
+    case Ending::topOfBoundaryLayer:
+        return "top of the boundary layer";
+    case Ending::refusedBySourceChecks:
+        return "refused by the source checks";
+    case Ending::inputsInvalid:
+        return "inputs invalid";
+    case Ending::other:
+        return "other";
+    }
+    return "other";
+}
+
+RunSummary RunSummary::of(const JetModel &model, bool inputsAccepted, std::span<const double> levels,
+                          const ConcentrationAt &concentrationAt) {
+    // Summary of a finished run.
+    // 1. Messages with their severities, and the ending from the message that ended the run.
+    // 2. Greatest centreline height and the touchdowns of the edge and the centreline.
+    // 3. Per level: the centreline crossing and the region's extent; then the ground-level maximum.
+    RunSummary summary;
+    summary.outputSteps = model.numberOfOutputSteps();
+    for (const ErrorMessageCollection::ErrorMessage &m : model.messages()) {
+        // Validation's message refuses the run however it reads.
+        const MessageSeverity severity = inputsAccepted ? severityOf(m) : MessageSeverity::error;
+        summary.messages.push_back(Message{m.text, severity, m.code, m.level});
+    }
+    const auto &messages = model.messages();
+    if (!inputsAccepted) {
+        summary.ending = Ending::inputsInvalid;
+        if (!messages.empty()) {
+            summary.endMessage = messages.front().text;
+        }
+    } else if (summary.outputSteps == 0) {
+        for (const auto &m : messages) {
+            if (isRefusal(m)) {
+                summary.ending = Ending::refusedBySourceChecks;
+                summary.endMessage = m.text;
+                break;
+            }
+        }
+    } else {
+        for (auto m = messages.rbegin(); m != messages.rend(); ++m) {
+            if (m->code == groundCode && m->level == 2 && startsWith(m->text, groundText)) {
+                summary.ending = Ending::centrelineOnGround;
+            } else if (m->code == boundaryLayerCode && m->level == 2 &&
+                       startsWith(m->text, boundaryLayerText)) {
+                summary.ending = Ending::topOfBoundaryLayer;
+            } else if (isStoppingNotice(*m)) {
+                summary.ending = Ending::stoppingConcentration;
+            } else {
+                continue;
+            }
+            summary.endMessage = m->text;
+            break;
+        }
+        if (summary.ending == Ending::other) {
+            for (auto m = messages.rbegin(); m != messages.rend(); ++m) {
+                if (severityOf(*m) == MessageSeverity::error) {
+                    summary.endMessage = m->text;
+                    break;
+                }
+            }
+        }
+    }
+    if (summary.outputSteps == 0) {
+        for (const double level : levels) {
+            summary.levels.push_back(LevelAnswer{level, {}, {}, {}, {}, false});
+        }
+        return summary;
+    }
+
+    const double bearing = model.referenceWindBearing() * degreesToRadians;
+    const WindFrame frame{model.stackLocationX(), model.stackLocationY(), std::sin(bearing),
+                          std::cos(bearing)};
+    const Series series = readSeries(model);
+    const std::size_t n = series.location.size();
+
+    std::size_t highest = 0;
+    for (std::size_t i = 1; i < n; ++i) {
+        if (series.location[i].z > series.location[highest].z) {
+            highest = i;
+        }
+    }
+    summary.greatestCentrelineHeight = locate(series.location[highest], frame, series.arcLength[highest]);
+    summary.edgeReachesGroundDownwind = firstTouchdown(
+        series, frame, [&series](std::size_t i) { return series.location[i].z - series.radius[i]; });
+    summary.centrelineReachesGroundDownwind =
+        firstTouchdown(series, frame, [&series](std::size_t i) { return series.location[i].z; });
+
+    for (const double level : levels) {
+        LevelAnswer answer{level, {}, {}, {}, {}, false};
+        const auto &c = series.concentration;
+        if (c[0] >= level) {
+            answer.exceededAtEndOfRun = true;
+            for (std::size_t i = 1; i < n; ++i) {
+                if (c[i] < level) {
+                    const double t = crossing(c[i - 1], c[i], level);
+                    const double d0 = frame.downwind(series.location[i - 1]);
+                    const double d1 = frame.downwind(series.location[i]);
+                    answer.centrelineDownwindDistance = d0 + t * (d1 - d0);
+                    answer.centrelineArcLength =
+                        series.arcLength[i - 1] + t * (series.arcLength[i] - series.arcLength[i - 1]);
+                    answer.exceededAtEndOfRun = false;
+                    break;
+                }
+            }
+        }
+        RegionSearch search(concentrationAt, frame, level);
+        searchRegion(series, search);
+        answer.farthestDownwindExtent = search.farthest();
+        answer.greatestHalfWidth = search.halfWidth();
+        summary.levels.push_back(answer);
+    }
+    summary.groundMaximum = searchGround(series, frame, concentrationAt);
+    return summary;
+}
+
+} // namespace ostreljet
