@@ -115,10 +115,6 @@ const Description &describe(const std::string &id) {
     throw ValidationSuiteError("unknown correlation \"" + id + "\"");
 }
 
-double speed(const vector3 &v) {
-    return std::sqrt(v.x() * v.x() + v.y() * v.y() + v.z() * v.z());
-}
-
 // One finished run and what the comparisons read from it.
 class RunView {
 public:
@@ -131,16 +127,17 @@ public:
         const double bearing = model_.referenceWindBearing() * kDegreesToRadians;
         alongX_ = std::sin(bearing);
         alongY_ = std::cos(bearing);
-        const JetGas &gas = model_.jetGas();
-        exitSpeed_ = speed(gas.source().velocity());
-        sourceDensity_ = gas.source().density();
-        diameter_ = 2.0 * model_.sourceRadius();
+        const JetModel::ExitConditions exit = model_.exitConditions();
+        exitSpeed_ = exit.speed;
+        sourceDensity_ = exit.density;
+        diameter_ = exit.diameter;
         const double h = model_.stackHeight();
-        windSpeed_ = model_.atmosphere().windSpeedAt(h);
-        ambientTemperature_ = model_.atmosphere().temperatureAt(h);
+        Atmosphere air = model_.atmosphere();
+        windSpeed_ = air.windSpeedAt(h);
+        ambientTemperature_ = air.temperatureAt(h);
         // The ambient density where the jet leaves the stack, as the atmosphere itself computes it.
-        model_.atmosphere().setLocation(vector3(model_.stackLocationX(), model_.stackLocationY(), h));
-        ambientDensity_ = model_.atmosphere().density();
+        air.setLocation(vector3(model_.stackLocationX(), model_.stackLocationY(), h));
+        ambientDensity_ = air.density();
     }
 
     JetModel &model() { return model_; }
@@ -269,7 +266,7 @@ std::vector<ValidationPoint> compare(const ValidationSuite::Case &c, RunView &ru
         const double fb = briggsFlux(run);
         const double h = run.model().stackHeight();
         const double ta = run.ambientTemperature();
-        Atmosphere &air = run.model().atmosphere();
+        Atmosphere air = run.model().atmosphere();
         // The mean potential temperature gradient over the rise depends on the rise: iterate to a fixed
         // point.
         double rise = 10.0;

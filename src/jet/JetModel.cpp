@@ -118,6 +118,11 @@ const char *JetModel::versionInfo() {
     return "1.1.0.0";
 }
 
+JetModel::ExitConditions JetModel::exitConditions() const {
+    const Gas &source = jetGas_.source();
+    return ExitConditions{source.velocity().norm(), source.density(), 2.0 * sourceRadius_};
+}
+
 double JetModel::windAlongAxis() const {
     return windAcrossAndAlongAxis().along;
 }

@@ -1,4 +1,5 @@
 #include "ostreljet/jet/RunSummary.hpp"
+#include "ostreljet/jet/ConcentrationField.hpp"
 
 #include "ostreljet/jet/JetModel.hpp"
 
@@ -403,6 +404,13 @@ std::string_view RunSummary::endingName(Ending ending) {
         return "other";
     }
     return "other";
+}
+
+RunSummary RunSummary::of(const JetModel &model, bool inputsAccepted, std::span<const double> levels) {
+    const ConcentrationField field(model, ConcentrationField::Rules::exact);
+    return of(model, inputsAccepted, levels, [&field](double x, double y, double z) {
+        return field.concentration(x, y, z);
+    });
 }
 
 RunSummary RunSummary::of(const JetModel &model, bool inputsAccepted, std::span<const double> levels,

@@ -108,6 +108,14 @@ public:
     // built from the results is current while this number is unchanged.
     std::uint64_t resultsRevision() const { return resultsRevision_; }
 
+    // Where the jet starts, from the last run: the orifice, or for a choked release its pseudo-source.
+    struct ExitConditions {
+        double speed;    // m/s
+        double density;  // kg/m3
+        double diameter; // m
+    };
+    ExitConditions exitConditions() const;
+
     // The ambient atmosphere as the inputs and the last run left it; its velocity is the wind at the
     // last point the run evaluated.
     const Atmosphere &atmosphere() const { return atmosphere_; }

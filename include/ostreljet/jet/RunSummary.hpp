@@ -78,6 +78,9 @@ struct RunSummary {
     // fractions; `concentrationAt` is the run's field, queried only after a run with output steps.
     static RunSummary of(const JetModel &model, bool inputsAccepted, std::span<const double> levels,
                          const ConcentrationAt &concentrationAt);
+    // The same with the run's exact field (no downwind-line assumption), cut off below the stopping
+    // concentration as every front's field is.
+    static RunSummary of(const JetModel &model, bool inputsAccepted, std::span<const double> levels);
 
     // The severity of a message of the model's list; every front shows this one.
     static MessageSeverity severityOf(const ErrorMessageCollection::ErrorMessage &message);
