@@ -100,11 +100,13 @@ void expandLine(const std::string &text, std::size_t line, std::vector<Job> &job
         }
     }
     if (runs > maximumRuns || jobs.size() > maximumRuns - runs) {
-        throw CommandFailure(kUsageError,
-                             fmt::format("line {}: the sweep expands to {} runs, which takes the batch beyond "
-                                         "the limit of {} runs (raise it with --max-runs)",
-                                         line, runs == std::numeric_limits<std::size_t>::max() ? std::string("too many") : std::to_string(runs),
-                                         maximumRuns));
+        throw CommandFailure(
+            kUsageError, fmt::format("line {}: the sweep expands to {} runs, which takes the batch beyond "
+                                     "the limit of {} runs (raise it with --max-runs)",
+                                     line,
+                                     runs == std::numeric_limits<std::size_t>::max() ? std::string("too many")
+                                                                                     : std::to_string(runs),
+                                     maximumRuns));
     }
     std::vector<std::size_t> position(axes.size(), 0);
     for (std::size_t index = 0;; ++index) {
@@ -235,9 +237,9 @@ bool readLine(std::istream &in, std::string &text, const std::string &path, std:
             return true;
         }
         if (text.size() == Scenario::kMaximumFileBytes) {
-            throw CommandFailure(kUsageError,
-                                 fmt::format("{}: line {} is longer than {} bytes, the limit for one scenario",
-                                             path, line, Scenario::kMaximumFileBytes));
+            throw CommandFailure(
+                kUsageError, fmt::format("{}: line {} is longer than {} bytes, the limit for one scenario",
+                                         path, line, Scenario::kMaximumFileBytes));
         }
         text.push_back(static_cast<char>(c));
     }
@@ -340,8 +342,8 @@ void registerBatchCommand(CLI::App &app) {
                 for (std::thread &thread : threads) {
                     thread.join();
                 }
-                throw CommandFailure(kUsageError, fmt::format("cannot start worker thread {} of {}: {}", w + 1,
-                                                              workers, e.code().message()));
+                throw CommandFailure(kUsageError, fmt::format("cannot start worker thread {} of {}: {}",
+                                                              w + 1, workers, e.code().message()));
             }
         }
         const bool showProgress = ::isatty(STDERR_FILENO) != 0;

@@ -1,7 +1,6 @@
 #include "Commands.hpp"
 #include "Support.hpp"
 
-
 #include "ostreljet/component/Scenario.hpp"
 #include "ostreljet/io/InputSanity.hpp"
 

@@ -25,7 +25,8 @@ std::filesystem::path registryFile(const RegistrationOptions &options) {
     }
     const std::filesystem::path file = platform::Registry::defaultPath();
     if (file.empty()) {
-        throw CommandFailure(kUsageError, platform::Registry::noDefaultPathReason() + ", or use --registry FILE");
+        throw CommandFailure(kUsageError,
+                             platform::Registry::noDefaultPathReason() + ", or use --registry FILE");
     }
     return file;
 }

@@ -80,7 +80,8 @@ int ostreljet_set(ostreljet_model *m, const char *property, double value) {
                                                                                               : 0.0;
         if (entry->type != ostreljet::PropertyTable::Type::Double &&
             !(std::floor(value) == value && value >= 0.0 && value <= highest)) {
-            return fail(invalidArgument, std::string("property \"") + property + "\" takes a whole number from 0 to " +
+            return fail(invalidArgument, std::string("property \"") + property +
+                                             "\" takes a whole number from 0 to " +
                                              ostreljet::io::InputSanity::number(highest) + ", not " + shown);
         }
         entry->put(m->model, value);

@@ -8,8 +8,8 @@
 
 #include <cmath>
 #include <filesystem>
-#include <memory>
 #include <fstream>
+#include <memory>
 #include <set>
 #include <utility>
 #include <vector>
@@ -278,8 +278,9 @@ Scenario Scenario::fromText(std::string_view text, const std::string &sourceName
         scenario.inputs_.emplace_back(key, inputValue(sourceName, key, *property, it.value()));
     }
     // A new model starts at stack height 0 m and release angle 0 degrees.
-    const std::string release = io::InputSanity::releaseProblem(
-        inputOrDefault(scenario.inputs_, "stackHeight", 0.0), inputOrDefault(scenario.inputs_, "releaseAngle", 0.0));
+    const std::string release =
+        io::InputSanity::releaseProblem(inputOrDefault(scenario.inputs_, "stackHeight", 0.0),
+                                        inputOrDefault(scenario.inputs_, "releaseAngle", 0.0));
     if (!release.empty()) {
         throw ScenarioError(sourceName + ": " + release);
     }

@@ -7,9 +7,9 @@
 #include <fcntl.h>
 #include <random>
 #include <string_view>
-#include <system_error>
 #include <sys/random.h>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace ostreljet::io {
@@ -101,9 +101,10 @@ Resolution resolve(const std::filesystem::path &target) {
 
 } // namespace
 
-FileWriteError::FileWriteError(const std::filesystem::path &target, int errorNumber, const std::string &reason)
-    : std::runtime_error("cannot write '" + target.string() + "': " +
-                         (reason.empty() ? systemText(errorNumber) : reason)),
+FileWriteError::FileWriteError(const std::filesystem::path &target, int errorNumber,
+                               const std::string &reason)
+    : std::runtime_error("cannot write '" + target.string() +
+                         "': " + (reason.empty() ? systemText(errorNumber) : reason)),
       errorNumber_(errorNumber == 0 ? EIO : errorNumber) {}
 
 SafeFile::SafeFile(const std::filesystem::path &target) : target_(target) {

@@ -73,10 +73,12 @@ TEST(CApiBadInput, NonFiniteValuesAndClassesOutOfRangeAreRefusedAndNothingIsStor
     EXPECT_EQ(ostreljet_set(m, "referenceWindSpeed", -inf), -2);
     EXPECT_STREQ(ostreljet_last_error(), "property \"referenceWindSpeed\" takes a finite number, not -inf");
     EXPECT_EQ(ostreljet_set(m, "pasquillStability", 7), -2);
-    EXPECT_STREQ(ostreljet_last_error(), "property \"pasquillStability\" takes a whole number from 0 to 5, not 7");
+    EXPECT_STREQ(ostreljet_last_error(),
+                 "property \"pasquillStability\" takes a whole number from 0 to 5, not 7");
     EXPECT_EQ(ostreljet_set(m, "pasquillStability", -1), -2);
     EXPECT_EQ(ostreljet_set(m, "timeAveraging", 5), -2);
-    EXPECT_STREQ(ostreljet_last_error(), "property \"timeAveraging\" takes a whole number from 0 to 1, not 5");
+    EXPECT_STREQ(ostreljet_last_error(),
+                 "property \"timeAveraging\" takes a whole number from 0 to 1, not 5");
     double value = -7.0;
     EXPECT_EQ(ostreljet_get(m, "stackHeight", &value), 0);
     EXPECT_EQ(value, 0.0);
@@ -96,10 +98,11 @@ TEST(CApiBadInput, AReleaseStartingUndergroundIsRefusedAndTheLastRunKept) {
     EXPECT_EQ(ostreljet_set(m, "stackHeight", 0), 0);
     EXPECT_EQ(ostreljet_set(m, "releaseAngle", -90), 0);
     EXPECT_EQ(ostreljet_run(m), -2);
-    EXPECT_STREQ(ostreljet_last_error(),
-                 "the release starts at ground level (stackHeight 0 m) and points downward (releaseAngle -90 "
-                 "degrees), so the jet would start underground; raise the stack above 0 m or point the release "
-                 "at or above the horizontal");
+    EXPECT_STREQ(
+        ostreljet_last_error(),
+        "the release starts at ground level (stackHeight 0 m) and points downward (releaseAngle -90 "
+        "degrees), so the jet would start underground; raise the stack above 0 m or point the release "
+        "at or above the horizontal");
     EXPECT_EQ(ostreljet_step_count(m), steps);
     // Level at ground, or downward from any height above it, still runs.
     EXPECT_EQ(ostreljet_set(m, "releaseAngle", 0), 0);

@@ -36,7 +36,8 @@ static void test_names_defaults_and_failed_validation(void) {
     CHECK(ostreljet_set(m, "pasquillStability", 2.5) == -2);
     CHECK(LAST_ERROR_IS("property \"pasquillStability\" takes a whole number from 0 to 5, not 2.5"));
     CHECK(ostreljet_set(m, "timeAveraging", NAN) == -2);
-    CHECK(ostreljet_set(m, "pasquillStability", 6.0) == -2 && ostreljet_set(m, "pasquillStability", -1.0) == -2);
+    CHECK(ostreljet_set(m, "pasquillStability", 6.0) == -2 &&
+          ostreljet_set(m, "pasquillStability", -1.0) == -2);
     CHECK(ostreljet_set(m, "timeAveraging", 2.0) == -2);
     CHECK(LAST_ERROR_IS("property \"timeAveraging\" takes a whole number from 0 to 1, not 2"));
     CHECK(ostreljet_set(m, "pasquillStability", 5.0) == 0 && ostreljet_set(m, "timeAveraging", 1.0) == 0);

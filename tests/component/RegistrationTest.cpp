@@ -175,7 +175,8 @@ TEST_F(Registration, CreationByNameLoadsOnlyALibraryAtAnAbsolutePath) {
         planted.setValue("HKCR\\CLSID\\" + libraryClass + "\\InprocServer32", "", server);
         planted.save(file());
         void *object = reinterpret_cast<void *>(1);
-        EXPECT_EQ(ostreljet::CoCreateInstanceByProgID("Planted.Model", IID_IDispatch, &object), ostreljet::CO_E_DLLNOTFOUND)
+        EXPECT_EQ(ostreljet::CoCreateInstanceByProgID("Planted.Model", IID_IDispatch, &object),
+                  ostreljet::CO_E_DLLNOTFOUND)
             << server;
         EXPECT_EQ(object, nullptr);
     }
@@ -185,7 +186,8 @@ TEST_F(Registration, CreationByNameLoadsOnlyALibraryAtAnAbsolutePath) {
     real.setValue("HKCR\\CLSID\\" + libraryClass + "\\InprocServer32", "", libraryFile().string());
     real.save(file());
     IDispatch *object = nullptr;
-    ASSERT_EQ(ostreljet::CoCreateInstanceByProgID("Planted.Model", IID_IDispatch, reinterpret_cast<void **>(&object)),
+    ASSERT_EQ(ostreljet::CoCreateInstanceByProgID("Planted.Model", IID_IDispatch,
+                                                  reinterpret_cast<void **>(&object)),
               S_OK);
     object->Release();
 }

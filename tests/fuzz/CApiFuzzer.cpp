@@ -108,9 +108,11 @@ void setInput(ostreljet_model *m, FuzzedDataProvider &data) {
         require(status == -1, "an unknown property is refused with -1");
     } else if (ostreljet::PropertyTable::properties()[which].type != ostreljet::PropertyTable::Type::Double) {
         const double highest =
-            ostreljet::PropertyTable::properties()[which].type == ostreljet::PropertyTable::Type::Pasquill ? 5.0
-                                                                                                           : 1.0;
-        const bool inRange = std::isfinite(value) && std::floor(value) == value && value >= 0.0 && value <= highest;
+            ostreljet::PropertyTable::properties()[which].type == ostreljet::PropertyTable::Type::Pasquill
+                ? 5.0
+                : 1.0;
+        const bool inRange =
+            std::isfinite(value) && std::floor(value) == value && value >= 0.0 && value <= highest;
         require(status == (inRange ? 0 : -2), "an enumeration takes whole numbers in its range only");
     } else {
         require(status == (std::isfinite(value) ? 0 : -2), "a real input takes any finite double only");
@@ -155,7 +157,8 @@ void queryGrid(ostreljet_model *m, FuzzedDataProvider &data) {
         ostreljet_concentration_grid(m, x0, y0, z0, x1, y1, z1, nx, ny, nz, buffer.data(), capacity);
     const bool unusable = !std::isfinite(x1 - x0) || !std::isfinite(y1 - y0) || !std::isfinite(z1 - z0);
     if (unusable || negative || capacity < 0 || product > capacity) {
-        require(written == -1, "non-finite corners, a negative count or too small a buffer are refused with -1");
+        require(written == -1,
+                "non-finite corners, a negative count or too small a buffer are refused with -1");
         require(ostreljet_last_error()[0] != '\0', "a refused grid says why");
     } else {
         require(written == static_cast<long long>(product), "a grid writes nx * ny * nz values");

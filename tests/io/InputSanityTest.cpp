@@ -25,8 +25,10 @@ TEST(InputSanity, PointsAndGridsMustBeFiniteWithExtentsThatDoNotOverflow) {
     const double inf = std::numeric_limits<double>::infinity();
     EXPECT_EQ(InputSanity::pointProblem(1, 2, 3), "");
     EXPECT_EQ(InputSanity::pointProblem(0, inf, 0), "the point's y is inf, not a finite number of metres");
-    EXPECT_EQ(InputSanity::gridProblem(nan, 0, 0, 1, 1, 1), "the grid's start x0 is nan, not a finite number of metres");
-    EXPECT_EQ(InputSanity::gridProblem(0, 0, 0, 1, 1, -inf), "the grid's end z1 is -inf, not a finite number of metres");
+    EXPECT_EQ(InputSanity::gridProblem(nan, 0, 0, 1, 1, 1),
+              "the grid's start x0 is nan, not a finite number of metres");
+    EXPECT_EQ(InputSanity::gridProblem(0, 0, 0, 1, 1, -inf),
+              "the grid's end z1 is -inf, not a finite number of metres");
     EXPECT_EQ(InputSanity::gridProblem(1e308, 0, 0, -1e308, 1, 1),
               "the grid's x extent from 1e+308 m to -1e+308 m overflows: x1 - x0 is not a finite number");
     // The largest extent that still fits: from -max/2 to +max/2.

@@ -81,7 +81,7 @@ TEST(SafeFile, SymbolicLinksAreWrittenThroughAndStayLinks) {
     fs::create_directory(folder / "real");
     std::ofstream(folder / "real" / "out.csv") << "old\n";
     ::chmod((folder / "real" / "out.csv").c_str(), 0604);
-    fs::create_symlink("real/out.csv", folder / "link.csv");       // relative, to an existing file
+    fs::create_symlink("real/out.csv", folder / "link.csv");                  // relative, to an existing file
     fs::create_symlink(folder / "real" / "new.csv", folder / "dangling.csv"); // to a name not yet taken
     writeText(folder / "link.csv", "through\n");
     writeText(folder / "dangling.csv", "created\n");
@@ -136,7 +136,8 @@ TEST(SafeFile, FailuresNameTheSystemsReasonAndLeaveTheOldFile) {
             try {
                 writeText(folder / "folder", "x");
             } catch (const FileWriteError &e) {
-                EXPECT_EQ(std::string(e.what()), "cannot write '" + (folder / "folder").string() + "': Is a directory");
+                EXPECT_EQ(std::string(e.what()),
+                          "cannot write '" + (folder / "folder").string() + "': Is a directory");
                 throw;
             }
         },
