@@ -26,10 +26,12 @@ void report(bool isError, const char *message, const char *prefix = "ostreljet: 
 int finishStandardOutput(int status) noexcept {
     errno = 0;
     const bool flushed = std::fflush(stdout) == 0;
-    if (!flushed || std::ferror(stdout) != 0) {
+    const bool failed = !flushed || std::ferror(stdout) != 0;
+    // A command that already ended with an error has said so; a lost table is not worth a second line.
+    if (failed && (status == ostreljet::cli::kSuccess || status == ostreljet::cli::kInputsInvalid)) {
         const int cause = errno == 0 ? EIO : errno;
         report(false, std::strerror(cause), "ostreljet: error: cannot write to standard output: ");
-        return status == ostreljet::cli::kInternalError ? status : ostreljet::cli::kUsageError;
+        return ostreljet::cli::kUsageError;
     }
     return status;
 }
