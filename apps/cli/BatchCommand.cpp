@@ -11,9 +11,14 @@
 #include <atomic>
 #include <chrono>
 #include <cmath>
+#include <exception>
+#include <filesystem>
 #include <fstream>
+#include <limits>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -24,11 +29,15 @@ namespace {
 
 using json = nlohmann::ordered_json;
 
+// Runs a batch may expand to unless --max-runs allows more: a sweep is counted before it is expanded.
+constexpr std::size_t kDefaultMaximumRuns = 100000;
+
 struct BatchOptions {
     std::string input;
     std::string output;
     unsigned jobs = 0;
     std::string levels;
+    std::size_t maximumRuns = kDefaultMaximumRuns;
 };
 
 // One run of the batch: the scenario text it was expanded to, or the error of its line.
@@ -41,25 +50,30 @@ struct Job {
 };
 
 // Expands one input line: a scenario object, or {"base": {...}, "vary": {"key": [values], ...}} whose
-// product of values gives one scenario each (the last key varies fastest).
-void expandLine(const std::string &text, std::size_t line, std::vector<Job> &jobs) {
-    json document;
+// product of values gives one scenario each (the last key varies fastest). A sweep is counted first and
+// refused, with status 2, when the batch would exceed `maximumRuns`.
+void expandLine(const std::string &text, std::size_t line, std::vector<Job> &jobs, std::size_t maximumRuns) {
+    // The scenario reader checks the text first (nesting, keys given twice) and words its faults.
     try {
-        document = json::parse(text);
-    } catch (const json::exception &) {
-        // The scenario reader words the fault with its line and column.
-        std::string error = fmt::format("line {}: not valid JSON", line);
-        try {
-            Scenario::fromText(text, fmt::format("line {}", line));
-        } catch (const ScenarioError &e) {
-            error = e.what();
-        }
-        jobs.push_back({line, 0, "", error, ""});
+        Scenario::checkJson(text, fmt::format("line {}", line));
+    } catch (const ScenarioError &e) {
+        jobs.push_back({line, 0, "", e.what(), ""});
         return;
     }
+    const json document = json::parse(text);
     if (!document.is_object() || !(document.contains("base") || document.contains("vary"))) {
         jobs.push_back({line, 0, text, "", ""});
         return;
+    }
+    for (auto it = document.begin(); it != document.end(); ++it) {
+        if (it.key() != "base" && it.key() != "vary") {
+            jobs.push_back({line, 0, "",
+                            fmt::format("line {}: unknown key \"{}\" beside \"base\" and \"vary\" (a sweep "
+                                        "line holds only those two; put inputs in \"base\")",
+                                        line, it.key()),
+                            ""});
+            return;
+        }
     }
     const json base = document.value("base", json::object());
     const json vary = document.value("vary", json::object());
@@ -77,6 +91,22 @@ void expandLine(const std::string &text, std::size_t line, std::vector<Job> &job
             return;
         }
         axes.emplace_back(it.key(), it.value());
+    }
+    std::size_t runs = 1;
+    for (const auto &axis : axes) {
+        if (__builtin_mul_overflow(runs, axis.second.size(), &runs)) {
+            runs = std::numeric_limits<std::size_t>::max();
+            break;
+        }
+    }
+    if (runs > maximumRuns || jobs.size() > maximumRuns - runs) {
+        throw CommandFailure(
+            kUsageError, fmt::format("line {}: the sweep expands to {} runs, which takes the batch beyond "
+                                     "the limit of {} runs (raise it with --max-runs)",
+                                     line,
+                                     runs == std::numeric_limits<std::size_t>::max() ? std::string("too many")
+                                                                                     : std::to_string(runs),
+                                     maximumRuns));
     }
     std::vector<std::size_t> position(axes.size(), 0);
     for (std::size_t index = 0;; ++index) {
@@ -197,6 +227,25 @@ std::string runJob(const Job &job, const std::vector<double> &levels) {
     return result.dump();
 }
 
+// Reads one line of at most Scenario::kMaximumFileBytes bytes, so that an endless file without line
+// breaks (/dev/zero) is refused rather than read into memory. False at the end of the file.
+bool readLine(std::istream &in, std::string &text, const std::string &path, std::size_t line) {
+    text.clear();
+    std::streambuf *buffer = in.rdbuf();
+    for (int c = buffer->sbumpc(); c != std::char_traits<char>::eof(); c = buffer->sbumpc()) {
+        if (c == '\n') {
+            return true;
+        }
+        if (text.size() == Scenario::kMaximumFileBytes) {
+            throw CommandFailure(
+                kUsageError, fmt::format("{}: line {} is longer than {} bytes, the limit for one scenario",
+                                         path, line, Scenario::kMaximumFileBytes));
+        }
+        text.push_back(static_cast<char>(c));
+    }
+    return !text.empty();
+}
+
 std::vector<double> parseLevels(const std::string &text) {
     std::vector<double> levels;
     if (text.empty()) {
@@ -229,6 +278,12 @@ void registerBatchCommand(CLI::App &app) {
         ->type_name("RESULTS.jsonl");
     command->add_option("--jobs", options->jobs, "runs at a time (default: one per core)")->type_name("N");
     command
+        ->add_option("--max-runs", options->maximumRuns,
+                     fmt::format("most runs the batch may expand to, sweeps counted before they are "
+                                 "expanded (default {})",
+                                 kDefaultMaximumRuns))
+        ->type_name("N");
+    command
         ->add_option("--levels", options->levels,
                      "concentrations at which to report where the centreline first falls below them")
         ->type_name("C1,C2,...");
@@ -236,18 +291,23 @@ void registerBatchCommand(CLI::App &app) {
     command->callback([options]() {
         const std::vector<double> levels = parseLevels(options->levels);
         checkOutputPath(options->output);
-        std::ifstream in(options->input);
+        std::error_code error;
+        if (std::filesystem::is_directory(options->input, error)) {
+            throw CommandFailure(kUsageError,
+                                 fmt::format("{}: is a directory, not a file of scenarios", options->input));
+        }
+        std::ifstream in(options->input, std::ios::binary);
         if (!in) {
             throw CommandFailure(kUsageError,
                                  fmt::format("{}: cannot be opened for reading", options->input));
         }
         std::vector<Job> jobs;
         std::string text;
-        for (std::size_t line = 1; std::getline(in, text); ++line) {
+        for (std::size_t line = 1; readLine(in, text, options->input, line); ++line) {
             if (text.find_first_not_of(" \t\r") == std::string::npos) {
                 continue;
             }
-            expandLine(text, line, jobs);
+            expandLine(text, line, jobs, options->maximumRuns);
         }
         echoModelMessagesTo(nullptr); // the messages are in the results
 
@@ -256,15 +316,35 @@ void registerBatchCommand(CLI::App &app) {
             1u, std::min<unsigned>(workers, static_cast<unsigned>(std::max<std::size_t>(jobs.size(), 1))));
         std::atomic<std::size_t> next{0};
         std::atomic<std::size_t> done{0};
+        std::exception_ptr failure;
+        std::mutex failureMutex;
         auto work = [&]() {
-            for (std::size_t j = next.fetch_add(1); j < jobs.size(); j = next.fetch_add(1)) {
-                jobs[j].result = runJob(jobs[j], levels);
-                done.fetch_add(1);
+            try {
+                for (std::size_t j = next.fetch_add(1); j < jobs.size(); j = next.fetch_add(1)) {
+                    jobs[j].result = runJob(jobs[j], levels);
+                    done.fetch_add(1);
+                }
+            } catch (...) {
+                // Out of memory, say: stop handing out runs and report it after the join.
+                const std::lock_guard<std::mutex> lock(failureMutex);
+                failure = std::current_exception();
+                next.store(jobs.size());
+                done.store(jobs.size());
             }
         };
         std::vector<std::thread> threads;
+        threads.reserve(workers);
         for (unsigned w = 0; w < workers; ++w) {
-            threads.emplace_back(work);
+            try {
+                threads.emplace_back(work);
+            } catch (const std::system_error &e) {
+                next.store(jobs.size());
+                for (std::thread &thread : threads) {
+                    thread.join();
+                }
+                throw CommandFailure(kUsageError, fmt::format("cannot start worker thread {} of {}: {}",
+                                                              w + 1, workers, e.code().message()));
+            }
         }
         const bool showProgress = ::isatty(STDERR_FILENO) != 0;
         while (showProgress && done.load() < jobs.size()) {
@@ -273,6 +353,9 @@ void registerBatchCommand(CLI::App &app) {
         }
         for (std::thread &thread : threads) {
             thread.join();
+        }
+        if (failure) {
+            std::rethrow_exception(failure);
         }
         if (showProgress) {
             fmt::print(stderr, "\rbatch: {}/{} runs\n", jobs.size(), jobs.size());

@@ -2,6 +2,7 @@
 #include "Support.hpp"
 
 #include "ostreljet/component/Scenario.hpp"
+#include "ostreljet/io/InputSanity.hpp"
 
 #include <fmt/core.h>
 #include <fmt/format.h>
@@ -165,6 +166,11 @@ void registerGridCommand(CLI::App &app) {
         GridSpec grid;
         grid.from = parseTriple("--from", options->from);
         grid.to = parseTriple("--to", options->to);
+        const std::string bounds = io::InputSanity::gridProblem(grid.from[0], grid.from[1], grid.from[2],
+                                                                grid.to[0], grid.to[1], grid.to[2]);
+        if (!bounds.empty()) {
+            throw CommandFailure(kUsageError, "--from/--to: " + bounds);
+        }
         grid.count = parseCountTriple("--points", options->points);
         checkGridFitsInMemory(grid);
         grid.points = ConcentrationField::gridPointCount(grid.count[0], grid.count[1], grid.count[2]);

@@ -18,9 +18,17 @@ struct RegistrationOptions {
     std::string registry; // the registry file; empty for the default
 };
 
+// The registry file named on the command line (made absolute), else the default one.
 std::filesystem::path registryFile(const RegistrationOptions &options) {
-    return options.registry.empty() ? platform::Registry::defaultPath()
-                                    : std::filesystem::path(options.registry);
+    if (!options.registry.empty()) {
+        return std::filesystem::absolute(options.registry);
+    }
+    const std::filesystem::path file = platform::Registry::defaultPath();
+    if (file.empty()) {
+        throw CommandFailure(kUsageError,
+                             platform::Registry::noDefaultPathReason() + ", or use --registry FILE");
+    }
+    return file;
 }
 
 void addRegistryOption(CLI::App *command, RegistrationOptions &options) {

@@ -1,5 +1,7 @@
 #include "Support.hpp"
 
+#include "ostreljet/io/SafeFile.hpp"
+
 #include <fmt/core.h>
 #include <nlohmann/json.hpp>
 
@@ -48,6 +50,10 @@ std::vector<double> parseTriple(const std::string &option, const std::string &te
         if (!value) {
             throw CommandFailure(kUsageError,
                                  fmt::format("{}: '{}' is not a number in '{}'", option, piece, text));
+        }
+        if (!std::isfinite(*value)) {
+            throw CommandFailure(kUsageError,
+                                 fmt::format("{}: '{}' is not a finite number in '{}'", option, piece, text));
         }
         values.push_back(*value);
     }
@@ -145,15 +151,10 @@ std::filesystem::path folderOf(const std::filesystem::path &target) {
     return target.has_parent_path() ? target.parent_path() : std::filesystem::path(".");
 }
 
-// The temporary file of the write in progress, removed by the handler of a signal that ends the tool.
-char pendingTemporary[4096];
-volatile std::sig_atomic_t temporaryPending = 0;
 constexpr int kCleanupSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
 extern "C" void removeTemporaryAndEnd(int signalNumber) {
-    if (temporaryPending != 0) {
-        ::unlink(pendingTemporary);
-    }
+    io::SafeFile::removePendingTemporaries();
     // End as the signal would have ended the tool: default action, then the same signal again.
     struct sigaction action {};
     action.sa_handler = SIG_DFL;
@@ -162,15 +163,11 @@ extern "C" void removeTemporaryAndEnd(int signalNumber) {
     ::raise(signalNumber);
 }
 
-// Removes the temporary file if a signal ends the tool while it exists; restores the handlers on leaving.
+// Removes the temporary file of the write in progress if a signal ends the tool; restores the handlers
+// on leaving.
 class TemporaryFileGuard {
 public:
-    explicit TemporaryFileGuard(const std::string &path) {
-        if (path.size() < sizeof pendingTemporary) {
-            path.copy(pendingTemporary, path.size());
-            pendingTemporary[path.size()] = '\0';
-            temporaryPending = 1;
-        }
+    TemporaryFileGuard() {
         struct sigaction action {};
         action.sa_handler = removeTemporaryAndEnd;
         sigemptyset(&action.sa_mask);
@@ -186,7 +183,6 @@ public:
         for (std::size_t i = 0; i < std::size(kCleanupSignals); ++i) {
             ::sigaction(kCleanupSignals[i], &previous_[i], nullptr);
         }
-        temporaryPending = 0;
     }
     TemporaryFileGuard(const TemporaryFileGuard &) = delete;
     TemporaryFileGuard &operator=(const TemporaryFileGuard &) = delete;
@@ -214,35 +210,14 @@ void checkOutputPath(const std::string &path) {
 }
 
 void writeFileAtomically(const std::string &path, const std::function<void(std::FILE *)> &writer) {
-    namespace fs = std::filesystem;
     checkOutputPath(path);
-    const fs::path target(path);
-    const fs::path folder = folderOf(target);
-    std::error_code error;
-    const fs::path temporary = folder / fmt::format(".{}.{}.tmp", target.filename().string(), ::getpid());
-    const TemporaryFileGuard guard(temporary.string());
-    std::FILE *stream = std::fopen(temporary.c_str(), "wb");
-    if (stream == nullptr) {
-        throw CommandFailure(kUsageError, fmt::format("cannot write '{}': {}", path, std::strerror(errno)));
-    }
+    // What the command printed so far comes first when the file is the tool's own standard output.
+    std::fflush(stdout);
+    const TemporaryFileGuard guard;
     try {
-        writer(stream);
-    } catch (...) {
-        std::fclose(stream);
-        fs::remove(temporary, error);
-        throw;
-    }
-    const bool written = std::fflush(stream) == 0 && !std::ferror(stream);
-    const bool closed = std::fclose(stream) == 0;
-    if (!written || !closed) {
-        const int cause = errno;
-        fs::remove(temporary, error);
-        throw CommandFailure(kUsageError, fmt::format("cannot write '{}': {}", path, std::strerror(cause)));
-    }
-    fs::rename(temporary, target, error);
-    if (error) {
-        fs::remove(temporary, error);
-        throw CommandFailure(kUsageError, fmt::format("cannot write '{}': {}", path, error.message()));
+        io::SafeFile::write(path, writer);
+    } catch (const io::FileWriteError &e) {
+        throw CommandFailure(kUsageError, e.what());
     }
 }
 

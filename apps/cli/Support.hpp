@@ -17,10 +17,12 @@
 
 namespace ostreljet::cli {
 
-// Exit statuses of the command.
+// Exit statuses of the command: 0 done; 1 the inputs failed the model's validation; 2 a usage, input
+// or file error, or a resource that ran out (memory, threads, disk); 3 an error inside the tool.
 constexpr int kSuccess = 0;
 constexpr int kInputsInvalid = 1;
 constexpr int kUsageError = 2;
+constexpr int kInternalError = 3;
 
 // How the concentration field treats small values, as every front says it.
 constexpr std::string_view kCutoffSentence =
@@ -40,7 +42,7 @@ private:
 std::optional<double> parseNumber(std::string_view text);
 // The pieces of a comma-separated list; an empty text is one empty piece.
 std::vector<std::string> splitAtCommas(const std::string &text);
-// "X,Y,Z" as three numbers; the option's name goes into the error.
+// "X,Y,Z" as three finite numbers; the option's name goes into the error.
 std::vector<double> parseTriple(const std::string &option, const std::string &text);
 
 // "NX,NY,NZ" as three whole numbers from 0 to 2147483647; the option's name goes into the error.
@@ -69,8 +71,9 @@ void printRunSummary(const JetModel &model);
 // Refuses, with status 2, a path whose folder does not exist or that names a directory.
 void checkOutputPath(const std::string &path);
 
-// Writes a file through a temporary file in the same folder and a rename, so that an interrupted or
-// failed write never leaves half a file under the final name. The writer fills the open stream.
+// Writes a file with io::SafeFile (a temporary file beside it and a rename; devices and streams in
+// place), so that an interrupted or failed write never leaves half a file or a temporary file. The
+// writer fills the open stream; a failure ends the command with status 2 and the system's reason.
 void writeFileAtomically(const std::string &path, const std::function<void(std::FILE *)> &writer);
 
 // Memory the system can still hand out (bytes): MemAvailable from /proc/meminfo, or else the physical

@@ -2,11 +2,41 @@
 #include "Support.hpp"
 
 #include <CLI/CLI.hpp>
-#include <fmt/core.h>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <new>
+#include <system_error>
 
-int main(int argc, char **argv) {
+namespace {
+
+// Prints "ostreljet: [error: ]MESSAGE" on stderr. Never throws: when stderr itself cannot be written,
+// the exit status is all that is left to tell.
+void report(bool isError, const char *message, const char *prefix = "ostreljet: ") noexcept {
+    std::fputs(prefix, stderr);
+    std::fputs(isError ? "error: " : "", stderr);
+    std::fputs(message, stderr);
+    std::fputc('\n', stderr);
+    std::fflush(stderr);
+}
+
+// Output that stays in the stdout buffer is written only at exit, where a failure would go unseen:
+// flush it here and make a failed write (a full disk, /dev/full, a closed pipe) an error.
+int finishStandardOutput(int status) noexcept {
+    errno = 0;
+    const bool flushed = std::fflush(stdout) == 0;
+    const bool failed = !flushed || std::ferror(stdout) != 0;
+    // A command that already ended with an error has said so; a lost table is not worth a second line.
+    if (failed && (status == ostreljet::cli::kSuccess || status == ostreljet::cli::kInputsInvalid)) {
+        const int cause = errno == 0 ? EIO : errno;
+        report(false, std::strerror(cause), "ostreljet: error: cannot write to standard output: ");
+        return ostreljet::cli::kUsageError;
+    }
+    return status;
+}
+
+int runTool(int argc, char **argv) {
     CLI::App app{"Integral model of a continuous gas release into a crosswind.", "ostreljet"};
     app.require_subcommand(1);
     ostreljet::cli::registerProfileCommand(app);
@@ -24,17 +54,37 @@ int main(int argc, char **argv) {
     } catch (const CLI::Success &e) {
         return app.exit(e);
     } catch (const CLI::ParseError &e) {
-        fmt::print(stderr, "ostreljet: error: {}\n", e.what());
+        report(true, e.what());
         return ostreljet::cli::kUsageError;
     } catch (const ostreljet::cli::CommandFailure &e) {
         if (e.what()[0] != '\0') {
-            fmt::print(stderr, "ostreljet: {}{}\n",
-                       e.status() == ostreljet::cli::kUsageError ? "error: " : "", e.what());
+            report(e.status() == ostreljet::cli::kUsageError, e.what());
         }
         return e.status();
+    } catch (const std::bad_alloc &) {
+        report(true, "out of memory");
+        return ostreljet::cli::kUsageError;
+    } catch (const std::system_error &e) {
+        // A stream that cannot be written, a thread that cannot be started.
+        report(true, e.what());
+        return ostreljet::cli::kUsageError;
     } catch (const std::exception &e) {
-        fmt::print(stderr, "ostreljet: error: {}\n", e.what());
-        return 3;
+        report(true, e.what());
+        return ostreljet::cli::kInternalError;
     }
-    return 0;
+    return ostreljet::cli::kSuccess;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    int status = ostreljet::cli::kInternalError;
+    try {
+        status = runTool(argc, argv);
+    } catch (...) {
+        // Only the help text's own printing can get here (stdout failing while CLI11 writes it).
+        report(true, "cannot write the help text");
+        status = ostreljet::cli::kUsageError;
+    }
+    return finishStandardOutput(status);
 }

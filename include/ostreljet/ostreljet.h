@@ -7,8 +7,9 @@
  * Unlike the component interface, these functions check their names, indexes and capacities.
  *
  * Status values of the int-returning functions: 0 success (or a count), -1 unknown name,
- * -2 invalid argument (a null pointer, a negative capacity, a non-integral or out-of-range value
- * for an enumeration), -3 out of memory or another internal failure.
+ * -2 invalid argument (a null pointer, a negative capacity, a value that is not a finite number, a
+ * non-integral or out-of-range value for an enumeration, a release that would start underground),
+ * -3 out of memory or another internal failure.
  *
  * Input property names: stackHeight, orificeDiameter, stackLocationX, stackLocationY, releaseAngle,
  * dischargeCoefficient, massFlowrate, atmosphereMolecularWeight, atmospherePressure,
@@ -39,12 +40,17 @@ OSTRELJET_API ostreljet_model *ostreljet_create(void);
 /* Releases a model; NULL is ignored. */
 OSTRELJET_API void ostreljet_destroy(ostreljet_model *m);
 
-/* Writes an input property: 0; -1 unknown name; -2 invalid value for an enumeration. */
+/* Writes an input property: 0; -1 unknown name; -2 a value that is not a finite number, or an
+ * enumeration value that is not a whole number in its range (pasquillStability 0..5, timeAveraging
+ * 0..1); ostreljet_last_error() then names the property and the value, and nothing is stored. */
 OSTRELJET_API int ostreljet_set(ostreljet_model *m, const char *property, double value);
 /* Reads an input property into *value: 0; -1 unknown name. */
 OSTRELJET_API int ostreljet_get(const ostreljet_model *m, const char *property, double *value);
 
-/* Validates and runs: 1 ran (however the integration ended; read the messages), 0 inputs invalid. */
+/* Validates and runs: 1 ran (however the integration ended; read the messages), 0 inputs invalid
+ * (read the messages); -2 refused before the run because the release starts at or below ground level
+ * (stackHeight <= 0) and points downward (releaseAngle < 0): ostreljet_last_error() says so and the
+ * model keeps the results of its previous run. */
 OSTRELJET_API int ostreljet_run(ostreljet_model *m);
 /* Number of output steps of the last run. */
 OSTRELJET_API int ostreljet_step_count(const ostreljet_model *m);
@@ -60,15 +66,17 @@ OSTRELJET_API const char *ostreljet_message(const ostreljet_model *m, int index)
 /* "1.1.0.0" */
 OSTRELJET_API const char *ostreljet_version(void);
 
-/* Concentration (mass fraction) at a point after a run; 0 before any run; NaN on a null model.
+/* Concentration (mass fraction) at a point after a run; 0 before any run; NaN on a null model or a
+ * coordinate that is not a finite number (ostreljet_last_error() names it).
  * Concentrations below the stopping concentration are reported as 0. A point is 0 only where no part of the
  * jet reaches it, wherever the jet goes (the component interface keeps its own quicker test against the
  * downwind line). */
 OSTRELJET_API double ostreljet_concentration(const ostreljet_model *m, double x, double y, double z);
 /* Concentrations on a regular grid, x outermost and z innermost. The x axis runs from x0 to x1
  * inclusive; the y and z axes stop one step short of y1 and z1. Returns the number of values written
- * (nx*ny*nz, in point order); -1 when a count is negative or capacity is too small, and then nothing
- * is written. */
+ * (nx*ny*nz, in point order); -1 when a corner coordinate is not a finite number, an extent
+ * (x1 - x0, y1 - y0, z1 - z0) overflows, a count is negative or capacity is too small, and then
+ * nothing is written (ostreljet_last_error() says which). */
 OSTRELJET_API long long ostreljet_concentration_grid(const ostreljet_model *m, double x0, double y0,
                                                      double z0, double x1, double y1, double z1, int nx,
                                                      int ny, int nz, double *out, long long capacity);

@@ -235,13 +235,20 @@ class Model:
     # Lifetime.
 
     def close(self):
-        """Releases the model; later use raises ValueError. Closing twice is harmless."""
-        handle = getattr(self, "_handle", None)
-        if handle:
-            object.__setattr__(self, "_handle", None)
-            lib = getattr(self, "_lib", None)
-            if lib is not None:
-                lib.ostreljet_destroy(handle)
+        """Releases the model; later use raises ValueError. Closing twice is harmless.
+
+        Waits for a call that another thread is making on the model (a run or a grid) to end first.
+        """
+        lock = getattr(self, "_lock", None)
+        if lock is None:
+            return
+        with lock:
+            handle = getattr(self, "_handle", None)
+            if handle:
+                object.__setattr__(self, "_handle", None)
+                lib = getattr(self, "_lib", None)
+                if lib is not None:
+                    lib.ostreljet_destroy(handle)
 
     def __del__(self):
         try:
@@ -258,12 +265,14 @@ class Model:
 
     @property
     def closed(self):
-        return not self._handle
+        with self._lock:
+            return not self._handle
 
     def _live(self):
+        # Callers hold self._lock, so the handle stays valid until they release it.
         handle = self._handle
         if not handle:
-            raise ValueError("the model is closed")
+            raise ValueError("the model is closed; create a new Model to go on")
         return handle
 
     # Inputs.
@@ -357,7 +366,8 @@ class Model:
     def run(self):
         """Validates the inputs and runs: True when the run was carried out, False when the inputs were refused.
 
-        A run that was carried out may still have ended early; read messages.
+        A run that was carried out may still have ended early; read messages. ValueError when the release
+        would start underground (stackHeight <= 0 m pointing downward, releaseAngle < 0 degrees).
         """
         with self._lock:
             handle = self._live()
@@ -365,6 +375,8 @@ class Model:
             status = self._lib.ostreljet_run(handle)
             object.__setattr__(self, "_results", None)
             object.__setattr__(self, "_messages", None)
+            if status == -2:
+                raise ValueError("the run was refused: %s" % _library.last_error())
             if status < 0:
                 raise OstreljetError("the run failed: %s" % _library.last_error())
         return status == 1
@@ -385,7 +397,7 @@ class Model:
         else:
             values = (ctypes.c_double * count)()
             out = ctypes.cast(values, ctypes.POINTER(ctypes.c_double))
-        copied = self._lib.ostreljet_series(self._handle, name.encode("ascii"), out, count)
+        copied = self._lib.ostreljet_series(self._live(), name.encode("ascii"), out, count)
         if copied != count:
             raise OstreljetError("series %s gave %d values, not %d: %s" % (name, copied, count, _library.last_error()))
         return values if numpy is not None else list(values)
@@ -490,9 +502,10 @@ class Model:
         return (_model_with_inputs, (self.to_dict(),))
 
     def __repr__(self):
-        if not self._handle:
-            return "<ostreljet.Model (closed)>"
-        return "<ostreljet.Model: %d steps>" % self.step_count
+        with self._lock:
+            if not self._handle:
+                return "<ostreljet.Model (closed)>"
+            return "<ostreljet.Model: %d steps>" % self.step_count
 
 
 def _model_with_inputs(inputs):

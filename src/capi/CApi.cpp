@@ -3,6 +3,7 @@
 #include "ostreljet/component/PropertyTable.hpp"
 #include "ostreljet/component/Scenario.hpp"
 #include "ostreljet/jet/ConcentrationField.hpp"
+#include "ostreljet/io/InputSanity.hpp"
 
 #include <cmath>
 #include <limits>
@@ -84,11 +85,20 @@ int ostreljet_set(ostreljet_model *m, const char *property, double value) {
         if (entry == nullptr) {
             return fail(unknownName, std::string("unknown property \"") + property + "\"");
         }
+        const std::string shown = ostreljet::io::InputSanity::number(value);
+        if (!std::isfinite(value)) {
+            return fail(invalidArgument,
+                        std::string("property \"") + property + "\" takes a finite number, not " + shown);
+        }
+        // The enumerations: Pasquill classes 0 (A) to 5 (F), time averaging 0 (short) or 1 (long).
+        const double highest = entry->type == ostreljet::PropertyTable::Type::Pasquill        ? 5.0
+                               : entry->type == ostreljet::PropertyTable::Type::TimeAveraging ? 1.0
+                                                                                              : 0.0;
         if (entry->type != ostreljet::PropertyTable::Type::Double &&
-            !(std::floor(value) == value && value >= std::numeric_limits<int>::min() &&
-              value <= std::numeric_limits<int>::max())) {
-            return fail(invalidArgument, std::string("property \"") + property + "\" takes an integer, not " +
-                                             std::to_string(value));
+            !(std::floor(value) == value && value >= 0.0 && value <= highest)) {
+            return fail(invalidArgument, std::string("property \"") + property +
+                                             "\" takes a whole number from 0 to " +
+                                             ostreljet::io::InputSanity::number(highest) + ", not " + shown);
         }
         entry->put(m->model, value);
         return 0;
@@ -113,6 +123,11 @@ int ostreljet_run(ostreljet_model *m) {
     return guarded(internalFailure, [&] {
         if (m == nullptr) {
             return fail(invalidArgument, "null model");
+        }
+        const std::string release =
+            ostreljet::io::InputSanity::releaseProblem(m->model.stackHeight(), m->model.releaseAngle());
+        if (!release.empty()) {
+            return fail(invalidArgument, release);
         }
         return m->model.runModel() ? 1 : 0;
     });
@@ -176,6 +191,10 @@ double ostreljet_concentration(const ostreljet_model *m, double x, double y, dou
         if (m == nullptr) {
             return fail(notANumber, "null model");
         }
+        const std::string point = ostreljet::io::InputSanity::pointProblem(x, y, z);
+        if (!point.empty()) {
+            return fail(notANumber, point);
+        }
         return m->currentField()->concentration(x, y, z);
     });
 }
@@ -186,6 +205,10 @@ long long ostreljet_concentration_grid(const ostreljet_model *m, double x0, doub
     return guarded(-1LL, [&] {
         if (m == nullptr) {
             return fail(-1LL, "null model");
+        }
+        const std::string bounds = ostreljet::io::InputSanity::gridProblem(x0, y0, z0, x1, y1, z1);
+        if (!bounds.empty()) {
+            return fail(-1LL, bounds);
         }
         if (nx < 0 || ny < 0 || nz < 0) {
             return fail(-1LL, "negative point count in the grid of " + gridSize(nx, ny, nz) + " points");

@@ -111,6 +111,11 @@ HRESULT CoCreateInstanceByProgID(std::string_view progId, REFIID riid, void **pp
     if (!server || server->empty()) {
         return REGDB_E_CLASSNOTREG;
     }
+    // Only a library named by an absolute path is loaded: a bare or relative name would let the search
+    // path or the current folder decide which code runs.
+    if (server->front() != '/') {
+        return CO_E_DLLNOTFOUND;
+    }
     // The library stays loaded for the objects it serves; as on the platform, unloading is left to a
     // later sweep that asks DllCanUnloadNow.
     void *library = ::dlopen(server->c_str(), RTLD_NOW);

@@ -2,13 +2,15 @@
 
 #include "ostreljet/component/GasTable.hpp"
 #include "ostreljet/component/PropertyTable.hpp"
+#include "ostreljet/io/InputSanity.hpp"
 
 #include <nlohmann/json.hpp>
 
 #include <cmath>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <memory>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -128,6 +130,49 @@ double inputValue(const std::string &source, const std::string &key, const Prope
     return number;
 }
 
+// A parser callback that refuses, while the text is read, nesting deeper than the limit (which would
+// exhaust the stack of anything that walks the value recursively) and a key given twice in one object.
+json::parser_callback_t nestingAndDuplicateCheck(const std::string &sourceName) {
+    // One entry per open array or object: the keys seen so far in an object, none for an array.
+    auto open = std::make_shared<std::vector<std::set<std::string>>>();
+    return [open, sourceName](int, json::parse_event_t event, json &parsed) {
+        switch (event) {
+        case json::parse_event_t::object_start:
+        case json::parse_event_t::array_start:
+            if (open->size() >= Scenario::kMaximumNesting) {
+                throw ScenarioError(sourceName + ": arrays and objects nest deeper than " +
+                                    std::to_string(Scenario::kMaximumNesting) + " levels");
+            }
+            open->emplace_back();
+            break;
+        case json::parse_event_t::object_end:
+        case json::parse_event_t::array_end:
+            open->pop_back();
+            break;
+        case json::parse_event_t::key:
+            if (!open->back().insert(parsed.get<std::string>()).second) {
+                throw ScenarioError(sourceName + ": key \"" + parsed.get<std::string>() +
+                                    "\" appears more than once in one object");
+            }
+            break;
+        case json::parse_event_t::value:
+            break;
+        }
+        return true;
+    };
+}
+
+// The value of an input in the scenario, or the default of a new model when the scenario omits it.
+double inputOrDefault(const std::vector<std::pair<std::string, double>> &inputs, const std::string &name,
+                      double defaultValue) {
+    for (auto it = inputs.rbegin(); it != inputs.rend(); ++it) {
+        if (it->first == name) {
+            return it->second;
+        }
+    }
+    return defaultValue;
+}
+
 } // namespace
 
 Scenario Scenario::fromFile(const std::string &path) {
@@ -143,21 +188,31 @@ Scenario Scenario::fromFile(const std::string &path) {
     if (!in) {
         throw ScenarioError(path + ": cannot be opened for reading");
     }
-    std::ostringstream text;
-    text << in.rdbuf();
+    // One byte beyond the limit tells a file at the limit from a larger one (or an endless device).
+    std::string text(kMaximumFileBytes + 1, '\0');
+    in.read(text.data(), static_cast<std::streamsize>(text.size()));
     if (in.bad()) {
         throw ScenarioError(path + ": read error");
     }
-    return fromText(text.str(), path);
+    text.resize(static_cast<std::size_t>(in.gcount()));
+    if (text.size() > kMaximumFileBytes) {
+        throw ScenarioError(path + ": larger than " + std::to_string(kMaximumFileBytes) +
+                            " bytes, the limit for a scenario file");
+    }
+    return fromText(text, path);
 }
 
-Scenario Scenario::fromText(std::string_view text, const std::string &sourceName) {
+namespace {
+
+// The text as JSON, read with the nesting and duplicate-key checks; ScenarioError worded with the line
+// and column of a syntax error.
+json parseDocument(std::string_view text, const std::string &sourceName) {
     if (text.find_first_not_of(" \t\r\n") == std::string_view::npos) {
         throw ScenarioError(sourceName + ": empty file; expected a JSON object of input properties");
     }
     json document;
     try {
-        document = json::parse(text.begin(), text.end());
+        document = json::parse(text.begin(), text.end(), nestingAndDuplicateCheck(sourceName));
     } catch (const json::parse_error &e) {
         const auto [line, column] = lineAndColumn(text, e.byte == 0 ? 0 : e.byte - 1);
         std::string what = e.what();
@@ -177,6 +232,17 @@ Scenario Scenario::fromText(std::string_view text, const std::string &sourceName
         }
         throw ScenarioError(sourceName + ": not valid JSON (" + what + ")");
     }
+    return document;
+}
+
+} // namespace
+
+void Scenario::checkJson(std::string_view text, const std::string &sourceName) {
+    parseDocument(text, sourceName);
+}
+
+Scenario Scenario::fromText(std::string_view text, const std::string &sourceName) {
+    const json document = parseDocument(text, sourceName);
     if (!document.is_object()) {
         throw ScenarioError(sourceName + ": expected a JSON object of input properties, not " +
                             std::string(document.type_name()));
@@ -210,6 +276,13 @@ Scenario Scenario::fromText(std::string_view text, const std::string &sourceName
             throw ScenarioError(sourceName + ": unknown key \"" + key + "\"");
         }
         scenario.inputs_.emplace_back(key, inputValue(sourceName, key, *property, it.value()));
+    }
+    // A new model starts at stack height 0 m and release angle 0 degrees.
+    const std::string release =
+        io::InputSanity::releaseProblem(inputOrDefault(scenario.inputs_, "stackHeight", 0.0),
+                                        inputOrDefault(scenario.inputs_, "releaseAngle", 0.0));
+    if (!release.empty()) {
+        throw ScenarioError(sourceName + ": " + release);
     }
     return scenario;
 }

@@ -372,6 +372,7 @@ HRESULT Registrar::StringUnregister(std::string_view script) {
 HRESULT Registrar::run(std::string_view script, bool registering) {
     lastError_.clear();
     try {
+        const Registry::FileLock lock(registryFile_);
         Registry registry = Registry::load(registryFile_);
         if (registering) {
             registerScript(script, registry);

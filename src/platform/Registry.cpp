@@ -1,16 +1,18 @@
 #include "ostreljet/platform/Registry.hpp"
 
+#include "ostreljet/io/SafeFile.hpp"
 #include "ostreljet/platform/WideString.hpp"
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <fstream>
 #include <sstream>
+#include <sys/file.h>
 #include <unistd.h>
 
 namespace ostreljet::platform {
@@ -136,8 +138,6 @@ template <typename KeyT> auto findChild(std::vector<KeyT> &keys, std::string_vie
     return std::find_if(keys.begin(), keys.end(), [&](const KeyT &k) { return sameName(k.name, name); });
 }
 
-std::atomic<unsigned> temporaryCounter{0};
-
 } // namespace
 
 std::vector<Registry::Key> Registry::initialHives() {
@@ -151,17 +151,67 @@ std::vector<Registry::Key> Registry::initialHives() {
 std::filesystem::path Registry::defaultPath() {
     const char *explicitPath = std::getenv(pathVariable);
     if (explicitPath != nullptr && *explicitPath != '\0') {
-        return explicitPath;
+        return *explicitPath == '/' ? std::filesystem::path(explicitPath) : std::filesystem::path();
     }
     const char *config = std::getenv("XDG_CONFIG_HOME");
     if (config != nullptr && *config == '/') {
         return std::filesystem::path(config) / "ostreljet" / "registry";
     }
     const char *home = std::getenv("HOME");
-    if (home != nullptr && *home != '\0') {
+    if (home != nullptr && *home == '/') {
         return std::filesystem::path(home) / ".config" / "ostreljet" / "registry";
     }
-    return std::filesystem::path("ostreljet") / "registry";
+    return {};
+}
+
+std::string Registry::noDefaultPathReason() {
+    const char *explicitPath = std::getenv(pathVariable);
+    if (explicitPath != nullptr && *explicitPath != '\0' && *explicitPath != '/') {
+        return std::string("$") + pathVariable + " is '" + explicitPath +
+               "', not an absolute path; set it to the registry file's absolute path";
+    }
+    return std::string("no registry file: neither $XDG_CONFIG_HOME nor $HOME is an absolute folder; set $") +
+           pathVariable + " to the registry file's absolute path";
+}
+
+namespace {
+
+// A registry file must be named by an absolute path, so that no current folder decides which one.
+void requireAbsolute(const std::filesystem::path &file) {
+    if (file.empty()) {
+        throw RegistryError(Registry::noDefaultPathReason());
+    }
+    if (!file.is_absolute()) {
+        throw RegistryError("the registry file " + file.string() + " is not an absolute path");
+    }
+}
+
+} // namespace
+
+Registry::FileLock::FileLock(const std::filesystem::path &file) {
+    requireAbsolute(file);
+    const std::filesystem::path folder = file.parent_path();
+    std::error_code ec;
+    std::filesystem::create_directories(folder, ec);
+    if (ec) {
+        throw RegistryError("cannot create the folder " + folder.string() + ": " + ec.message());
+    }
+    const std::string lockFile = file.string() + ".lock";
+    fd_ = ::open(lockFile.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666);
+    if (fd_ < 0) {
+        throw RegistryError("cannot open the lock file " + lockFile + ": " + std::strerror(errno));
+    }
+    while (::flock(fd_, LOCK_EX) != 0) {
+        if (errno != EINTR) {
+            const int cause = errno;
+            ::close(fd_);
+            throw RegistryError("cannot lock " + lockFile + ": " + std::strerror(cause));
+        }
+    }
+}
+
+Registry::FileLock::~FileLock() {
+    ::close(fd_); // closing the last descriptor releases the lock
 }
 
 const Registry::Key *Registry::find(std::string_view path) const {
@@ -364,6 +414,7 @@ Registry Registry::fromText(std::string_view text) {
 }
 
 Registry Registry::load(const std::filesystem::path &file) {
+    requireAbsolute(file);
     std::error_code ec;
     if (!std::filesystem::exists(file, ec)) {
         return Registry{};
@@ -382,35 +433,18 @@ Registry Registry::load(const std::filesystem::path &file) {
 }
 
 void Registry::save(const std::filesystem::path &file) const {
-    const std::filesystem::path folder =
-        file.has_parent_path() ? file.parent_path() : std::filesystem::path(".");
+    requireAbsolute(file);
+    const std::filesystem::path folder = file.parent_path();
     std::error_code ec;
     std::filesystem::create_directories(folder, ec);
     if (ec) {
         throw RegistryError("cannot create the folder " + folder.string() + ": " + ec.message());
     }
-    const std::filesystem::path temporary =
-        folder / (file.filename().string() + ".tmp-" + std::to_string(::getpid()) + "-" +
-                  std::to_string(temporaryCounter++));
     const std::string text = toText();
-    // Write and flush the whole file under a temporary name, then replace the old one in one step.
-    FILE *out = std::fopen(temporary.c_str(), "wb");
-    if (out == nullptr) {
-        throw RegistryError("cannot write " + temporary.string() + ": " + std::strerror(errno));
-    }
-    const bool written = std::fwrite(text.data(), 1, text.size(), out) == text.size() &&
-                         std::fflush(out) == 0 && ::fsync(::fileno(out)) == 0;
-    const int savedErrno = errno;
-    const bool closed = std::fclose(out) == 0;
-    if (!written || !closed) {
-        std::filesystem::remove(temporary, ec);
-        throw RegistryError("cannot write " + temporary.string() + ": " + std::strerror(savedErrno));
-    }
-    std::filesystem::rename(temporary, file, ec);
-    if (ec) {
-        std::error_code ignored;
-        std::filesystem::remove(temporary, ignored);
-        throw RegistryError("cannot replace " + file.string() + ": " + ec.message());
+    try {
+        io::SafeFile::write(file, [&](std::FILE *out) { std::fwrite(text.data(), 1, text.size(), out); });
+    } catch (const io::FileWriteError &e) {
+        throw RegistryError(e.what());
     }
 }
 

@@ -63,3 +63,66 @@ TEST(CApiBadInput, GridCountsAndCapacities) {
     EXPECT_EQ(grid(0, INT_MAX, INT_MAX, nullptr, 0), 0);
     EXPECT_EQ(grid(INT_MAX, INT_MAX, 0, nullptr, 0), 0);
 }
+
+TEST(CApiBadInput, NonFiniteValuesAndClassesOutOfRangeAreRefusedAndNothingIsStored) {
+    Model model(ostreljet_create());
+    ostreljet_model *m = model.get();
+    const double nan = std::nan(""), inf = HUGE_VAL;
+    EXPECT_EQ(ostreljet_set(m, "stackHeight", nan), -2);
+    EXPECT_STREQ(ostreljet_last_error(), "property \"stackHeight\" takes a finite number, not nan");
+    EXPECT_EQ(ostreljet_set(m, "referenceWindSpeed", -inf), -2);
+    EXPECT_STREQ(ostreljet_last_error(), "property \"referenceWindSpeed\" takes a finite number, not -inf");
+    EXPECT_EQ(ostreljet_set(m, "pasquillStability", 7), -2);
+    EXPECT_STREQ(ostreljet_last_error(),
+                 "property \"pasquillStability\" takes a whole number from 0 to 5, not 7");
+    EXPECT_EQ(ostreljet_set(m, "pasquillStability", -1), -2);
+    EXPECT_EQ(ostreljet_set(m, "timeAveraging", 5), -2);
+    EXPECT_STREQ(ostreljet_last_error(),
+                 "property \"timeAveraging\" takes a whole number from 0 to 1, not 5");
+    double value = -7.0;
+    EXPECT_EQ(ostreljet_get(m, "stackHeight", &value), 0);
+    EXPECT_EQ(value, 0.0);
+    EXPECT_EQ(ostreljet_get(m, "pasquillStability", &value), 0);
+    EXPECT_EQ(value, 3.0);
+    EXPECT_EQ(ostreljet_get(m, "timeAveraging", &value), 0);
+    EXPECT_EQ(value, 0.0);
+    EXPECT_EQ(ostreljet_set(m, "pasquillStability", 0), 0);
+    EXPECT_EQ(ostreljet_set(m, "stackHeight", 1e308), 0); // finite, for validation to judge
+}
+
+TEST(CApiBadInput, AReleaseStartingUndergroundIsRefusedAndTheLastRunKept) {
+    Model model = ostreljet::testsupport::validVent();
+    ostreljet_model *m = model.get();
+    ASSERT_EQ(ostreljet_run(m), 1);
+    const int steps = ostreljet_step_count(m);
+    EXPECT_EQ(ostreljet_set(m, "stackHeight", 0), 0);
+    EXPECT_EQ(ostreljet_set(m, "releaseAngle", -90), 0);
+    EXPECT_EQ(ostreljet_run(m), -2);
+    EXPECT_STREQ(
+        ostreljet_last_error(),
+        "the release starts at ground level (stackHeight 0 m) and points downward (releaseAngle -90 "
+        "degrees), so the jet would start underground; raise the stack above 0 m or point the release "
+        "at or above the horizontal");
+    EXPECT_EQ(ostreljet_step_count(m), steps);
+    // Level at ground, or downward from any height above it, still runs.
+    EXPECT_EQ(ostreljet_set(m, "releaseAngle", 0), 0);
+    EXPECT_EQ(ostreljet_run(m), 1);
+    EXPECT_EQ(ostreljet_set(m, "releaseAngle", -45), 0);
+    EXPECT_EQ(ostreljet_set(m, "stackHeight", 10), 0);
+    EXPECT_EQ(ostreljet_run(m), 1);
+}
+
+TEST(CApiBadInput, NonFinitePointsAndGridsWhoseExtentOverflowsAreRefused) {
+    Model model = ostreljet::testsupport::validVent();
+    ostreljet_model *m = model.get();
+    ASSERT_EQ(ostreljet_run(m), 1);
+    EXPECT_TRUE(std::isnan(ostreljet_concentration(m, std::nan(""), 0, 0)));
+    EXPECT_STREQ(ostreljet_last_error(), "the point's x is nan, not a finite number of metres");
+    std::vector<double> buffer(8, -7.0);
+    EXPECT_EQ(ostreljet_concentration_grid(m, 1e308, 0, 0, -1e308, 1, 1, 2, 2, 2, buffer.data(), 8), -1);
+    EXPECT_STREQ(ostreljet_last_error(),
+                 "the grid's x extent from 1e+308 m to -1e+308 m overflows: x1 - x0 is not a finite number");
+    EXPECT_EQ(ostreljet_concentration_grid(m, 0, HUGE_VAL, 0, 1, 1, 1, 2, 2, 2, buffer.data(), 8), -1);
+    EXPECT_STREQ(ostreljet_last_error(), "the grid's start y0 is inf, not a finite number of metres");
+    EXPECT_EQ(buffer, std::vector<double>(8, -7.0));
+}

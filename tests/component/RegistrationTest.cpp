@@ -165,3 +165,29 @@ TEST(ModuleResourcesRecord, VersionRecord) {
                                                          {"OriginalFilename", "Ostreljet.dll"}};
     EXPECT_EQ(strings, expected);
 }
+
+TEST_F(Registration, CreationByNameLoadsOnlyALibraryAtAnAbsolutePath) {
+    // A registry that names a bare or relative library: the search path or the current folder would
+    // decide which code runs, so nothing is loaded.
+    for (const std::string server : {"libostreljet.so.1", "./libplanted.so", "planted/lib.so"}) {
+        Registry planted;
+        planted.setValue("HKCR\\Planted.Model\\CLSID", "", libraryClass);
+        planted.setValue("HKCR\\CLSID\\" + libraryClass + "\\InprocServer32", "", server);
+        planted.save(file());
+        void *object = reinterpret_cast<void *>(1);
+        EXPECT_EQ(ostreljet::CoCreateInstanceByProgID("Planted.Model", IID_IDispatch, &object),
+                  ostreljet::CO_E_DLLNOTFOUND)
+            << server;
+        EXPECT_EQ(object, nullptr);
+    }
+    // The same entry with the library's absolute path creates the object.
+    Registry real;
+    real.setValue("HKCR\\Planted.Model\\CLSID", "", libraryClass);
+    real.setValue("HKCR\\CLSID\\" + libraryClass + "\\InprocServer32", "", libraryFile().string());
+    real.save(file());
+    IDispatch *object = nullptr;
+    ASSERT_EQ(ostreljet::CoCreateInstanceByProgID("Planted.Model", IID_IDispatch,
+                                                  reinterpret_cast<void **>(&object)),
+              S_OK);
+    object->Release();
+}

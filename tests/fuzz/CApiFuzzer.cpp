@@ -88,7 +88,13 @@ void run(ostreljet_model *m, FuzzedDataProvider &) {
             ostreljet_get(m, inputName(i).c_str(), &slowest.inputs[i]);
         }
     }
-    require(ran == 0 || ran == 1, "a run reports 0 or 1");
+    double stackHeight = 0.0, releaseAngle = 0.0;
+    ostreljet_get(m, "stackHeight", &stackHeight);
+    ostreljet_get(m, "releaseAngle", &releaseAngle);
+    const bool underground = stackHeight <= 0.0 && releaseAngle < 0.0;
+    require(underground ? ran == -2 : (ran == 0 || ran == 1),
+            "a run reports 0 or 1, and -2 exactly for a release that would start underground");
+    require(ran != -2 || ostreljet_last_error()[0] != '\0', "a refused run says why");
     const int steps = ostreljet_step_count(m);
     require(steps >= 0 && steps <= kMaximumSteps, "the call cap bounds the output steps");
     require(ran == 1 || steps == 0, "a refused run has no steps");
@@ -101,11 +107,15 @@ void setInput(ostreljet_model *m, FuzzedDataProvider &data) {
     if (which >= kRealInputs) {
         require(status == -1, "an unknown property is refused with -1");
     } else if (ostreljet::PropertyTable::properties()[which].type != ostreljet::PropertyTable::Type::Double) {
-        const bool integral = std::isfinite(value) && std::floor(value) == value && value >= -2147483648.0 &&
-                              value <= 2147483647.0;
-        require(status == (integral ? 0 : -2), "an enumeration takes whole 32-bit numbers only");
+        const double highest =
+            ostreljet::PropertyTable::properties()[which].type == ostreljet::PropertyTable::Type::Pasquill
+                ? 5.0
+                : 1.0;
+        const bool inRange =
+            std::isfinite(value) && std::floor(value) == value && value >= 0.0 && value <= highest;
+        require(status == (inRange ? 0 : -2), "an enumeration takes whole numbers in its range only");
     } else {
-        require(status == 0, "a real input takes any double");
+        require(status == (std::isfinite(value) ? 0 : -2), "a real input takes any finite double only");
     }
     require(status == 0 || ostreljet_last_error()[0] != '\0', "a refusal says why");
 }
@@ -145,8 +155,10 @@ void queryGrid(ostreljet_model *m, FuzzedDataProvider &data) {
     std::vector<double> buffer(static_cast<std::size_t>(std::max(0LL, capacity)));
     const long long written =
         ostreljet_concentration_grid(m, x0, y0, z0, x1, y1, z1, nx, ny, nz, buffer.data(), capacity);
-    if (negative || capacity < 0 || product > capacity) {
-        require(written == -1, "a negative count or too small a buffer is refused with -1");
+    const bool unusable = !std::isfinite(x1 - x0) || !std::isfinite(y1 - y0) || !std::isfinite(z1 - z0);
+    if (unusable || negative || capacity < 0 || product > capacity) {
+        require(written == -1,
+                "non-finite corners, a negative count or too small a buffer are refused with -1");
         require(ostreljet_last_error()[0] != '\0', "a refused grid says why");
     } else {
         require(written == static_cast<long long>(product), "a grid writes nx * ny * nz values");

@@ -30,6 +30,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t siz
     for (const auto &[name, value] : last) {
         require(ostreljet::PropertyTable::find(name)->get(model) == value, "an applied input reads back");
     }
+    require(!(model.stackHeight() <= 0.0 && model.releaseAngle() < 0.0),
+            "no accepted scenario starts at ground level pointing downward");
     model.resetModel();
     model.validateInputs();
     require(model.messageCount() <= 1, "validation adds at most one message");

@@ -60,7 +60,8 @@ private:
 // a class identifier in the registry (Registry::defaultPath()), the class's InprocServer32 library is
 // loaded and its DllGetClassObject asked for the class object, which creates the object for riid.
 // CO_E_CLASSSTRING for an unknown identifier, REGDB_E_CLASSNOTREG when the class has no server,
-// CO_E_DLLNOTFOUND or CO_E_ERRORINDLL when the server cannot be loaded, otherwise the class object's
+// CO_E_DLLNOTFOUND when the server is not named by an absolute path or cannot be loaded, CO_E_ERRORINDLL
+// when it has no DllGetClassObject, otherwise the class object's
 // status (CLASS_E_CLASSNOTAVAILABLE when the server does not serve that class).
 platform::HRESULT CoCreateInstanceByProgID(std::string_view progId, platform::REFIID riid, void **ppv);
 

@@ -23,9 +23,18 @@ public:
 // "long" or the enumeration names.
 class Scenario {
 public:
-    // Reads and checks a scenario; throws ScenarioError naming what is wrong.
+    // Bytes a scenario file may hold; arrays and objects nested in one another at most.
+    static constexpr std::size_t kMaximumFileBytes = 1024 * 1024;
+    static constexpr std::size_t kMaximumNesting = 32;
+
+    // Reads and checks a scenario; throws ScenarioError naming what is wrong: a file larger than the
+    // limit, nesting deeper than the limit, a key given twice, an unknown key or value, or a release
+    // that starts at ground level pointing downward.
     static Scenario fromFile(const std::string &path);
     static Scenario fromText(std::string_view text, const std::string &sourceName = "scenario");
+    // Checks only that the text is JSON within the nesting limit and without a key given twice in one
+    // object, as fromText words it; any JSON reader of the fronts can rely on that afterwards.
+    static void checkJson(std::string_view text, const std::string &sourceName);
 
     // The inputs in the order they appear, as (property name, value).
     const std::vector<std::pair<std::string, double>> &inputs() const { return inputs_; }

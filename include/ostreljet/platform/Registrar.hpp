@@ -43,9 +43,9 @@ public:
     HRESULT AddReplacement(const std::string &key, const std::string &item);
     HRESULT ClearReplacements();
 
-    // Reads the registry file, applies the script and writes the file back atomically. S_OK on success;
-    // DISP_E_EXCEPTION for a malformed script and E_FAIL when the file cannot be read or written, with
-    // the reason in lastError(). The file is not changed on failure.
+    // Under the registry file's lock, reads it, applies the script and writes it back atomically. S_OK on
+    // success; DISP_E_EXCEPTION for a malformed script and E_FAIL when the file cannot be read or written,
+    // with the reason in lastError(). The file is not changed on failure.
     HRESULT StringRegister(std::string_view script);
     HRESULT StringUnregister(std::string_view script);
     const std::string &lastError() const { return lastError_; }

@@ -36,14 +36,31 @@ public:
     static constexpr const char *pathVariable = "OSTRELJET_REGISTRY";
 
     // The file named by OSTRELJET_REGISTRY, else $XDG_CONFIG_HOME/ostreljet/registry, else
-    // $HOME/.config/ostreljet/registry, else ostreljet/registry in the current folder.
+    // $HOME/.config/ostreljet/registry; only absolute paths count. Empty when none is set, and then
+    // noDefaultPathReason() says which variable to set.
     static std::filesystem::path defaultPath();
+    static std::string noDefaultPathReason();
 
-    // Reads a registry file; a missing file is an empty registry. RegistryError when it cannot be read
-    // or is malformed (naming the file and line).
+    // An exclusive lock on the registry file, held from construction to destruction, through a lock
+    // file beside it (FILE.lock, created with its folder). Hold it around a load, change and save so
+    // that parallel writers never lose each other's changes. RegistryError when it cannot be taken.
+    class FileLock {
+    public:
+        explicit FileLock(const std::filesystem::path &file);
+        ~FileLock();
+        FileLock(const FileLock &) = delete;
+        FileLock &operator=(const FileLock &) = delete;
+
+    private:
+        int fd_ = -1; // descriptor of the lock file
+    };
+
+    // Reads a registry file; a missing file is an empty registry. RegistryError when it cannot be read,
+    // is malformed (naming the file and line) or is not named by an absolute path.
     static Registry load(const std::filesystem::path &file);
-    // Writes the registry atomically: a temporary file in the same folder (created if missing) is
-    // written and flushed, then renamed over the file. RegistryError on failure, the old file intact.
+    // Writes the registry through io::SafeFile (a temporary file beside it, then a rename; a symbolic
+    // link is written through); the folder is created if missing. RegistryError on failure, the old
+    // file intact.
     void save(const std::filesystem::path &file) const;
 
     // The file format, both ways.

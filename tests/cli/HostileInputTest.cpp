@@ -1,0 +1,158 @@
+// What a hostile user tries: outputs on devices, links and full disks; endless, huge, deep or doubled
+// inputs; sweeps that explode; coordinates that are not numbers. Each ends with a message and status 2
+// (or works), never a crash, a replaced device or a half-written file.
+#include "cli/CliTestSupport.hpp"
+
+#include <sys/stat.h>
+
+using namespace ostreljet::testsupport;
+namespace fs = std::filesystem;
+
+namespace {
+
+const std::string kVent = example("vertical_buoyant_vent.json");
+
+// The vent as one JSON line, for batch files.
+std::string ventLine() {
+    return nlohmann::ordered_json::parse(readText(kVent)).dump();
+}
+
+// Runs the tool with standard output on the given file.
+CommandResult cliWithOutputOn(const std::vector<std::string> &arguments, const char *outPath) {
+    const int out = open(outPath, O_WRONLY | O_CLOEXEC);
+    std::FILE *err = std::tmpfile();
+    int status = 0;
+    EXPECT_GT(waitpid(spawn(arguments, out, fileno(err)), &status, 0), 0);
+    close(out);
+    const CommandResult result{WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), "",
+                               readText("/dev/fd/" + std::to_string(fileno(err)))};
+    std::fclose(err);
+    return result;
+}
+
+} // namespace
+
+TEST(HostileOutput, DevicesLinksAndModesAreWrittenThroughNotReplaced) {
+    const TemporaryFolder folder;
+    EXPECT_EQ(cli({"run", kVent, "--csv", "/dev/null"}).exitStatus, 0);
+    EXPECT_TRUE(fs::is_character_file("/dev/null"));
+
+    const std::string target = folder.write("private.csv", "old\n");
+    ::chmod(target.c_str(), 0600);
+    fs::create_symlink(target, folder.file("link.csv"));
+    const CommandResult result = cli({"run", kVent, "--csv", folder.file("link.csv")});
+    EXPECT_EQ(result.exitStatus, 0) << result.err;
+    EXPECT_TRUE(fs::is_symlink(folder.file("link.csv")));
+    EXPECT_EQ(readText(target).rfind("arclength,", 0), 0u);
+    struct stat status {};
+    ::stat(target.c_str(), &status);
+    EXPECT_EQ(status.st_mode & 07777, 0600u);
+    EXPECT_EQ(folder.entries(), (std::set<std::string>{"private.csv", "link.csv"}));
+
+    // /dev/stdout (here a regular file) is the tool's own standard output, written in place.
+    const CommandResult streamed = cli({"run", kVent, "--csv", "/dev/stdout"});
+    EXPECT_EQ(streamed.exitStatus, 0) << streamed.err;
+    EXPECT_EQ(streamed.out.rfind("arclength,x,y,z,", 0), 0u) << streamed.out;
+    EXPECT_EQ(linesOf(streamed.out).size(), 317u); // the header and 316 steps
+}
+
+TEST(HostileOutput, AFullDiskIsStatusTwoWithTheSystemsReason) {
+    const TemporaryFolder folder;
+    expectUsageError(cli({"run", kVent, "--csv", "/dev/full"}),
+                     "cannot write '/dev/full': No space left on device");
+    const std::string batchInput = folder.write("in.jsonl", ventLine() + "\n");
+    expectUsageError(cli({"batch", batchInput, "-o", "/dev/full"}),
+                     "cannot write '/dev/full': No space left on device");
+    // Standard output on a full device: the table is lost, and the tool says so.
+    for (const std::vector<std::string> &arguments :
+         {std::vector<std::string>{"run", kVent}, {"gases"}, {"concentration", kVent, "--at", "10,0,10"}}) {
+        const CommandResult result = cliWithOutputOn(arguments, "/dev/full");
+        EXPECT_EQ(result.exitStatus, 2) << arguments[0];
+        EXPECT_NE(result.err.find("No space left on device"), std::string::npos) << result.err;
+    }
+}
+
+TEST(HostileScenario, EndlessHugeDeepAndDoubledInputsAreRefusedByName) {
+    const TemporaryFolder folder;
+    expectUsageError(cli({"run", "/dev/zero"}),
+                     "/dev/zero: larger than 1048576 bytes, the limit for a scenario file");
+    const std::string huge = folder.write("huge.json", std::string(1024 * 1024, ' ').insert(0, 1, '{').append(1, '}'));
+    expectUsageError(cli({"run", huge}), huge + ": larger than 1048576 bytes, the limit for a scenario file");
+    const std::string atLimit = folder.write("limit.json", std::string(1024 * 1024 - 2, ' ').insert(0, 1, '{').append(1, '}'));
+    const CommandResult read = cli({"run", atLimit}); // read whole, then refused by the model's validation
+    EXPECT_EQ(read.exitStatus, 1);
+    EXPECT_EQ(read.err, "ostreljet: The orifice diameter should lie between 0 and 100m.\n");
+    const std::string deep = folder.write("deep.json", "{\"stackHeight\": " + std::string(100000, '[') + "}");
+    expectUsageError(cli({"run", deep}), deep + ": arrays and objects nest deeper than 32 levels");
+    const std::string doubled =
+        folder.write("doubled.json", "{\"stackHeight\": 10, \"orificeDiameter\": 1, \"stackHeight\": 20}");
+    expectUsageError(cli({"run", doubled}),
+                     doubled + ": key \"stackHeight\" appears more than once in one object");
+    const std::string down = folder.write("down.json", "{\"releaseAngle\": -90}");
+    expectUsageError(cli({"run", down}),
+                     down + ": the release starts at ground level (stackHeight 0 m) and points downward "
+                            "(releaseAngle -90 degrees), so the jet would start underground; raise the stack "
+                            "above 0 m or point the release at or above the horizontal");
+}
+
+TEST(HostileBatch, FoldersSweepsAndStrayKeysAreRefusedBeforeAnythingRuns) {
+    const TemporaryFolder folder;
+    const std::string out = folder.file("out.jsonl");
+    expectUsageError(cli({"batch", folder.file(""), "-o", out}),
+                     folder.file("") + ": is a directory, not a file of scenarios");
+    expectUsageError(cli({"batch", "/dev/zero", "-o", out}),
+                     "/dev/zero: line 1 is longer than 1048576 bytes, the limit for one scenario");
+    // Four lists of 100 values: 10^8 runs, counted and refused before one is expanded.
+    std::string values = "[";
+    for (int i = 0; i < 100; ++i) {
+        values.append(i > 0 ? "," : "").append(std::to_string(1 + i));
+    }
+    values += "]";
+    const std::string sweep = folder.write(
+        "sweep.jsonl", "{\"base\": " + ventLine() + ", \"vary\": {\"referenceWindSpeed\": " + values +
+                           ", \"stackHeight\": " + values + ", \"massFlowrate\": " + values +
+                           ", \"sourceTemperature\": " + values + "}}\n");
+    expectUsageError(cli({"batch", sweep, "-o", out}),
+                     "line 1: the sweep expands to 100000000 runs, which takes the batch beyond the limit of "
+                     "100000 runs (raise it with --max-runs)");
+    const std::string small = folder.write(
+        "small.jsonl", "{\"base\": " + ventLine() + ", \"vary\": {\"referenceWindSpeed\": [2, 5, 8]}}\n");
+    expectUsageError(cli({"batch", small, "-o", out, "--max-runs", "2"}),
+                     "line 1: the sweep expands to 3 runs, which takes the batch beyond the limit of 2 runs "
+                     "(raise it with --max-runs)");
+    EXPECT_FALSE(fs::exists(out));
+    EXPECT_EQ(cli({"batch", small, "-o", out, "--max-runs", "3"}).exitStatus, 0);
+    EXPECT_EQ(linesOf(readText(out)).size(), 3u);
+
+    // Bad lines become error results; the good line still runs.
+    const std::string mixed = folder.write(
+        "mixed.jsonl", "{\"base\": " + ventLine() + ", \"vray\": {}}\n" + std::string(100000, '[') + "\n" +
+                           "{\"stackHeight\": 1, \"stackHeight\": 2}\n" + ventLine() + "\n");
+    const CommandResult result = cli({"batch", mixed, "-o", out});
+    EXPECT_EQ(result.exitStatus, 0) << result.err;
+    const std::vector<std::string> lines = linesOf(readText(out));
+    ASSERT_EQ(lines.size(), 4u);
+    EXPECT_EQ(nlohmann::json::parse(lines[0])["error"],
+              "line 1: unknown key \"vray\" beside \"base\" and \"vary\" (a sweep line holds only those two; "
+              "put inputs in \"base\")");
+    EXPECT_EQ(nlohmann::json::parse(lines[1])["error"],
+              "line 2: arrays and objects nest deeper than 32 levels");
+    EXPECT_EQ(nlohmann::json::parse(lines[2])["error"],
+              "line 3: key \"stackHeight\" appears more than once in one object");
+    EXPECT_EQ(nlohmann::json::parse(lines[3])["ok"], true);
+}
+
+TEST(HostileCoordinates, PointsAndGridCornersMustBeFiniteAndTheirExtentsMustNotOverflow) {
+    const TemporaryFolder folder;
+    const std::string csv = folder.file("grid.csv");
+    expectUsageError(cli({"concentration", kVent, "--at", "inf,0,0"}),
+                     "--at: 'inf' is not a finite number in 'inf,0,0'");
+    expectUsageError(
+        cli({"grid", kVent, "--from", "nan,0,0", "--to", "1,1,1", "--points", "2,2,2", "--csv", csv}),
+        "--from: 'nan' is not a finite number in 'nan,0,0'");
+    expectUsageError(
+        cli({"grid", kVent, "--from", "1e308,0,0", "--to", "-1e308,1,1", "--points", "2,2,2", "--csv", csv}),
+        "--from/--to: the grid's x extent from 1e+308 m to -1e+308 m overflows: x1 - x0 is not a finite "
+        "number");
+    EXPECT_FALSE(fs::exists(csv));
+}
