@@ -1,8 +1,8 @@
 #include "Commands.hpp"
 #include "Support.hpp"
 
-#include "ostreljet/component/PropertyTable.hpp"
-#include "ostreljet/component/Scenario.hpp"
+#include "ostreljet/io/PropertyTable.hpp"
+#include "ostreljet/io/Scenario.hpp"
 
 #include <fmt/core.h>
 

@@ -1,7 +1,7 @@
 #include "ostreljet/ostreljet.h"
 
-#include "ostreljet/component/PropertyTable.hpp"
-#include "ostreljet/component/Scenario.hpp"
+#include "ostreljet/io/PropertyTable.hpp"
+#include "ostreljet/io/Scenario.hpp"
 
 #include <cmath>
 #include <limits>

@@ -1,7 +1,7 @@
 #include "ostreljet/component/OstreljetModel.hpp"
 
 #include "ostreljet/component/ErrorMessageExport.hpp"
-#include "ostreljet/component/PropertyTable.hpp"
+#include "ostreljet/io/PropertyTable.hpp"
 #include "ostreljet/component/TypeLibrary.hpp"
 #include "ostreljet/platform/ModuleLockCount.hpp"
 #include "ostreljet/platform/SafeArray.hpp"

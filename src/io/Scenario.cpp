@@ -1,7 +1,7 @@
-#include "ostreljet/component/Scenario.hpp"
+#include "ostreljet/io/Scenario.hpp"
 
-#include "ostreljet/component/GasTable.hpp"
-#include "ostreljet/component/PropertyTable.hpp"
+#include "ostreljet/io/GasTable.hpp"
+#include "ostreljet/io/PropertyTable.hpp"
 
 #include <nlohmann/json.hpp>
 

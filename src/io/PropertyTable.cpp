@@ -1,4 +1,4 @@
-#include "ostreljet/component/PropertyTable.hpp"
+#include "ostreljet/io/PropertyTable.hpp"
 
 #include <algorithm>
 #include <array>

@@ -1,0 +1,3 @@
+#pragma once
+// The report still names the header by its former folder; it moved to io/.
+#include "ostreljet/io/Scenario.hpp"
