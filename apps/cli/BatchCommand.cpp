@@ -3,6 +3,7 @@
 
 #include "ostreljet/io/PropertyTable.hpp"
 #include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/numerics/Constants.hpp"
 
 #include <fmt/core.h>
 #include <nlohmann/json.hpp>
@@ -108,7 +109,7 @@ json crossing(const JetModel &model, double level) {
     const auto &concentration = model.centrelineConcentrations();
     const auto &location = model.centrelineLocations();
     const auto &arclength = model.arclengths();
-    const double bearing = model.referenceWindBearing() * 0.017453292519943278;
+    const double bearing = model.referenceWindBearing() * constants::degreesToRadians;
     const double ex = std::sin(bearing);
     const double ey = std::cos(bearing);
     auto downwind = [&](std::size_t k) {

@@ -14,5 +14,6 @@ void registerConcentrationCommand(CLI::App &app);
 void registerGridCommand(CLI::App &app);
 void registerGasesCommand(CLI::App &app);
 void registerBatchCommand(CLI::App &app);
+void registerInputsCommand(CLI::App &app);
 
 } // namespace ostreljet::cli

@@ -31,7 +31,7 @@ use_numpy = _numpy_wanted()
 
 
 def version():
-    """The library's version, e.g. "1.1.0.0"."""
+    """The library's version, "major.minor.patch.tweak", as libostreljet reports it."""
     from . import _library
 
     return _library.library().ostreljet_version().decode("ascii")

@@ -1,12 +1,14 @@
 #pragma once
 
+#include "ostreljet/Export.hpp"
+
 #include <span>
 #include <string_view>
 
 namespace ostreljet {
 
 // Common release gases with the source properties a scenario needs, as ideal gases at 298.15 K.
-class GasTable {
+class OSTRELJET_EXPORT GasTable {
 public:
     struct Entry {
         std::string_view name;    // as written in a scenario's "gas" key, lower case
