@@ -14,7 +14,7 @@ trees (build*/src/) or by the system loader.
 import os as _os
 
 from ._library import LibraryNotFoundError
-from ._model import INPUTS, PASQUILL, SERIES, TIME_AVERAGING, Model, OstreljetError, Results
+from ._model import INPUTS, PASQUILL, SERIES, TIME_AVERAGING, Input, Model, OstreljetError, Results
 
 
 def _numpy_wanted():
@@ -55,6 +55,7 @@ def __getattr__(name):
 
 __all__ = [
     "INPUTS",
+    "Input",
     "PASQUILL",
     "SERIES",
     "TIME_AVERAGING",
