@@ -7,6 +7,7 @@ import pickle
 import pytest
 from conftest import numpy
 
+import ostreljet
 from ostreljet import Model
 
 
