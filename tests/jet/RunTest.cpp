@@ -1,5 +1,7 @@
 #include "JetModelTestSupport.hpp"
 
+#include "ostreljet/Version.hpp"
+
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -201,4 +203,9 @@ TEST(ConcentrationGrid, AxesAreSpacedAsymmetrically) {
     EXPECT_EQ(JetModel::gridCoordinate(7, 10, 0, 1, false), 7.0);
     EXPECT_EQ(JetModel::gridCoordinate(100, 0, 1, 3, true), 50.0); // walking downwards
     EXPECT_TRUE(JetModel().calculateConcentrationGrid(0, 0, 0, 10, 10, 10, 3, 0, 3).empty());
+}
+
+// The model reports the version the build generated from the project's.
+TEST(Version, IsTheProjectVersion) {
+    EXPECT_STREQ(ostreljet::JetModel::versionInfo(), OSTRELJET_VERSION_STRING);
 }
