@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "ostreljet/component/Scenario.hpp"
+#include "ostreljet/io/Scenario.hpp"
 #include "ostreljet/jet/ConcentrationField.hpp"
 
 namespace {

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "ostreljet/component/Scenario.hpp"
+#include "ostreljet/io/Scenario.hpp"
 
 namespace {
 

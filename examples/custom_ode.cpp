@@ -8,13 +8,14 @@
 #include <cstdio>
 #include <vector>
 
+#include <ostreljet/numerics/Constants.hpp>
 #include <ostreljet/numerics/DDRIV3.hpp>
 #include <ostreljet/numerics/ODESolverDDRIV3.hpp>
 
 namespace {
 
-constexpr double gravity = 9.80665; // m/s^2
-constexpr double drag = 0.02;       // drag coefficient per unit mass, 1/m
+constexpr double gravity = ostreljet::constants::gravity; // m/s^2
+constexpr double drag = 0.02;                             // drag coefficient per unit mass, 1/m
 
 // State: x, z (m), then u, w (m/s). Quadratic drag opposes the velocity.
 void projectile(const double *y, double *ydot) {

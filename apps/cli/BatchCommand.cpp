@@ -1,8 +1,9 @@
 #include "Commands.hpp"
 #include "Support.hpp"
 
-#include "ostreljet/component/PropertyTable.hpp"
-#include "ostreljet/component/Scenario.hpp"
+#include "ostreljet/io/PropertyTable.hpp"
+#include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/numerics/Constants.hpp"
 
 #include <fmt/core.h>
 #include <nlohmann/json.hpp>
@@ -138,7 +139,7 @@ json crossing(const JetModel &model, double level) {
     const auto &concentration = model.centrelineConcentrations();
     const auto &location = model.centrelineLocations();
     const auto &arclength = model.arclengths();
-    const double bearing = model.referenceWindBearing() * 0.017453292519943278;
+    const double bearing = model.referenceWindBearing() * constants::degreesToRadians;
     const double ex = std::sin(bearing);
     const double ey = std::cos(bearing);
     auto downwind = [&](std::size_t k) {

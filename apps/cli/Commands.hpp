@@ -16,5 +16,7 @@ void registerGasesCommand(CLI::App &app);
 void registerBatchCommand(CLI::App &app);
 // "validate": the model against published correlations, as an HTML report and JSON.
 void registerValidateCommand(CLI::App &app);
+// "inputs": the model's inputs with their units, defaults and ranges.
+void registerInputsCommand(CLI::App &app);
 
 } // namespace ostreljet::cli

@@ -1,7 +1,7 @@
 #include "Commands.hpp"
 #include "Support.hpp"
 
-#include "ostreljet/component/Scenario.hpp"
+#include "ostreljet/io/Scenario.hpp"
 
 #include <fmt/core.h>
 

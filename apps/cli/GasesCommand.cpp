@@ -1,6 +1,6 @@
 #include "Commands.hpp"
 
-#include "ostreljet/component/GasTable.hpp"
+#include "ostreljet/io/GasTable.hpp"
 
 #include <fmt/core.h>
 

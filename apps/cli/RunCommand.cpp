@@ -1,8 +1,9 @@
 #include "Commands.hpp"
 #include "Support.hpp"
 
-#include "ostreljet/component/PropertyTable.hpp"
-#include "ostreljet/component/Scenario.hpp"
+#include "ostreljet/Version.hpp"
+#include "ostreljet/io/PropertyTable.hpp"
+#include "ostreljet/io/Scenario.hpp"
 
 #include <fmt/core.h>
 
@@ -31,7 +32,7 @@ std::vector<std::vector<double>> allSeries(const JetModel &model) {
 
 void printJson(const JetModel &model, bool ok) {
     std::string out = fmt::format("{{\"ok\": {}, \"version\": {}, \"messages\": {}", ok ? "true" : "false",
-                                  jsonString(JetModel::versionInfo()), jsonMessages(model));
+                                  jsonString(OSTRELJET_VERSION_STRING), jsonMessages(model));
     out += ", \"steps\": {";
     const std::vector<std::vector<double>> columns = allSeries(model);
     const auto series = PropertyTable::series();

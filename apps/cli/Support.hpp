@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ostreljet/component/Scenario.hpp"
+#include "ostreljet/io/Scenario.hpp"
 #include "ostreljet/jet/ConcentrationField.hpp"
 
 #include <CLI/CLI.hpp>

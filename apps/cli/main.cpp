@@ -41,13 +41,16 @@ int runTool(int argc, char **argv) {
     app.require_subcommand(1);
     ostreljet::cli::registerProfileCommand(app);
     ostreljet::cli::registerRunCommand(app);
+#ifdef OSTRELJET_WITH_COMPONENT
     ostreljet::cli::registerRegisterCommands(app);
+#endif
     ostreljet::cli::registerReportCommand(app);
     ostreljet::cli::registerConcentrationCommand(app);
     ostreljet::cli::registerGridCommand(app);
     ostreljet::cli::registerGasesCommand(app);
     ostreljet::cli::registerBatchCommand(app);
     ostreljet::cli::registerValidateCommand(app);
+    ostreljet::cli::registerInputsCommand(app);
 
     try {
         app.parse(argc, argv);

@@ -6,28 +6,30 @@
  * reports it as a status; ostreljet_last_error() then says what went wrong on the calling thread.
  * Unlike the component interface, these functions check their names, indexes and capacities.
  *
- * Status values of the int-returning functions: 0 success (or a count), -1 unknown name,
- * -2 invalid argument (a null pointer, a negative capacity, a value that is not a finite number, a
- * non-integral or out-of-range value for an enumeration, a release that would start underground),
- * -3 out of memory or another internal failure.
+ * Status values of the int-returning functions: OSTRELJET_OK (0) for success (or a count),
+ * OSTRELJET_UNKNOWN_NAME (-1), OSTRELJET_INVALID_ARGUMENT (-2: a null pointer, a negative capacity,
+ * an index out of range, a value that is not a finite number, a non-integral or out-of-range value for
+ * an enumeration, a release that would start underground) and OSTRELJET_INTERNAL_ERROR (-3: out of
+ * memory or another internal failure).
  *
- * Input property names: stackHeight, orificeDiameter, stackLocationX, stackLocationY, releaseAngle,
- * dischargeCoefficient, massFlowrate, atmosphereMolecularWeight, atmospherePressure,
- * atmosphereSpecificHeat, atmosphereTemperature, atmosphereSurfaceRoughness, referenceWindHeight,
- * referenceWindSpeed, referenceWindBearing, sourceMolecularWeight, sourceSpecificHeat,
- * sourceSpecificHeatRatio, sourceTemperature, timeAveraging (0 short, 1 long), stoppingConcentration,
- * pasquillStability (0 = A .. 5 = F), stackBearing. SI units; angles in degrees.
+ * The input properties are listed by ostreljet_property_count() and ostreljet_property_name(); each
+ * one's unit, meaning, default, accepted range and enumeration labels come from the functions below.
+ * SI units; angles in degrees.
  *
  * Series names: arclength, x, y, z, profileRadius, centrelineConcentration, centrelineTemperature,
  * centrelineVelocity. */
 #ifndef OSTRELJET_OSTRELJET_H
 #define OSTRELJET_OSTRELJET_H
 
-#if defined(_WIN32)
-#define OSTRELJET_API __declspec(dllexport)
-#else
-#define OSTRELJET_API __attribute__((visibility("default")))
-#endif
+#include "ostreljet/Export.hpp"
+
+#define OSTRELJET_API OSTRELJET_EXPORT
+
+/* Status values. */
+#define OSTRELJET_OK 0
+#define OSTRELJET_UNKNOWN_NAME (-1)
+#define OSTRELJET_INVALID_ARGUMENT (-2)
+#define OSTRELJET_INTERNAL_ERROR (-3)
 
 #ifdef __cplusplus
 extern "C" {
@@ -40,11 +42,12 @@ OSTRELJET_API ostreljet_model *ostreljet_create(void);
 /* Releases a model; NULL is ignored. */
 OSTRELJET_API void ostreljet_destroy(ostreljet_model *m);
 
-/* Writes an input property: 0; -1 unknown name; -2 a value that is not a finite number, or an
- * enumeration value that is not a whole number in its range (pasquillStability 0..5, timeAveraging
- * 0..1); ostreljet_last_error() then names the property and the value, and nothing is stored. */
+/* Writes an input property: OSTRELJET_OK; OSTRELJET_UNKNOWN_NAME; OSTRELJET_INVALID_ARGUMENT for a value
+ * that is not a finite number, or an enumeration value that is not a whole number in its range
+ * (pasquillStability 0..5, timeAveraging 0..1); ostreljet_last_error() then names the property and the
+ * value, and nothing is stored. */
 OSTRELJET_API int ostreljet_set(ostreljet_model *m, const char *property, double value);
-/* Reads an input property into *value: 0; -1 unknown name. */
+/* Reads an input property into *value: OSTRELJET_OK or OSTRELJET_UNKNOWN_NAME. */
 OSTRELJET_API int ostreljet_get(const ostreljet_model *m, const char *property, double *value);
 
 /* Validates and runs: 1 ran (however the integration ended; read the messages), 0 inputs invalid
@@ -55,7 +58,7 @@ OSTRELJET_API int ostreljet_run(ostreljet_model *m);
 /* Number of output steps of the last run. */
 OSTRELJET_API int ostreljet_step_count(const ostreljet_model *m);
 /* Copies a series of the last run into out: the number of values copied (at most capacity);
- * -1 unknown name. */
+ * OSTRELJET_UNKNOWN_NAME. */
 OSTRELJET_API int ostreljet_series(const ostreljet_model *m, const char *series, double *out, int capacity);
 
 /* Messages of the last run: errors, warnings and termination notices, in order. */
@@ -63,8 +66,35 @@ OSTRELJET_API int ostreljet_message_count(const ostreljet_model *m);
 /* Text of message index (from 0); NULL out of range. Valid until the next run or destroy. */
 OSTRELJET_API const char *ostreljet_message(const ostreljet_model *m, int index);
 
-/* "1.1.0.0" */
+/* The library's version, "major.minor.patch.tweak". */
 OSTRELJET_API const char *ostreljet_version(void);
+
+/* The input properties, in the order of the model's interface. Strings are static. */
+OSTRELJET_API int ostreljet_property_count(void);
+/* Name of the input at index (from 0); NULL out of range. */
+OSTRELJET_API const char *ostreljet_property_name(int index);
+/* Type of an input: "double", or the name of its enumeration ("TIME_AVERAGING", "PASQUILL");
+ * NULL for an unknown name. */
+OSTRELJET_API const char *ostreljet_property_type(const char *name);
+/* SI unit of an input in ASCII ("m", "J/(kg K)", "degree"; "-" for a pure number or an enumeration);
+ * NULL for an unknown name. */
+OSTRELJET_API const char *ostreljet_property_unit(const char *name);
+/* One line saying what the input is; NULL for an unknown name. */
+OSTRELJET_API const char *ostreljet_property_description(const char *name);
+/* The value of the input on a new model into *value: OSTRELJET_OK or OSTRELJET_UNKNOWN_NAME. */
+OSTRELJET_API int ostreljet_property_default(const char *name, double *value);
+/* The values that a run's validation accepts: lower and upper bounds (-HUGE_VAL or HUGE_VAL where
+ * there is none), and whether each finite bound is itself accepted (1) or refused (0). Any of the
+ * four pointers may be NULL. OSTRELJET_OK or OSTRELJET_UNKNOWN_NAME. */
+OSTRELJET_API int ostreljet_property_range(const char *name, double *lower, double *upper,
+                                           int *lower_inclusive, int *upper_inclusive);
+/* Number of labels of an enumeration input (0 for a double); OSTRELJET_UNKNOWN_NAME. */
+OSTRELJET_API int ostreljet_property_label_count(const char *name);
+/* Label of an enumeration input's value ("A" for 0 of pasquillStability, "short" for 0 of
+ * timeAveraging); NULL for an unknown name or a value without a label. */
+OSTRELJET_API const char *ostreljet_property_label(const char *name, int value);
+/* Name of the enumeration member for a value ("PASQUILL_A"); NULL as for ostreljet_property_label. */
+OSTRELJET_API const char *ostreljet_property_member(const char *name, int value);
 
 /* Concentration (mass fraction) at a point after a run; 0 before any run; NaN on a null model or a
  * coordinate that is not a finite number (ostreljet_last_error() names it).
@@ -81,8 +111,9 @@ OSTRELJET_API long long ostreljet_concentration_grid(const ostreljet_model *m, d
                                                      double z0, double x1, double y1, double z1, int nx,
                                                      int ny, int nz, double *out, long long capacity);
 
-/* Reads a scenario file (a JSON object of input properties) into the model: 0; -2 when the file is
- * missing or invalid (ostreljet_last_error() names the key, value, line or column). */
+/* Reads a scenario file (a JSON object of input properties) into the model: OSTRELJET_OK;
+ * OSTRELJET_INVALID_ARGUMENT when the file is missing or invalid (ostreljet_last_error() names the key,
+ * value, line or column). */
 OSTRELJET_API int ostreljet_load_scenario(ostreljet_model *m, const char *path);
 
 /* What the last failing call on this thread reported; "" when none has failed. */

@@ -14,7 +14,7 @@ trees (build*/src/) or by the system loader.
 import os as _os
 
 from ._library import LibraryNotFoundError
-from ._model import INPUTS, PASQUILL, SERIES, TIME_AVERAGING, Model, OstreljetError, Results
+from ._model import INPUTS, PASQUILL, SERIES, TIME_AVERAGING, Input, Model, OstreljetError, Results
 
 
 def _numpy_wanted():
@@ -31,7 +31,7 @@ use_numpy = _numpy_wanted()
 
 
 def version():
-    """The library's version, e.g. "1.1.0.0"."""
+    """The library's version, "major.minor.patch.tweak", as libostreljet reports it."""
     from . import _library
 
     return _library.library().ostreljet_version().decode("ascii")
@@ -55,6 +55,7 @@ def __getattr__(name):
 
 __all__ = [
     "INPUTS",
+    "Input",
     "PASQUILL",
     "SERIES",
     "TIME_AVERAGING",

@@ -109,6 +109,19 @@ _PROTOTYPES = {
     ),
     "ostreljet_load_scenario": (ctypes.c_int, [ctypes.c_void_p, ctypes.c_char_p]),
     "ostreljet_last_error": (ctypes.c_char_p, []),
+    "ostreljet_property_count": (ctypes.c_int, []),
+    "ostreljet_property_name": (ctypes.c_char_p, [ctypes.c_int]),
+    "ostreljet_property_type": (ctypes.c_char_p, [ctypes.c_char_p]),
+    "ostreljet_property_unit": (ctypes.c_char_p, [ctypes.c_char_p]),
+    "ostreljet_property_description": (ctypes.c_char_p, [ctypes.c_char_p]),
+    "ostreljet_property_default": (ctypes.c_int, [ctypes.c_char_p, _c_double_p]),
+    "ostreljet_property_range": (
+        ctypes.c_int,
+        [ctypes.c_char_p, _c_double_p, _c_double_p, ctypes.POINTER(ctypes.c_int), ctypes.POINTER(ctypes.c_int)],
+    ),
+    "ostreljet_property_label_count": (ctypes.c_int, [ctypes.c_char_p]),
+    "ostreljet_property_label": (ctypes.c_char_p, [ctypes.c_char_p, ctypes.c_int]),
+    "ostreljet_property_member": (ctypes.c_char_p, [ctypes.c_char_p, ctypes.c_int]),
 }
 
 _lock = threading.Lock()

@@ -1,5 +1,7 @@
 """The Model class: one jet model held by libostreljet, its inputs as attributes and its results."""
 
+import collections
+import collections.abc
 import ctypes
 import difflib
 import math
@@ -10,33 +12,6 @@ import sys
 import threading
 
 from . import _library
-
-# Input properties in the order of the model's interface: name -> (kind, unit).
-INPUTS = {
-    "stackHeight": ("double", "m"),
-    "orificeDiameter": ("double", "m"),
-    "stackLocationX": ("double", "m east"),
-    "stackLocationY": ("double", "m north"),
-    "releaseAngle": ("double", "degrees above horizontal"),
-    "dischargeCoefficient": ("double", "dimensionless"),
-    "massFlowrate": ("double", "kg/s"),
-    "atmosphereMolecularWeight": ("double", "kg/mol"),
-    "atmospherePressure": ("double", "Pa"),
-    "atmosphereSpecificHeat": ("double", "J/(kg K)"),
-    "atmosphereTemperature": ("double", "K"),
-    "atmosphereSurfaceRoughness": ("double", "m"),
-    "referenceWindHeight": ("double", "m"),
-    "referenceWindSpeed": ("double", "m/s"),
-    "referenceWindBearing": ("double", "degrees from north towards east"),
-    "sourceMolecularWeight": ("double", "kg/mol"),
-    "sourceSpecificHeat": ("double", "J/(kg K)"),
-    "sourceSpecificHeatRatio": ("double", "dimensionless"),
-    "sourceTemperature": ("double", "K"),
-    "timeAveraging": ("timeAveraging", "0 short, 1 long"),
-    "stoppingConcentration": ("double", "mass fraction"),
-    "pasquillStability": ("pasquill", "0 = A .. 5 = F"),
-    "stackBearing": ("double", "degrees from north towards east"),
-}
 
 SERIES = (
     "arclength",
@@ -49,14 +24,106 @@ SERIES = (
     "centrelineVelocity",
 )
 
-PASQUILL = {name: number for number, name in enumerate("ABCDEF")}
-PASQUILL.update({"PASQUILL_" + name: number for name, number in list(PASQUILL.items())})
-TIME_AVERAGING = {"short": 0, "long": 1, "SHORT_TIME_AVERAGING": 0, "LONG_TIME_AVERAGING": 1}
 
-_ENUMERATIONS = {
-    "pasquill": (PASQUILL, 6, '"A".."F", "PASQUILL_A".."PASQUILL_F" or 0..5'),
-    "timeAveraging": (TIME_AVERAGING, 2, '"short", "long", "SHORT_TIME_AVERAGING", "LONG_TIME_AVERAGING", 0 or 1'),
-}
+class Input(collections.namedtuple("Input", "kind unit description default range labels")):
+    """One input property as the library describes it.
+
+    kind is "double" or the enumeration's name ("TIME_AVERAGING", "PASQUILL"); unit the SI unit ("-" for
+    a pure number); default the value of a new model; range (lower, upper, lower_inclusive,
+    upper_inclusive), with infinities where validation sets no bound; labels the enumeration's
+    (label, member name) pairs by value, empty for a double.
+    """
+
+
+class _LazyMapping(collections.abc.Mapping):
+    """A read-only mapping filled from the library when first used, so that importing never loads it."""
+
+    def __init__(self, build):
+        self._build = build
+        self._items = None
+
+    def _loaded(self):
+        if self._items is None:
+            self._items = self._build()
+        return self._items
+
+    def __getitem__(self, key):
+        return self._loaded()[key]
+
+    def __iter__(self):
+        return iter(self._loaded())
+
+    def __len__(self):
+        return len(self._loaded())
+
+    def __contains__(self, key):
+        return key in self._loaded()
+
+    def __repr__(self):
+        return repr(self._loaded())
+
+
+def _text(raw):
+    return raw.decode("ascii") if raw is not None else None
+
+
+def _read_inputs():
+    lib = _library.library()
+    inputs = {}
+    for index in range(lib.ostreljet_property_count()):
+        raw = lib.ostreljet_property_name(index)
+        name = _text(raw)
+        default = ctypes.c_double()
+        lower, upper = ctypes.c_double(), ctypes.c_double()
+        lower_inclusive, upper_inclusive = ctypes.c_int(), ctypes.c_int()
+        if lib.ostreljet_property_default(raw, ctypes.byref(default)) != 0 or lib.ostreljet_property_range(
+            raw, ctypes.byref(lower), ctypes.byref(upper), ctypes.byref(lower_inclusive), ctypes.byref(upper_inclusive)
+        ) != 0:
+            raise OstreljetError("reading the description of %s failed: %s" % (name, _library.last_error()))
+        labels = tuple(
+            (_text(lib.ostreljet_property_label(raw, value)), _text(lib.ostreljet_property_member(raw, value)))
+            for value in range(lib.ostreljet_property_label_count(raw))
+        )
+        inputs[name] = Input(
+            _text(lib.ostreljet_property_type(raw)),
+            _text(lib.ostreljet_property_unit(raw)),
+            _text(lib.ostreljet_property_description(raw)),
+            default.value,
+            (lower.value, upper.value, bool(lower_inclusive.value), bool(upper_inclusive.value)),
+            labels,
+        )
+    return inputs
+
+
+# Input properties in the order of the model's interface: name -> Input.
+INPUTS = _LazyMapping(_read_inputs)
+
+
+def _enumeration(input_name):
+    """label or member name -> value, for one enumeration input."""
+
+    def build():
+        names = {}
+        for value, (label, member) in enumerate(INPUTS[input_name].labels):
+            names[label] = value
+            names[member] = value
+        return names
+
+    return _LazyMapping(build)
+
+
+PASQUILL = _enumeration("pasquillStability")
+TIME_AVERAGING = _enumeration("timeAveraging")
+
+
+def _accepted(labels):
+    """What an enumeration input accepts, as its error messages say it."""
+    last = len(labels) - 1
+    if len(labels) > 2:
+        return '"%s".."%s", "%s".."%s" or 0..%d' % (labels[0][0], labels[-1][0], labels[0][1], labels[-1][1], last)
+    words = ['"%s"' % label for label, _ in labels] + ['"%s"' % member for _, member in labels]
+    return ", ".join(words + [str(value) for value in range(last)]) + " or %d" % last
+
 
 _INT_MAX = 2**31 - 1
 
@@ -79,9 +146,12 @@ def _numpy():
 
 def _coerce(name, value):
     """The number that the library stores for an input, or TypeError/ValueError naming both."""
-    kind, unit = INPUTS[name]
-    if kind != "double":
-        names, count, accepted = _ENUMERATIONS[kind]
+    description = INPUTS[name]
+    unit = description.unit
+    if description.kind != "double":
+        names = {label: value for value, pair in enumerate(description.labels) for label in pair}
+        count = len(description.labels)
+        accepted = _accepted(description.labels)
         if isinstance(value, str):
             if value in names:
                 return float(names[value])
@@ -195,20 +265,6 @@ class Results:
         return "<ostreljet.Results: %d steps>" % len(self)
 
 
-def _input_property(name):
-    kind, unit = INPUTS[name]
-
-    def getter(self):
-        value = self._get(name)
-        return int(value) if kind != "double" else value
-
-    def setter(self, value):
-        self._set(name, value)
-
-    doc = "Input %s (%s)." % (name, unit)
-    return property(getter, setter, None, doc)
-
-
 class Model:
     """One jet model: set its inputs as attributes, run() it, then read results, messages and concentrations.
 
@@ -312,11 +368,12 @@ class Model:
         raise AttributeError("cannot delete %r from a Model" % name)
 
     def __getattr__(self, name):
-        # Only reached when normal lookup fails, that is for names that are not attributes.
-        if name.startswith("__"):
+        # Only reached when normal lookup fails: the inputs, and names that are not attributes.
+        if name.startswith("_"):
             raise AttributeError(name)
         self._check_name(name)
-        raise AttributeError(name)
+        value = self._get(name)
+        return int(value) if INPUTS[name].kind != "double" else value
 
     def __dir__(self):
         return sorted(set(object.__dir__(self)) | set(INPUTS))
@@ -510,8 +567,3 @@ class Model:
 
 def _model_with_inputs(inputs):
     return Model(**inputs)
-
-
-for _name in INPUTS:
-    setattr(Model, _name, _input_property(_name))
-del _name

@@ -7,6 +7,7 @@ import pickle
 import pytest
 from conftest import numpy
 
+import ostreljet
 from ostreljet import Model
 
 
@@ -108,3 +109,17 @@ def test_copies_own_their_model_and_carry_the_inputs():
         assert not duplicate.closed and duplicate.to_dict() == inputs
         duplicate.stackHeight = 1.0
         duplicate.close()
+
+
+def test_inputs_are_described_by_the_library():
+    assert len(ostreljet.INPUTS) == 23
+    assert list(ostreljet.INPUTS)[:2] == ["stackHeight", "orificeDiameter"]
+    diameter = ostreljet.INPUTS["orificeDiameter"]
+    assert (diameter.kind, diameter.unit, diameter.default) == ("double", "m", 0.0)
+    assert diameter.range == (0.0, 100.0, False, True)
+    assert ostreljet.INPUTS["massFlowrate"].range[1] == float("inf")
+    assert ostreljet.INPUTS["pasquillStability"].labels[3] == ("D", "PASQUILL_D")
+    assert ostreljet.INPUTS["timeAveraging"].kind == "TIME_AVERAGING"
+    assert ostreljet.PASQUILL["PASQUILL_F"] == ostreljet.PASQUILL["F"] == 5
+    assert dict(ostreljet.TIME_AVERAGING) == {"short": 0, "SHORT_TIME_AVERAGING": 0, "long": 1, "LONG_TIME_AVERAGING": 1}
+    assert ostreljet.Model().atmospherePressure == ostreljet.INPUTS["atmospherePressure"].default == 101325.0

@@ -1,17 +1,13 @@
 #include "ostreljet/atmosphere/Atmosphere.hpp"
 
+#include "ostreljet/numerics/Constants.hpp"
+
 #include <cmath>
 
 namespace ostreljet {
 
-namespace {
-
-constexpr double kPi = 3.14159265358979;                   // -
-constexpr double kDegreesToRadians = 0.017453292519943278; // rad per degree
-constexpr double kGasConstant = 8.31434;                   // J/(mol K)
-static_assert(kDegreesToRadians == kPi / 180.0, "degrees are converted with the same pi everywhere");
-
-} // namespace
+static_assert(constants::degreesToRadians == constants::pi / 180.0,
+              "degrees are converted with the same pi everywhere");
 
 Atmosphere::Atmosphere() : location_(0.0, 0.0, 0.0) {}
 
@@ -22,11 +18,11 @@ void Atmosphere::setLocation(const vector3 &p) {
     location_ = p;
     const double z = location_.z();
     const double u = CAtmosSurfaceLayerProf::windSpeed(z);
-    const double bearing = referenceWindBearing_ * kDegreesToRadians;
+    const double bearing = referenceWindBearing_ * constants::degreesToRadians;
     setVelocity(vector3(u * std::sin(bearing), u * std::cos(bearing), 0.0));
     const double t = CAtmosSurfaceLayerProf::temperature(z);
     setTemperature(t);
-    setDensity(pressure_ * molecularWeight_ / (t * kGasConstant));
+    setDensity(pressure_ * molecularWeight_ / (t * constants::gasConstant));
     eddyDiffusivity_ = CAtmosSurfaceLayerProf::eddyDiffusivity(z);
 }
 

@@ -1,14 +1,17 @@
 #include "ostreljet/atmosphere/CAtmosSurfaceLayerProf.hpp"
 
+#include "ostreljet/numerics/Constants.hpp"
+
 #include <cmath>
 
 namespace ostreljet {
 
 namespace {
 
-constexpr double kGravity = 9.80665;                     // m/s2
-constexpr double kVonKarmanGravity = 3.4323274999999995; // m/s2, 0.35 * 9.80665 as evaluated in double
-constexpr double kHalfPi = 1.570796326794895;            // -
+constexpr double kVonKarmanGravity = constants::vonKarman * constants::gravity; // m/s2
+static_assert(kVonKarmanGravity == 3.4323274999999995, "the product as evaluated in double");
+constexpr double kHalfPi = constants::pi / 2.0; // -
+static_assert(kHalfPi == 1.570796326794895, "half of pi is exact in double");
 
 // Fit of the inverse Obukhov length to a class: 1/L = log10(a / z0) / b.
 struct ObukhovFit {
@@ -33,7 +36,7 @@ CAtmosSurfaceLayerProf::CAtmosSurfaceLayerProf() {
 }
 
 void CAtmosSurfaceLayerProf::setCoefficients() {
-    vonKarman_ = 0.35;
+    vonKarman_ = constants::vonKarman;
     betaHeat_ = 4.7;
     betaMomentum_ = 4.7;
     gammaMomentum_ = 15.0;
@@ -165,7 +168,7 @@ void CAtmosSurfaceLayerProf::build(double inverseLength, double scalarReference,
     heatRoughnessLength_ = heatRoughness(roughness);
 
     const double ustar2 = frictionVelocity_ * frictionVelocity_;
-    const double kappa2g = vonKarman_ * vonKarman_ * kGravity;
+    const double kappa2g = vonKarman_ * vonKarman_ * constants::gravity;
     const double divisor = 1.0 + ustar2 * inverseObukhovLength_ * heatProfile(referenceHeight) / kappa2g;
     surfaceTemperature_ = referenceTemperature / divisor;
     temperatureScale_ = ustar2 * surfaceTemperature_ * inverseObukhovLength_ / kVonKarmanGravity;

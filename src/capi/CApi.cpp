@@ -1,9 +1,11 @@
 #include "ostreljet/ostreljet.h"
 
-#include "ostreljet/component/PropertyTable.hpp"
-#include "ostreljet/component/Scenario.hpp"
-#include "ostreljet/jet/ConcentrationField.hpp"
+#include "ostreljet/Version.hpp"
+#include "ostreljet/io/InputSchema.hpp"
+#include "ostreljet/io/PropertyTable.hpp"
+#include "ostreljet/io/Scenario.hpp"
 #include "ostreljet/io/InputSanity.hpp"
+#include "ostreljet/jet/ConcentrationField.hpp"
 
 #include <cmath>
 #include <limits>
@@ -33,9 +35,9 @@ namespace {
 
 thread_local std::string lastError;
 
-constexpr int unknownName = -1;
-constexpr int invalidArgument = -2;
-constexpr int internalFailure = -3;
+constexpr int unknownName = OSTRELJET_UNKNOWN_NAME;
+constexpr int invalidArgument = OSTRELJET_INVALID_ARGUMENT;
+constexpr int internalFailure = OSTRELJET_INTERNAL_ERROR;
 
 // Runs one API body; every exception becomes the status `failure` and the thread's last error.
 template <typename Result, typename Body> Result guarded(Result failure, Body &&body) noexcept {
@@ -59,6 +61,31 @@ std::string gridSize(int nx, int ny, int nz) {
 template <typename Result> Result fail(Result status, std::string message) {
     lastError = std::move(message);
     return status;
+}
+
+// The schema's entry for an input name; null (with the thread's last error) when the name is unknown.
+const ostreljet::InputSchema::Input *input(const char *name) {
+    const ostreljet::InputSchema::Input *entry =
+        name == nullptr ? nullptr : ostreljet::InputSchema::find(name);
+    if (entry == nullptr) {
+        lastError = name == nullptr ? "null property name" : std::string("unknown property \"") + name + "\"";
+    }
+    return entry;
+}
+
+// The label (or member name) of an enumeration input's value; null when there is none.
+const char *labelText(const char *name, int value, bool member) {
+    const ostreljet::InputSchema::Input *entry = input(name);
+    if (entry == nullptr || entry->enumeration == nullptr) {
+        return nullptr;
+    }
+    for (const ostreljet::InputSchema::Label &label : entry->enumeration->labels) {
+        if (label.value == value) {
+            return (member ? label.member : label.label).data();
+        }
+    }
+    return fail<const char *>(nullptr,
+                              std::string("property \"") + name + "\" has no value " + std::to_string(value));
 }
 
 } // namespace
@@ -101,7 +128,7 @@ int ostreljet_set(ostreljet_model *m, const char *property, double value) {
                                              ostreljet::io::InputSanity::number(highest) + ", not " + shown);
         }
         entry->put(m->model, value);
-        return 0;
+        return OSTRELJET_OK;
     });
 }
 
@@ -182,7 +209,88 @@ const char *ostreljet_message(const ostreljet_model *m, int index) {
 }
 
 const char *ostreljet_version(void) {
-    return ostreljet::JetModel::versionInfo();
+    return OSTRELJET_VERSION_STRING;
+}
+
+int ostreljet_property_count(void) {
+    return static_cast<int>(ostreljet::InputSchema::inputs().size());
+}
+
+const char *ostreljet_property_name(int index) {
+    const auto inputs = ostreljet::InputSchema::inputs();
+    if (index < 0 || static_cast<std::size_t>(index) >= inputs.size()) {
+        return fail<const char *>(nullptr, "property index " + std::to_string(index) + " is outside 0.." +
+                                               std::to_string(inputs.size() - 1));
+    }
+    return inputs[static_cast<std::size_t>(index)].name.data();
+}
+
+const char *ostreljet_property_type(const char *name) {
+    const ostreljet::InputSchema::Input *entry = input(name);
+    if (entry == nullptr) {
+        return nullptr;
+    }
+    return entry->enumeration == nullptr ? "double" : entry->enumeration->name.data();
+}
+
+const char *ostreljet_property_unit(const char *name) {
+    const ostreljet::InputSchema::Input *entry = input(name);
+    return entry == nullptr ? nullptr : entry->unit.data();
+}
+
+const char *ostreljet_property_description(const char *name) {
+    const ostreljet::InputSchema::Input *entry = input(name);
+    return entry == nullptr ? nullptr : entry->meaning.data();
+}
+
+int ostreljet_property_default(const char *name, double *value) {
+    const ostreljet::InputSchema::Input *entry = input(name);
+    if (entry == nullptr) {
+        return unknownName;
+    }
+    if (value == nullptr) {
+        return fail(invalidArgument, "null result pointer");
+    }
+    *value = entry->defaultValue;
+    return OSTRELJET_OK;
+}
+
+int ostreljet_property_range(const char *name, double *lower, double *upper, int *lower_inclusive,
+                             int *upper_inclusive) {
+    const ostreljet::InputSchema::Input *entry = input(name);
+    if (entry == nullptr) {
+        return unknownName;
+    }
+    const ostreljet::InputSchema::Range &range = entry->range;
+    if (lower != nullptr) {
+        *lower = range.lower;
+    }
+    if (upper != nullptr) {
+        *upper = range.upper;
+    }
+    if (lower_inclusive != nullptr) {
+        *lower_inclusive = range.lowerInclusive ? 1 : 0;
+    }
+    if (upper_inclusive != nullptr) {
+        *upper_inclusive = range.upperInclusive ? 1 : 0;
+    }
+    return OSTRELJET_OK;
+}
+
+int ostreljet_property_label_count(const char *name) {
+    const ostreljet::InputSchema::Input *entry = input(name);
+    if (entry == nullptr) {
+        return unknownName;
+    }
+    return entry->enumeration == nullptr ? 0 : static_cast<int>(entry->enumeration->labels.size());
+}
+
+const char *ostreljet_property_label(const char *name, int value) {
+    return labelText(name, value, false);
+}
+
+const char *ostreljet_property_member(const char *name, int value) {
+    return labelText(name, value, true);
 }
 
 double ostreljet_concentration(const ostreljet_model *m, double x, double y, double z) {

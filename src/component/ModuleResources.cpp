@@ -1,5 +1,7 @@
 #include "ostreljet/component/ModuleResources.hpp"
 
+#include "ostreljet/Version.hpp"
+
 namespace ostreljet {
 
 namespace {
@@ -38,12 +40,12 @@ constexpr std::string_view registrationScript = R"(HKCR
 )";
 
 const ModuleResources::VersionInfo version{
-    {1, 1, 0, 0},
-    {1, 1, 0, 0},
+    {OSTRELJET_VERSION_MAJOR, OSTRELJET_VERSION_MINOR, OSTRELJET_VERSION_PATCH, OSTRELJET_VERSION_TWEAK},
+    {OSTRELJET_VERSION_MAJOR, OSTRELJET_VERSION_MINOR, OSTRELJET_VERSION_PATCH, OSTRELJET_VERSION_TWEAK},
     VOS__WINDOWS32,
     VFT_DLL,
-    {{{"FileVersion", "1.1.0.0"},
-      {"ProductVersion", "1.1.0.0"},
+    {{{"FileVersion", OSTRELJET_VERSION_STRING},
+      {"ProductVersion", OSTRELJET_VERSION_STRING},
       {"ProductName", "Ostreljet"},
       {"InternalName", "Ostreljet.dll"},
       {"OriginalFilename", "Ostreljet.dll"}}},

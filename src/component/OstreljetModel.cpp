@@ -1,8 +1,9 @@
 #include "ostreljet/component/OstreljetModel.hpp"
 
+#include "ostreljet/Version.hpp"
 #include "ostreljet/component/ErrorMessageExport.hpp"
-#include "ostreljet/component/PropertyTable.hpp"
 #include "ostreljet/component/TypeLibrary.hpp"
+#include "ostreljet/io/PropertyTable.hpp"
 #include "ostreljet/platform/ModuleLockCount.hpp"
 #include "ostreljet/platform/SafeArray.hpp"
 
@@ -345,7 +346,7 @@ HRESULT OstreljetModel::getErrorMessages(VARIANT *messages) {
 }
 
 HRESULT OstreljetModel::get_versionInfo(BSTR *pVal) {
-    *pVal = A2BSTR(JetModel::versionInfo());
+    *pVal = A2BSTR(OSTRELJET_VERSION_STRING);
     return S_OK;
 }
 

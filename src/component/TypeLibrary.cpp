@@ -1,7 +1,9 @@
 #include "ostreljet/component/TypeLibrary.hpp"
 
 #include "ostreljet/component/IOstreljetModel.hpp"
-#include "ostreljet/component/PropertyTable.hpp"
+#include "ostreljet/io/PropertyTable.hpp"
+
+#include <utility>
 
 #include <atomic>
 #include <new>
@@ -132,20 +134,21 @@ std::vector<TypeLibrary::Function> buildFunctions() {
     return list;
 }
 
+// The enumerations of the inputs, in the order of their first use in the interface.
 std::vector<TypeLibrary::Enumeration> buildEnumerations() {
-    return {
-        {"TIME_AVERAGING",
-         TypeLibrary::timeAveragingReference,
-         {{"SHORT_TIME_AVERAGING", SHORT_TIME_AVERAGING}, {"LONG_TIME_AVERAGING", LONG_TIME_AVERAGING}}},
-        {"PASQUILL",
-         TypeLibrary::pasquillReference,
-         {{"PASQUILL_A", PASQUILL_A},
-          {"PASQUILL_B", PASQUILL_B},
-          {"PASQUILL_C", PASQUILL_C},
-          {"PASQUILL_D", PASQUILL_D},
-          {"PASQUILL_E", PASQUILL_E},
-          {"PASQUILL_F", PASQUILL_F}}},
-    };
+    std::vector<TypeLibrary::Enumeration> list;
+    for (const InputSchema::Enumeration &enumeration : InputSchema::enumerations()) {
+        TypeLibrary::Enumeration entry{enumeration.name,
+                                       enumeration.name == "TIME_AVERAGING"
+                                           ? TypeLibrary::timeAveragingReference
+                                           : TypeLibrary::pasquillReference,
+                                       {}};
+        for (const InputSchema::Label &label : enumeration.labels) {
+            entry.members.push_back({label.member, label.value});
+        }
+        list.push_back(std::move(entry));
+    }
+    return list;
 }
 
 char16_t lowerAscii(char16_t c) {

@@ -1,4 +1,5 @@
 #include "ostreljet/io/ConcentrationConverter.hpp"
+#include "ostreljet/numerics/Constants.hpp"
 
 #include "ostreljet/jet/JetModel.hpp"
 
@@ -6,7 +7,7 @@ namespace ostreljet {
 
 namespace {
 
-constexpr double gasConstant = 8.31434;       // J/(mol K), the model's value
+constexpr double gasConstant = constants::gasConstant; // J/(mol K)
 constexpr double milligramsPerKilogram = 1e6; // mg/kg
 constexpr double percentPerFraction = 100.0;  // %
 constexpr double ppmPerFraction = 1e6;        // ppm

@@ -1,6 +1,7 @@
 #include "ostreljet/io/ValidationSuite.hpp"
+#include "ostreljet/numerics/Constants.hpp"
 
-#include "ostreljet/component/Scenario.hpp"
+#include "ostreljet/io/Scenario.hpp"
 #include "ostreljet/jet/Correlations.hpp"
 #include "ostreljet/jet/JetModel.hpp"
 
@@ -22,7 +23,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kDegreesToRadians = 0.017453292519943278;
+constexpr double kDegreesToRadians = constants::degreesToRadians;
 
 // What the report says about each correlation; the cases file supplies only the cases.
 struct Description {

@@ -1,4 +1,5 @@
 #include "ostreljet/jet/ConcentrationField.hpp"
+#include "ostreljet/numerics/Constants.hpp"
 
 #include "ostreljet/jet/JetModel.hpp"
 
@@ -15,7 +16,7 @@ namespace ostreljet {
 
 namespace {
 
-constexpr double pi = 3.14159265358979;
+constexpr double pi = constants::pi;
 constexpr double profileExponent = 0.7407407407407407; // 1 / 1.35
 constexpr double firstSegmentPlaneTolerance = 1e-05;
 constexpr int samplesPerSegment = 26;

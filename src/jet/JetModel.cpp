@@ -1,4 +1,6 @@
 #include "ostreljet/jet/JetModel.hpp"
+#include "ostreljet/Version.hpp"
+#include "ostreljet/numerics/Constants.hpp"
 
 #include "ostreljet/numerics/RootFinder.hpp"
 
@@ -12,11 +14,12 @@ namespace ostreljet {
 namespace {
 
 // Literals of the model, kept exactly so that results match to the last digit.
-constexpr double pi = 3.14159265358979;
-constexpr double twoPi = 6.28318530717958;
-constexpr double minusPiG = -30.808499596326314; // -pi g, with g = 9.80665 m/s^2
-constexpr double gasConstant = 8.31434;          // J/(mol K)
-constexpr double degreesToRadians = 0.017453292519943278;
+constexpr double pi = constants::pi;
+constexpr double twoPi = 2.0 * constants::pi;
+constexpr double minusPiG = -(constants::pi * constants::gravity); // m/s^2
+static_assert(minusPiG == -30.808499596326314);
+constexpr double gasConstant = constants::gasConstant; // J/(mol K)
+constexpr double degreesToRadians = constants::degreesToRadians;
 constexpr double endOfArcLength = 10000.0; // m
 
 // Coefficients of the raised-cosine cross-section profiles.
@@ -115,7 +118,7 @@ double JetModel::centrelineVelocity(std::int32_t outputStep) const {
 }
 
 const char *JetModel::versionInfo() {
-    return "1.1.0.0";
+    return OSTRELJET_VERSION_STRING;
 }
 
 JetModel::ExitConditions JetModel::exitConditions() const {

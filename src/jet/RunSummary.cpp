@@ -1,4 +1,5 @@
 #include "ostreljet/jet/RunSummary.hpp"
+#include "ostreljet/numerics/Constants.hpp"
 #include "ostreljet/jet/ConcentrationField.hpp"
 
 #include "ostreljet/jet/JetModel.hpp"
@@ -12,8 +13,8 @@ namespace ostreljet {
 
 namespace {
 
-constexpr double degreesToRadians = 0.017453292519943278; // rad/degree, the model's value
-constexpr double twoPi = 6.28318530717958;                // the model's value
+constexpr double degreesToRadians = constants::degreesToRadians; // rad/degree
+constexpr double twoPi = 2.0 * constants::pi;
 
 // Codes and texts of the messages that end or refuse a run.
 constexpr std::int32_t groundCode = 0;

@@ -1,4 +1,5 @@
 /* The C API exercised from C, as a foreign host would use it. */
+#include "ostreljet/Version.hpp"
 #include "ostreljet/ostreljet.h"
 
 #include <limits.h>
@@ -23,7 +24,10 @@ static void test_names_defaults_and_failed_validation(void) {
     ostreljet_model *m = ostreljet_create();
     double value = -1.0;
     CHECK(m != NULL);
-    CHECK(strcmp(ostreljet_version(), "1.1.0.0") == 0);
+    unsigned major = 0, minor = 0, patch = 0, tweak = 0;
+    /* The library reports the version its headers were generated with, as four numbers. */
+    CHECK(strcmp(ostreljet_version(), OSTRELJET_VERSION_STRING) == 0);
+    CHECK(sscanf(ostreljet_version(), "%u.%u.%u.%u", &major, &minor, &patch, &tweak) == 4 && major == 1);
     CHECK(ostreljet_get(m, "atmosphereTemperature", &value) == 0 && value == 288.15);
     CHECK(ostreljet_get(m, "dischargeCoefficient", &value) == 0 && value == 1.0);
     CHECK(ostreljet_get(m, "pasquillStability", &value) == 0 && value == 3.0);
@@ -54,6 +58,70 @@ static void test_names_defaults_and_failed_validation(void) {
     CHECK(ostreljet_concentration(m, 1.0, 2.0, 3.0) == 0.0);
     ostreljet_destroy(m);
     ostreljet_destroy(NULL);
+}
+
+/* The input properties described: names in interface order, units, meanings, defaults, the ranges
+ * that validation enforces and the labels of the enumerations. */
+static void test_property_descriptions(void) {
+    double lower = 0.0, upper = 0.0, value = -1.0;
+    int lower_inclusive = -1, upper_inclusive = -1, i, doubles = 0;
+    CHECK(OSTRELJET_OK == 0 && OSTRELJET_UNKNOWN_NAME == -1 && OSTRELJET_INVALID_ARGUMENT == -2 &&
+          OSTRELJET_INTERNAL_ERROR == -3);
+    CHECK(ostreljet_property_count() == 23);
+    CHECK(strcmp(ostreljet_property_name(0), "stackHeight") == 0);
+    CHECK(strcmp(ostreljet_property_name(1), "orificeDiameter") == 0);
+    CHECK(strcmp(ostreljet_property_name(22), "stackBearing") == 0);
+    CHECK(ostreljet_property_name(23) == NULL && LAST_ERROR_IS("property index 23 is outside 0..22"));
+    CHECK(ostreljet_property_name(-1) == NULL);
+    for (i = 0; i < ostreljet_property_count(); ++i) {
+        const char *name = ostreljet_property_name(i);
+        doubles += strcmp(ostreljet_property_type(name), "double") == 0;
+        CHECK(ostreljet_property_unit(name) != NULL && ostreljet_property_description(name)[0] != '\0');
+    }
+    CHECK(doubles == 21);
+    CHECK(strcmp(ostreljet_property_unit("massFlowrate"), "kg/s") == 0);
+    CHECK(strcmp(ostreljet_property_unit("sourceSpecificHeat"), "J/(kg K)") == 0);
+    CHECK(strcmp(ostreljet_property_unit("stackBearing"), "degree") == 0);
+    CHECK(strcmp(ostreljet_property_description("orificeDiameter"), "diameter of the orifice") == 0);
+    CHECK(ostreljet_property_unit("diameter") == NULL && LAST_ERROR_IS("unknown property \"diameter\""));
+    CHECK(ostreljet_property_description(NULL) == NULL);
+    CHECK(ostreljet_property_default("atmospherePressure", &value) == OSTRELJET_OK && value == 101325.0);
+    CHECK(ostreljet_property_default("atmosphereMolecularWeight", &value) == 0 && value == 0.02896);
+    CHECK(ostreljet_property_default("pasquillStability", &value) == 0 && value == 3.0);
+    CHECK(ostreljet_property_default("nothing", &value) == OSTRELJET_UNKNOWN_NAME);
+    CHECK(ostreljet_property_default("stackHeight", NULL) == OSTRELJET_INVALID_ARGUMENT);
+    /* Closed, half-open and open ranges, one-sided and none. */
+    CHECK(ostreljet_property_range("stackHeight", &lower, &upper, &lower_inclusive, &upper_inclusive) == 0);
+    CHECK(lower == 0.0 && upper == 1000.0 && lower_inclusive == 1 && upper_inclusive == 1);
+    CHECK(ostreljet_property_range("sourceSpecificHeatRatio", &lower, &upper, &lower_inclusive,
+                                   &upper_inclusive) == 0);
+    CHECK(lower == 1.0 && upper == 1.7 && lower_inclusive == 0 && upper_inclusive == 1);
+    CHECK(ostreljet_property_range("stoppingConcentration", &lower, &upper, &lower_inclusive,
+                                   &upper_inclusive) == 0);
+    CHECK(lower == 0.0 && upper == 1.0 && lower_inclusive == 0 && upper_inclusive == 0);
+    CHECK(ostreljet_property_range("stackLocationY", &lower, &upper, NULL, NULL) == 0);
+    CHECK(lower == -1000000.0 && upper == 1000000.0);
+    CHECK(ostreljet_property_range("massFlowrate", &lower, &upper, &lower_inclusive, NULL) == 0);
+    CHECK(lower == 0.0 && lower_inclusive == 0 && isinf(upper) && upper > 0);
+    CHECK(ostreljet_property_range("timeAveraging", &lower, &upper, NULL, NULL) == 0);
+    CHECK(isinf(lower) && lower < 0 && isinf(upper) && upper > 0);
+    CHECK(ostreljet_property_range("Stackheight", &lower, NULL, NULL, NULL) == OSTRELJET_UNKNOWN_NAME);
+    /* Enumerations: their type names, labels and members; a double has none. */
+    CHECK(strcmp(ostreljet_property_type("pasquillStability"), "PASQUILL") == 0);
+    CHECK(strcmp(ostreljet_property_type("timeAveraging"), "TIME_AVERAGING") == 0);
+    CHECK(ostreljet_property_type("x") == NULL);
+    CHECK(ostreljet_property_label_count("pasquillStability") == 6);
+    CHECK(ostreljet_property_label_count("timeAveraging") == 2);
+    CHECK(ostreljet_property_label_count("stackHeight") == 0);
+    CHECK(ostreljet_property_label_count("x") == OSTRELJET_UNKNOWN_NAME);
+    CHECK(strcmp(ostreljet_property_label("pasquillStability", 0), "A") == 0);
+    CHECK(strcmp(ostreljet_property_label("pasquillStability", 5), "F") == 0);
+    CHECK(strcmp(ostreljet_property_member("pasquillStability", 3), "PASQUILL_D") == 0);
+    CHECK(strcmp(ostreljet_property_label("timeAveraging", 1), "long") == 0);
+    CHECK(strcmp(ostreljet_property_member("timeAveraging", 0), "SHORT_TIME_AVERAGING") == 0);
+    CHECK(ostreljet_property_label("pasquillStability", 6) == NULL &&
+          LAST_ERROR_IS("property \"pasquillStability\" has no value 6"));
+    CHECK(ostreljet_property_label("stackHeight", 0) == NULL);
 }
 
 static void test_run_and_queries(void) {
@@ -92,6 +160,7 @@ static void test_run_and_queries(void) {
 
 int main(void) {
     test_names_defaults_and_failed_validation();
+    test_property_descriptions();
     test_run_and_queries();
     printf("%d passed, %d failed\n", passed, failed);
     return failed == 0 ? 0 : 1;

@@ -4,7 +4,7 @@
 #include "report/ReportPage.hpp"
 #include "report/Ticks.hpp"
 
-#include "ostreljet/component/Scenario.hpp"
+#include "ostreljet/io/Scenario.hpp"
 
 #include <cmath>
 #include <limits>

@@ -1,5 +1,7 @@
 #include "cli/CliTestSupport.hpp"
 
+#include "ostreljet/Version.hpp"
+
 #include <sstream>
 
 using namespace ostreljet::testsupport;
@@ -29,7 +31,7 @@ TEST(RunCommand, JsonTableAndCsvShapes) {
     const nlohmann::ordered_json json = nlohmann::ordered_json::parse(result.out);
     EXPECT_EQ(keysOf(json), (std::vector<std::string>{"ok", "version", "messages", "steps"}));
     EXPECT_EQ(json["ok"], true);
-    EXPECT_EQ(json["version"], "1.1.0.0");
+    EXPECT_EQ(json["version"], OSTRELJET_VERSION_STRING);
     ASSERT_EQ(json["messages"].size(), 1u);
     EXPECT_EQ(json["messages"][0].get<std::string>().rfind("Stopping concentration reached at ", 0), 0u);
     EXPECT_EQ(keysOf(json["steps"]), kSeries);

@@ -1,4 +1,4 @@
-#include "ostreljet/component/GasTable.hpp"
+#include "ostreljet/io/GasTable.hpp"
 #include "ostreljet/io/ConcentrationConverter.hpp"
 #include "ostreljet/io/ConcentrationUnit.hpp"
 #include "ostreljet/io/Level.hpp"

@@ -3,8 +3,8 @@
 #include "report/Point.hpp"
 #include "report/Svg.hpp"
 
-#include "ostreljet/component/PropertyTable.hpp"
-#include "ostreljet/component/Scenario.hpp"
+#include "ostreljet/io/PropertyTable.hpp"
+#include "ostreljet/io/Scenario.hpp"
 #include "ostreljet/jet/ConcentrationField.hpp"
 
 #include <array>

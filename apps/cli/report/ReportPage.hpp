@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ostreljet/component/Scenario.hpp"
+#include "ostreljet/io/Scenario.hpp"
 
 #include <string>
 #include <string_view>

@@ -1,4 +1,5 @@
 #include "report/PageBuilder.hpp"
+#include "ostreljet/numerics/Constants.hpp"
 #include "report/ReportPage.hpp"
 
 #include "report/Contours.hpp"
@@ -202,7 +203,7 @@ void drawBand(SvgPlot &plot, const std::vector<BandStep> &steps) {
         constexpr int sides = 32;
         std::vector<Point> section;
         for (int i = 0; i < sides; ++i) {
-            const double angle = 2.0 * 3.14159265358979 * i / sides;
+            const double angle = 2.0 * constants::pi * i / sides;
             const double a = r * std::cos(angle);
             const double b = shortAxis * std::sin(angle);
             section.push_back({centre[k].x + a * across[k].x + b * along[k].x,

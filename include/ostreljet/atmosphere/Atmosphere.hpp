@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ostreljet/Export.hpp"
+
 #include "ostreljet/atmosphere/CAtmosSurfaceLayerProf.hpp"
 #include "ostreljet/atmosphere/Gas.hpp"
 #include "ostreljet/numerics/vector3.hpp"
@@ -10,7 +12,7 @@ namespace ostreljet {
 
 // The ambient atmosphere: the user's atmospheric inputs, a current location and, as its Gas part,
 // the state of the air at that location. The similarity profile is used but not exposed.
-class Atmosphere : public Gas, private CAtmosSurfaceLayerProf {
+class OSTRELJET_EXPORT Atmosphere : public Gas, private CAtmosSurfaceLayerProf {
 public:
     // Neutral profile over 0.1 m roughness, while the roughness input reads 0.0 and the boundary-layer
     // height 1000 m until those inputs are set; the local air stays all zero until the first setLocation.

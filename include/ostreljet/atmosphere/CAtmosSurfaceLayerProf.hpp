@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ostreljet/Export.hpp"
+
 #include <cstdint>
 
 namespace ostreljet {
@@ -17,7 +19,7 @@ enum PASQUILL : std::int32_t {
 // Monin-Obukhov similarity profile of wind speed and temperature in the surface layer,
 // with the Businger-Dyer flux-profile relations. Every call inside the class goes through
 // the seven virtual operations, so that a derived profile can replace any of them.
-class CAtmosSurfaceLayerProf {
+class OSTRELJET_EXPORT CAtmosSurfaceLayerProf {
 public:
     // A neutral profile of 5 m/s and 288.15 K at 10 m over a roughness of 0.1 m, bearing 0.
     CAtmosSurfaceLayerProf();

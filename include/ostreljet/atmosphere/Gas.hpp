@@ -1,12 +1,14 @@
 #pragma once
 
+#include "ostreljet/Export.hpp"
+
 #include "ostreljet/numerics/vector3.hpp"
 
 namespace ostreljet {
 
 // The local state of a body of gas: ambient air, the jet's gas or the gas as released.
 // It computes nothing; its fields hold whatever was last written.
-class Gas {
+class OSTRELJET_EXPORT Gas {
 public:
     Gas();
 

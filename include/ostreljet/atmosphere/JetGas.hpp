@@ -1,11 +1,13 @@
 #pragma once
 
+#include "ostreljet/Export.hpp"
+
 #include "ostreljet/atmosphere/Gas.hpp"
 
 namespace ostreljet {
 
 // The jet's gas at its present point, its radius, and the gas as released at the source.
-class JetGas {
+class OSTRELJET_EXPORT JetGas {
 public:
     // Starts as pure source gas at zero radius.
     JetGas();

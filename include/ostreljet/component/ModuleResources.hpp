@@ -33,8 +33,8 @@ public:
 
     // The version record of the library file.
     struct VersionInfo {
-        std::array<std::uint16_t, 4> fileVersion;    // 1.1.0.0
-        std::array<std::uint16_t, 4> productVersion; // 1.1.0.0
+        std::array<std::uint16_t, 4> fileVersion;    // the project version
+        std::array<std::uint16_t, 4> productVersion; // the project version
         std::uint32_t fileOS;                        // VOS__WINDOWS32
         std::uint32_t fileType;                      // VFT_DLL
         // The string table, in this order: FileVersion, ProductVersion, ProductName, InternalName,

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ostreljet/Export.hpp"
+
 #include <cstdint>
 #include <cstdio>
 #include <string>
@@ -9,7 +11,7 @@ namespace ostreljet {
 
 // The ordered list of every error, warning and termination notice of a run.
 // Levels: -1 warning added once per code, 0 warning, 1 recoverable error, 2 fatal error.
-class ErrorMessageCollection {
+class OSTRELJET_EXPORT ErrorMessageCollection {
 public:
     class ErrorMessage {
     public:

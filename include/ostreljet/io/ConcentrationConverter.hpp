@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ostreljet/Export.hpp"
+
 #include "ostreljet/io/ConcentrationUnit.hpp"
 
 namespace ostreljet {
@@ -18,7 +20,7 @@ class JetModel;
 // air at the ambient temperature of that height.
 // A threshold given in mg/m³ (a level) is converted as released gas diluted in air at the ambient
 // temperature (the atmosphere temperature input) and pressure, as exposure limits are stated.
-class ConcentrationConverter {
+class OSTRELJET_EXPORT ConcentrationConverter {
 public:
     // The model's own concentration unit.
     static constexpr ConcentrationUnit modelUnit = ConcentrationUnit::volumeFraction;

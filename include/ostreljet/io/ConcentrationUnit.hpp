@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ostreljet/Export.hpp"
+
 #include <optional>
 #include <string_view>
 
@@ -16,11 +18,11 @@ enum class ConcentrationUnit {
 
 // The word of a unit on a command line or in a call: "mass", "vol", "%", "ppm" or "mg/m3" (also "mg/m^3"
 // and "mg/m³"); nothing for any other text.
-std::optional<ConcentrationUnit> parseConcentrationUnit(std::string_view word);
+OSTRELJET_EXPORT std::optional<ConcentrationUnit> parseConcentrationUnit(std::string_view word);
 // The word that parseConcentrationUnit reads back: "mass", "vol", "%", "ppm", "mg/m3".
-std::string_view concentrationUnitWord(ConcentrationUnit unit);
+OSTRELJET_EXPORT std::string_view concentrationUnitWord(ConcentrationUnit unit);
 // The label printed beside a value: "mass fraction", "volume fraction", "% by volume", "ppm by volume",
 // "mg/m³".
-std::string_view concentrationUnitLabel(ConcentrationUnit unit);
+OSTRELJET_EXPORT std::string_view concentrationUnitLabel(ConcentrationUnit unit);
 
 } // namespace ostreljet

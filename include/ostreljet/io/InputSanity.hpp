@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ostreljet/Export.hpp"
+
 #include <string>
 
 namespace ostreljet::io {
@@ -7,7 +9,7 @@ namespace ostreljet::io {
 // Checks that the fronts (scenario reader, C API, command-line tool) make on top of the model's own
 // validation, refusing what the model would compute nonsense from. Each returns "" when the values are
 // usable and otherwise a sentence naming the value at fault.
-class InputSanity {
+class OSTRELJET_EXPORT InputSanity {
 public:
     // A release that starts at or below ground level (stack height <= 0 m) and points downward
     // (release angle < 0 degrees) would start underground.

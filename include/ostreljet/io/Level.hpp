@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ostreljet/Export.hpp"
+
 #include "ostreljet/io/ConcentrationConverter.hpp"
 #include "ostreljet/io/ConcentrationUnit.hpp"
 #include "ostreljet/io/HazardLimits.hpp"
@@ -11,7 +13,7 @@
 namespace ostreljet {
 
 // A level that cannot be read or has no value for the gas; the message quotes the level's text.
-class LevelError : public std::invalid_argument {
+class OSTRELJET_EXPORT LevelError : public std::invalid_argument {
 public:
     using std::invalid_argument::invalid_argument;
 };
@@ -19,7 +21,7 @@ public:
 // A concentration of interest: a number with an optional unit ("0.01", "2%", "5000ppm", "100mg/m3",
 // "0.02vol", "0.01mass") or a named hazard level of the scenario's gas ("LFL", "UFL", "LFL/2", "IDLH",
 // in any letter case).
-class Level {
+class OSTRELJET_EXPORT Level {
 public:
     enum class Kind {
         number,                     // value() in unit()

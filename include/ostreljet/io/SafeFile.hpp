@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ostreljet/Export.hpp"
+
 #include <cstdio>
 #include <filesystem>
 #include <functional>
@@ -9,7 +11,7 @@
 namespace ostreljet::io {
 
 // A write that failed: what() is "cannot write 'PATH': REASON" with the system's text for the error.
-class FileWriteError : public std::runtime_error {
+class OSTRELJET_EXPORT FileWriteError : public std::runtime_error {
 public:
     FileWriteError(const std::filesystem::path &target, int errorNumber, const std::string &reason = {});
     int errorNumber() const { return errorNumber_; }
@@ -25,7 +27,7 @@ private:
 // in the same folder; it takes the old file's mode (or the umask's) and replaces the file by a rename
 // at commit. Anything else (a device, a FIFO, a standard stream such as /dev/stdout) is written
 // directly and never replaced. Every write, flush, fsync, close and rename is checked.
-class SafeFile {
+class OSTRELJET_EXPORT SafeFile {
 public:
     // Opens the target for writing; FileWriteError when it cannot be.
     explicit SafeFile(const std::filesystem::path &target);

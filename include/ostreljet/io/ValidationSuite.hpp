@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ostreljet/Export.hpp"
+
 #include <cstddef>
 #include <functional>
 #include <stdexcept>
@@ -10,7 +12,7 @@
 namespace ostreljet {
 
 // A bad cases file: the message names the file and the case or key at fault.
-class ValidationSuiteError : public std::runtime_error {
+class OSTRELJET_EXPORT ValidationSuiteError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
@@ -57,7 +59,7 @@ struct CorrelationResult {
 // "label": text, "inputs": {<scenario inputs>}, "at": [numbers], "sensitivity": {"label": text,
 // "inputs": {...}}}]}. A case's inputs override its correlation's defaults; "at" lists downwind
 // distances in m ("briggs-two-thirds"), multiples of r D ("pratte-baines") or of D ("chen-rodi").
-class ValidationSuite {
+class OSTRELJET_EXPORT ValidationSuite {
 public:
     static ValidationSuite fromFile(const std::string &path);
     static ValidationSuite fromText(std::string_view text, const std::string &sourceName = "cases");

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ostreljet/Export.hpp"
+
 #include "ostreljet/numerics/vector3.hpp"
 
 #include <cstddef>
@@ -15,7 +17,7 @@ class JetModel;
 // The concentration (mass fraction) around a jet, implied by the centreline series of one run.
 // A field is immutable once built: any number of threads may query one field at once without a lock.
 // Values below the cutoff (normally the run's stopping concentration) are reported as 0.
-class ConcentrationField {
+class OSTRELJET_EXPORT ConcentrationField {
 public:
     // Which points are passed over before the segments are searched.
     enum class Rules {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ostreljet/Export.hpp"
+
 #include "ostreljet/atmosphere/Atmosphere.hpp"
 #include "ostreljet/atmosphere/JetGas.hpp"
 #include "ostreljet/numerics/ODESolverDDRIV3.hpp"
@@ -17,7 +19,7 @@ enum TIME_AVERAGING : std::int32_t { SHORT_TIME_AVERAGING = 0, LONG_TIME_AVERAGI
 // Integral model of a buoyant gas jet released from an orifice into a crosswind.
 // The independent variable is the arc length s along the centreline (m); across a section the jet
 // carries top-hat fluxes of mass, momentum, released gas and enthalpy.
-class JetModel : public ODESolverDDRIV3 {
+class OSTRELJET_EXPORT JetModel : public ODESolverDDRIV3 {
 public:
     JetModel();
     ~JetModel() override;

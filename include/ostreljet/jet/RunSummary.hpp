@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ostreljet/Export.hpp"
+
 #include "ostreljet/diagnostics/ErrorMessageCollection.hpp"
 
 #include <cstdint>
@@ -23,7 +25,7 @@ enum class MessageSeverity { information, warning, error };
 // measured from the stack along the wind at the reference height, crosswind distances horizontally
 // across it; an answer that does not exist (a level never reached, a plume that never touches down) is
 // absent, never 0. Concentrations are in the model's own unit (volume fraction).
-struct RunSummary {
+struct OSTRELJET_EXPORT RunSummary {
     enum class Ending {
         stoppingConcentration, // the centreline fell to the stopping concentration: a normal end
         centrelineOnGround,    // the centreline reached the ground

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ostreljet/Export.hpp"
+
 namespace ostreljet {
 
 // Right-hand side of y' = f(t, y) (or A y' = f): writes the n derivatives into ydot.
@@ -29,14 +31,15 @@ using MassMatrixFn = void (*)(int *n, double *t, double *y, double *a, int *matd
 // Messages (number, level 0 warning / 1 recoverable / 2 fatal, exact text) go to integratorMessage; after a
 // fatal one the routine returns with *nstate unchanged. Nothing is allocated, printed or thrown, and there is
 // no state outside work and iwork except the per-thread message buffer.
-void DDRIV3(int *n, double *t, double *y, DerivativeFn f, int *nstate, double *tout, int *ntask, int *nroot,
-            double *eps, double *ewt, int *ierror, int *mint, int *miter, int *impl, int *ml, int *mu,
-            int *mxord, double *hmax, double *work, int *lenw, int *iwork, int *leniw, JacobianFn jacobn,
-            MassMatrixFn fa, int *nde, int *mxstep, RootFn g);
+OSTRELJET_EXPORT void DDRIV3(int *n, double *t, double *y, DerivativeFn f, int *nstate, double *tout,
+                             int *ntask, int *nroot, double *eps, double *ewt, int *ierror, int *mint,
+                             int *miter, int *impl, int *ml, int *mu, int *mxord, double *hmax, double *work,
+                             int *lenw, int *iwork, int *leniw, JacobianFn jacobn, MassMatrixFn fa, int *nde,
+                             int *mxstep, RootFn g);
 
 // The integrator's message routine: msg holds the message in its first nmessg characters, nerr is the
 // message number and level its severity. Forwards the text to the solver object that is integrating on
 // this thread (ODESolverDDRIV3::reportSolverMessage); does nothing when there is none.
-void integratorMessage(const char *msg, int nmessg, int nerr, int level);
+OSTRELJET_EXPORT void integratorMessage(const char *msg, int nmessg, int nerr, int level);
 
 } // namespace ostreljet

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ostreljet/Export.hpp"
+
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -9,7 +11,7 @@ namespace ostreljet {
 
 // A heap array of exact length with one-based store and zero-based direct access.
 // There is no spare capacity: every resize reallocates, and indexes are never checked.
-template <typename T> class KVector {
+template <typename T> class OSTRELJET_EXPORT KVector {
 public:
     T *data = nullptr;     // owned array of `size` elements; null when empty
     std::int32_t size = 0; // number of elements
@@ -101,8 +103,8 @@ private:
     }
 };
 
-template <> double KVector<double>::norm() const;
-template <> double KVector<double>::dot(const KVector<double> &other) const;
+template <> OSTRELJET_EXPORT double KVector<double>::norm() const;
+template <> OSTRELJET_EXPORT double KVector<double>::dot(const KVector<double> &other) const;
 
 extern template class KVector<double>;
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ostreljet/Export.hpp"
+
 #include <cstdint>
 
 #include "ostreljet/diagnostics/ErrorMessageCollection.hpp"
@@ -16,7 +18,7 @@ namespace ostreljet {
 //
 // Callbacks from the integrator reach the object through one pointer per thread (the object most
 // recently constructed or integrated on that thread), so one thread runs one integration at a time.
-class ODESolverDDRIV3 : public ErrorMessageCollection {
+class OSTRELJET_EXPORT ODESolverDDRIV3 : public ErrorMessageCollection {
 public:
     explicit ODESolverDDRIV3(std::int32_t numberOfEquations);
     ODESolverDDRIV3(const ODESolverDDRIV3 &) = delete;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ostreljet/Export.hpp"
+
 #include <cmath>
 #include <cstdint>
 
@@ -7,7 +9,7 @@ namespace ostreljet {
 
 // A point, velocity or direction in the site frame: x east, y north, z up.
 // A plain value of three doubles: element 0 is x, 1 is y, 2 is z. Copies are cheap and never allocate.
-class vector3 {
+class OSTRELJET_EXPORT vector3 {
 public:
     static constexpr std::int32_t size = 3; // number of elements
 
@@ -67,7 +69,7 @@ public:
 };
 
 // The right-handed cross product a x b.
-vector3 cross(const vector3 &a, const vector3 &b);
+OSTRELJET_EXPORT vector3 cross(const vector3 &a, const vector3 &b);
 
 constexpr vector3 operator+(const vector3 &a, const vector3 &b) {
     return vector3(a.x() + b.x(), a.y() + b.y(), a.z() + b.z());

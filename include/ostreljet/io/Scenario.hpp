@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ostreljet/Export.hpp"
+
 #include "ostreljet/jet/JetModel.hpp"
 
 #include <stdexcept>
@@ -11,7 +13,7 @@
 namespace ostreljet {
 
 // A bad scenario: the message names the file and the key, value, line or column at fault.
-class ScenarioError : public std::runtime_error {
+class OSTRELJET_EXPORT ScenarioError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
@@ -21,7 +23,7 @@ public:
 // weight, specific heat and specific heat ratio fill the source properties unless given explicitly.
 // `pasquillStability` also takes "A".."F" or "PASQUILL_A".."PASQUILL_F"; `timeAveraging` takes "short",
 // "long" or the enumeration names.
-class Scenario {
+class OSTRELJET_EXPORT Scenario {
 public:
     // Bytes a scenario file may hold; arrays and objects nested in one another at most.
     static constexpr std::size_t kMaximumFileBytes = 1024 * 1024;

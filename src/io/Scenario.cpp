@@ -1,7 +1,7 @@
-#include "ostreljet/component/Scenario.hpp"
+#include "ostreljet/io/Scenario.hpp"
 
-#include "ostreljet/component/GasTable.hpp"
-#include "ostreljet/component/PropertyTable.hpp"
+#include "ostreljet/io/GasTable.hpp"
+#include "ostreljet/io/InputSchema.hpp"
 #include "ostreljet/io/InputSanity.hpp"
 
 #include <nlohmann/json.hpp>
@@ -69,15 +69,35 @@ std::string describe(const json &value) {
     return text;
 }
 
-double enumerationValue(const std::string &source, const std::string &key, const json &value,
-                        const std::vector<std::pair<std::string, int>> &names, int count,
-                        const char *expected) {
+// What an enumeration input accepts, for a message: its labels and member names, then its values.
+std::string acceptedValues(const InputSchema::Enumeration &enumeration) {
+    const auto labels = enumeration.labels;
+    const std::string last = std::to_string(labels.size() - 1);
+    const auto quoted = [](std::string_view text) { return "\"" + std::string(text) + "\""; };
+    if (labels.size() > 2) {
+        return "one of " + quoted(labels.front().label) + ".." + quoted(labels.back().label) + ", " +
+               quoted(labels.front().member) + ".." + quoted(labels.back().member) + " or 0.." + last;
+    }
+    std::string out = "one of ";
+    for (const InputSchema::Label &label : labels) {
+        out += quoted(label.label) + ", ";
+    }
+    for (const InputSchema::Label &label : labels) {
+        out += quoted(label.member) + ", ";
+    }
+    out.resize(out.size() - 2);
+    for (std::size_t i = 0; i < labels.size(); ++i) {
+        out += (i + 1 == labels.size() ? " or " : ", ") + std::to_string(i);
+    }
+    return out;
+}
+
+double enumerationValue(const std::string &source, const std::string &key, const InputSchema::Input &input,
+                        const json &value) {
+    const auto count = static_cast<long long>(input.enumeration->labels.size());
     if (value.is_string()) {
-        const std::string &text = value.get_ref<const std::string &>();
-        for (const auto &[name, number] : names) {
-            if (text == name) {
-                return number;
-            }
+        if (const auto number = InputSchema::labelValue(input, value.get_ref<const std::string &>())) {
+            return *number;
         }
     } else if (value.is_number_integer() || value.is_number_unsigned()) {
         const long long number = value.get<long long>();
@@ -86,38 +106,18 @@ double enumerationValue(const std::string &source, const std::string &key, const
         }
     } else if (value.is_number_float()) {
         const double number = value.get<double>();
-        if (number >= 0 && number < count && std::floor(number) == number) {
+        if (number >= 0 && number < static_cast<double>(count) && std::floor(number) == number) {
             return number;
         }
     }
-    throw ScenarioError(source + ": \"" + key + "\" must be " + expected + ", not " + describe(value));
+    throw ScenarioError(source + ": \"" + key + "\" must be " + acceptedValues(*input.enumeration) +
+                        ", not " + describe(value));
 }
 
-double inputValue(const std::string &source, const std::string &key, const PropertyTable::Property &property,
+double inputValue(const std::string &source, const std::string &key, const InputSchema::Input &input,
                   const json &value) {
-    switch (property.type) {
-    case PropertyTable::Type::Pasquill:
-        return enumerationValue(source, key, value,
-                                {{"A", 0},
-                                 {"B", 1},
-                                 {"C", 2},
-                                 {"D", 3},
-                                 {"E", 4},
-                                 {"F", 5},
-                                 {"PASQUILL_A", 0},
-                                 {"PASQUILL_B", 1},
-                                 {"PASQUILL_C", 2},
-                                 {"PASQUILL_D", 3},
-                                 {"PASQUILL_E", 4},
-                                 {"PASQUILL_F", 5}},
-                                6, "one of \"A\"..\"F\", \"PASQUILL_A\"..\"PASQUILL_F\" or 0..5");
-    case PropertyTable::Type::TimeAveraging:
-        return enumerationValue(
-            source, key, value,
-            {{"short", 0}, {"long", 1}, {"SHORT_TIME_AVERAGING", 0}, {"LONG_TIME_AVERAGING", 1}}, 2,
-            "one of \"short\", \"long\", \"SHORT_TIME_AVERAGING\", \"LONG_TIME_AVERAGING\", 0 or 1");
-    case PropertyTable::Type::Double:
-        break;
+    if (input.enumeration != nullptr) {
+        return enumerationValue(source, key, input, value);
     }
     if (!value.is_number()) {
         throw ScenarioError(source + ": \"" + key + "\" must be a number, not " + describe(value));
@@ -271,11 +271,11 @@ Scenario Scenario::fromText(std::string_view text, const std::string &sourceName
         if (key == "gas") {
             continue;
         }
-        const PropertyTable::Property *property = PropertyTable::find(key);
-        if (property == nullptr) {
+        const InputSchema::Input *input = InputSchema::find(key);
+        if (input == nullptr) {
             throw ScenarioError(sourceName + ": unknown key \"" + key + "\"");
         }
-        scenario.inputs_.emplace_back(key, inputValue(sourceName, key, *property, it.value()));
+        scenario.inputs_.emplace_back(key, inputValue(sourceName, key, *input, it.value()));
     }
     // A new model starts at stack height 0 m and release angle 0 degrees.
     const std::string release =
@@ -289,7 +289,7 @@ Scenario Scenario::fromText(std::string_view text, const std::string &sourceName
 
 void Scenario::applyTo(JetModel &model) const {
     for (const auto &[name, value] : inputs_) {
-        PropertyTable::find(name)->put(model, value);
+        InputSchema::find(name)->put(model, value);
     }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ostreljet/io/HazardLimits.hpp"
+#include "ostreljet/Export.hpp"
 
 #include <span>
 #include <string_view>
@@ -9,7 +10,7 @@ namespace ostreljet {
 
 // Common release gases with the source properties a scenario needs, as ideal gases at 298.15 K, and their
 // published hazard levels in air.
-class GasTable {
+class OSTRELJET_EXPORT GasTable {
 public:
     struct Entry {
         std::string_view name;    // as written in a scenario's "gas" key, lower case

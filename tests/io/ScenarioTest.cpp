@@ -1,5 +1,5 @@
-#include "ostreljet/component/Scenario.hpp"
-#include "ostreljet/component/GasTable.hpp"
+#include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/io/GasTable.hpp"
 
 #include <gtest/gtest.h>
 

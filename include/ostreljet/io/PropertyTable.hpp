@@ -1,5 +1,8 @@
 #pragma once
 
+#include "ostreljet/Export.hpp"
+
+#include "ostreljet/io/InputSchema.hpp"
 #include "ostreljet/jet/JetModel.hpp"
 
 #include <cstdint>
@@ -9,19 +12,13 @@
 
 namespace ostreljet {
 
-// The input properties of the model's interface, in interface order, with their dispatch identifiers.
-// Every front (dispatch, C API, scenario files, command line) reads and writes inputs through this table.
-class PropertyTable {
+// The model's named quantities: the input properties (a view of the InputSchema, in interface order)
+// and the per-step result series. Every front (dispatch, C API, scenario files, command line) reads and
+// writes inputs through this table.
+class OSTRELJET_EXPORT PropertyTable {
 public:
-    enum class Type { Double, TimeAveraging, Pasquill };
-
-    struct Property {
-        std::string_view name;
-        std::int32_t dispid;
-        Type type;
-        double (*get)(const JetModel &model);
-        void (*put)(JetModel &model, double value); // enumerations receive the value as an integer
-    };
+    using Type = InputSchema::Type;
+    using Property = InputSchema::Input;
 
     // A per-step result series, in the order the command line prints them.
     struct Series {
@@ -30,12 +27,12 @@ public:
         double (*at)(const JetModel &model, std::size_t step);
     };
 
-    static std::span<const Property> properties();
+    static std::span<const Property> properties() { return InputSchema::inputs(); }
     static std::span<const Series> series();
 
     // Exact, case-sensitive lookups; null when the name is unknown.
-    static const Property *find(std::string_view name);
-    static const Property *findByDispid(std::int32_t dispid);
+    static const Property *find(std::string_view name) { return InputSchema::find(name); }
+    static const Property *findByDispid(std::int32_t dispid) { return InputSchema::findByDispid(dispid); }
     static const Series *findSeries(std::string_view name);
 
     // The series' values for every output step of the last run.

@@ -1,4 +1,4 @@
-#include "ostreljet/component/GasTable.hpp"
+#include "ostreljet/io/GasTable.hpp"
 
 #include <array>
 #include <cctype>
