@@ -1,9 +1,13 @@
 #include "ostreljet/io/Level.hpp"
 
+#include "ostreljet/io/GasTable.hpp"
+#include "ostreljet/jet/JetModel.hpp"
+
 #include <array>
 #include <cctype>
 #include <charconv>
 #include <cmath>
+#include <cstdio>
 #include <optional>
 #include <utility>
 
@@ -139,6 +143,50 @@ double Level::toModel(const ConcentrationConverter &converter, const HazardLimit
                          std::to_string(model) + ")");
     }
     return model;
+}
+
+std::vector<Level> Level::parseList(std::string_view text, ConcentrationUnit defaultUnit) {
+    std::vector<Level> levels;
+    std::size_t start = 0;
+    while (true) {
+        const std::size_t comma = text.find(',', start);
+        levels.push_back(
+            parse(text.substr(start, comma == std::string_view::npos ? comma : comma - start), defaultUnit));
+        if (comma == std::string_view::npos) {
+            return levels;
+        }
+        start = comma + 1;
+    }
+}
+
+std::vector<Level> Level::defaults(std::string_view gas, double stoppingConcentration) {
+    const GasTable::Entry *entry = gas.empty() ? nullptr : GasTable::find(gas);
+    if (entry != nullptr && entry->hazards.lowerFlammabilityLimit) {
+        return {parse("LFL"), parse("LFL/2")};
+    }
+    char text[40];
+    std::snprintf(text, sizeof text, "%.6g", stoppingConcentration);
+    return {Level(Kind::number, stoppingConcentration, ConcentrationConverter::modelUnit, text)};
+}
+
+std::vector<double> Level::toModel(std::span<const Level> levels, const JetModel &model,
+                                   std::string_view gas) {
+    const GasTable::Entry *entry = gas.empty() ? nullptr : GasTable::find(gas);
+    const HazardLimits none{};
+    const ConcentrationConverter converter = ConcentrationConverter::forModel(model);
+    std::vector<double> values;
+    values.reserve(levels.size());
+    for (const Level &level : levels) {
+        if (level.kind() != Kind::number && entry == nullptr) {
+            throw LevelError(
+                "level \"" + level.text() +
+                "\": the scenario names no gas of the gas table, so it has no hazard levels; give "
+                "the level as a number with a unit");
+        }
+        values.push_back(level.toModel(converter, entry != nullptr ? entry->hazards : none,
+                                       entry != nullptr ? entry->name : gas));
+    }
+    return values;
 }
 
 } // namespace ostreljet

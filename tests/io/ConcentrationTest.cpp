@@ -1,11 +1,13 @@
-#include "ostreljet/io/GasTable.hpp"
 #include "ostreljet/io/ConcentrationConverter.hpp"
 #include "ostreljet/io/ConcentrationUnit.hpp"
+#include "ostreljet/io/GasTable.hpp"
 #include "ostreljet/io/Level.hpp"
+#include "ostreljet/jet/JetModel.hpp"
 
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 using ostreljet::ConcentrationConverter;
 using ostreljet::ConcentrationUnit;
@@ -178,5 +180,38 @@ TEST(GasTable, CarriesPublishedHazardLevels) {
             EXPECT_LT(*h.lowerFlammabilityLimit, *h.upperFlammabilityLimit) << gas.name;
             EXPECT_LE(*h.upperFlammabilityLimit, 100.0) << gas.name;
         }
+    }
+}
+
+TEST(Level, ListsDefaultsAndResolutionForAModelsGas) {
+    const std::vector<Level> list = Level::parseList("LFL, 2%,5000ppm");
+    ASSERT_EQ(list.size(), 3u);
+    EXPECT_EQ(list[1].text(), "2%");
+    EXPECT_THROW(Level::parseList("LFL,,2%"), LevelError);
+
+    // Methane burns: its LFL and half of it. Nitrogen does not: the stopping concentration.
+    const std::vector<Level> methane = Level::defaults("methane", 0.01);
+    ASSERT_EQ(methane.size(), 2u);
+    EXPECT_EQ(methane[0].kind(), Level::Kind::lowerFlammabilityLimit);
+    EXPECT_EQ(methane[1].kind(), Level::Kind::halfLowerFlammabilityLimit);
+    const std::vector<Level> nitrogen = Level::defaults("nitrogen", 0.01);
+    ASSERT_EQ(nitrogen.size(), 1u);
+    EXPECT_EQ(nitrogen[0].text(), "0.01");
+
+    ostreljet::JetModel model;
+    model.setSourceMolecularWeight(0.016043);
+    model.setAtmosphereMolecularWeight(0.02896);
+    // 5 % by volume is the LFL of methane; the model's own unit is the volume fraction.
+    const std::vector<double> values = Level::toModel(list, model, "methane");
+    EXPECT_DOUBLE_EQ(values[0], 0.05);
+    EXPECT_DOUBLE_EQ(values[1], 0.02);
+    EXPECT_DOUBLE_EQ(values[2], 0.005);
+    try {
+        Level::toModel(list, model, "");
+        FAIL() << "a named level needs a gas";
+    } catch (const LevelError &e) {
+        EXPECT_STREQ(e.what(),
+                     "level \"LFL\": the scenario names no gas of the gas table, so it has no hazard "
+                     "levels; give the level as a number with a unit");
     }
 }

@@ -6,11 +6,15 @@
 #include "ostreljet/io/ConcentrationUnit.hpp"
 #include "ostreljet/io/HazardLimits.hpp"
 
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace ostreljet {
+
+class JetModel;
 
 // A level that cannot be read or has no value for the gas; the message quotes the level's text.
 class OSTRELJET_EXPORT LevelError : public std::invalid_argument {
@@ -46,6 +50,17 @@ public:
     // is not below pure released gas.
     double toModel(const ConcentrationConverter &converter, const HazardLimits &limits,
                    std::string_view gas = {}) const;
+
+    // Reads a comma-separated list ("LFL,2%,5000ppm"); throws LevelError naming the piece that fails.
+    static std::vector<Level> parseList(std::string_view text,
+                                        ConcentrationUnit defaultUnit = ConcentrationConverter::modelUnit);
+    // The levels a summary reports when none are asked for: the gas's LFL and LFL/2 when the gas table
+    // gives it a lower flammability limit, else the stopping concentration (in the model's unit).
+    static std::vector<Level> defaults(std::string_view gas, double stoppingConcentration);
+    // Every level in the model's unit for `model`, whose released gas is `gas` (a name of the gas table,
+    // or empty when the scenario names none: then only numbers can be converted). Throws LevelError.
+    static std::vector<double> toModel(std::span<const Level> levels, const JetModel &model,
+                                       std::string_view gas);
 
 private:
     Level(Kind kind, double value, ConcentrationUnit unit, std::string text);
