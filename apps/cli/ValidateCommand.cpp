@@ -12,19 +12,20 @@
 #include <string>
 #include <unistd.h>
 
-#ifndef OSTRELJET_VALIDATION_CASES
-#define OSTRELJET_VALIDATION_CASES "validation/cases.json"
-#endif
-
 namespace ostreljet::cli {
 
 namespace {
 
 struct ValidateOptions {
     std::string output = "validation.html";
-    std::string cases = OSTRELJET_VALIDATION_CASES;
+    std::string cases; // empty: the cases built into the library
     bool json = false;
 };
+
+// Where the cases came from, as the report and the JSON name it.
+std::string casesName(const ValidateOptions &options) {
+    return options.cases.empty() ? std::string(ValidationSuite::builtInName) : options.cases;
+}
 
 std::string jsonResults(const std::vector<CorrelationResult> &results, double seconds,
                         const std::string &cases) {
@@ -76,7 +77,7 @@ void registerValidateCommand(CLI::App &app) {
         ->type_name("FILE");
     command
         ->add_option("--cases", options->cases,
-                     "the cases file (default: the project's validation/cases.json)")
+                     "a cases file (default: the project's validation/cases.json, built in)")
         ->type_name("FILE");
     command->add_flag("--json", options->json, "print the figures as JSON on standard output");
 
@@ -84,7 +85,8 @@ void registerValidateCommand(CLI::App &app) {
         checkOutputPath(options->output);
         ValidationSuite suite;
         try {
-            suite = ValidationSuite::fromFile(options->cases);
+            suite = options->cases.empty() ? ValidationSuite::builtIn()
+                                           : ValidationSuite::fromFile(options->cases);
         } catch (const std::exception &e) {
             throw CommandFailure(kUsageError, e.what());
         }
@@ -110,11 +112,11 @@ void registerValidateCommand(CLI::App &app) {
         }
         const double seconds =
             std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-        const std::string page = report::ValidationPage::render(results, seconds, options->cases);
+        const std::string page = report::ValidationPage::render(results, seconds, casesName(*options));
         writeFileAtomically(options->output,
                             [&](std::FILE *out) { std::fwrite(page.data(), 1, page.size(), out); });
         if (options->json) {
-            fmt::print("{}", jsonResults(results, seconds, options->cases));
+            fmt::print("{}", jsonResults(results, seconds, casesName(*options)));
         } else {
             printSummary(results);
             fmt::print("\nwrote {} ({} model runs, {:.1f} s)\n", options->output, suite.runCount(), seconds);

@@ -17,6 +17,10 @@
 #include <sstream>
 #include <utility>
 
+namespace ostreljet::generated {
+extern const std::string_view validationCases;
+} // namespace ostreljet::generated
+
 namespace ostreljet {
 
 namespace {
@@ -372,6 +376,10 @@ ValidationSuite ValidationSuite::fromFile(const std::string &path) {
     }
     const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     return fromText(text, path);
+}
+
+ValidationSuite ValidationSuite::builtIn() {
+    return fromText(generated::validationCases, builtInName);
 }
 
 ValidationSuite ValidationSuite::fromText(std::string_view text, const std::string &sourceName) {

@@ -63,6 +63,9 @@ class OSTRELJET_EXPORT ValidationSuite {
 public:
     static ValidationSuite fromFile(const std::string &path);
     static ValidationSuite fromText(std::string_view text, const std::string &sourceName = "cases");
+    // The project's own cases (validation/cases.json), built into the library.
+    static ValidationSuite builtIn();
+    static constexpr const char *builtInName = "validation/cases.json (built in)";
 
     // The correlation ids the suite knows, in report order.
     static const std::vector<std::string> &correlationIds();
