@@ -80,3 +80,20 @@ def test_two_worker_local_cluster_equals_serial(monkeypatch):
             clustered = ostreljet.sweep(base, vary, levels="LFL", unit="%", client=client)
     pandas.testing.assert_frame_equal(serial, clustered)
     assert set(serial["status"]) == {"ok", "refused"}
+
+
+def test_weather_matrix_example_prints_the_lfl_table():
+    import subprocess
+    import sys
+
+    example = os.path.join(os.path.dirname(PYTHON_DIR), "examples", "sweep.py")
+    environ = dict(os.environ, PYTHONPATH=PYTHON_DIR, OSTRELJET_LIBRARY=ostreljet.library_path())
+    result = subprocess.run([sys.executable, example], capture_output=True, text=True, env=environ, timeout=300)
+    assert result.returncode == 0, result.stderr
+    lines = result.stdout.splitlines()
+    assert lines[0] == "Downwind distance (m) where the centreline falls below the LFL of methane (5 % by volume)"
+    assert lines[1].split() == ["stability", "2", "m/s", "5", "m/s", "10", "m/s"]
+    assert [line.split()[0] for line in lines[2:]] == list("ABCDEF")
+    # The weather matrix: at 10 m/s the stable F wind refuses the slow vent; elsewhere a distance.
+    assert lines[7].split()[1:] == [lines[7].split()[1], lines[7].split()[2], "refused"]
+    assert all(float(cell) > 0 for line in lines[2:7] for cell in line.split()[1:])
