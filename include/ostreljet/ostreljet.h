@@ -17,7 +17,15 @@
  * SI units; angles in degrees.
  *
  * Series names: arclength, x, y, z, profileRadius, centrelineConcentration, centrelineTemperature,
- * centrelineVelocity. */
+ * centrelineVelocity.
+ *
+ * Concentrations of the model (the centreline series, the stopping concentration, the field) are volume
+ * (mole) fractions of released gas. Functions that take a unit word accept "mass" (mass fraction),
+ * "vol" (volume fraction), "%" (% by volume), "ppm" (ppm by volume) and "mg/m3" (mg of released gas per
+ * m3 of mixture at the point's temperature and the ambient pressure); NULL or "" is "vol".
+ *
+ * Quiet by default: the model's once-only notices are kept in its messages and are not printed, unless
+ * ostreljet_set_echo(1) turns their echo to standard output on. */
 #ifndef OSTRELJET_OSTRELJET_H
 #define OSTRELJET_OSTRELJET_H
 
@@ -30,6 +38,20 @@
 #define OSTRELJET_UNKNOWN_NAME (-1)
 #define OSTRELJET_INVALID_ARGUMENT (-2)
 #define OSTRELJET_INTERNAL_ERROR (-3)
+
+/* How the last run ended (ostreljet_ending). */
+#define OSTRELJET_ENDING_STOPPING_CONCENTRATION 0 /* a normal end */
+#define OSTRELJET_ENDING_ON_GROUND 1              /* the centreline reached the ground */
+#define OSTRELJET_ENDING_TOP_OF_BOUNDARY_LAYER 2  /* the centreline reached the top of the boundary layer */
+#define OSTRELJET_ENDING_REFUSED 3        /* refused by the source checks: no output steps, no results */
+#define OSTRELJET_ENDING_INPUTS_INVALID 4 /* validation refused an input: no output steps */
+#define OSTRELJET_ENDING_OTHER 5          /* the end of the range, or the integrator gave up */
+#define OSTRELJET_ENDING_NOT_RUN 6        /* the model has not run */
+
+/* Severity of a message (ostreljet_message_severity). */
+#define OSTRELJET_INFORMATION 0
+#define OSTRELJET_WARNING 1
+#define OSTRELJET_ERROR 2
 
 #ifdef __cplusplus
 extern "C" {
@@ -50,8 +72,9 @@ OSTRELJET_API int ostreljet_set(ostreljet_model *m, const char *property, double
 /* Reads an input property into *value: OSTRELJET_OK or OSTRELJET_UNKNOWN_NAME. */
 OSTRELJET_API int ostreljet_get(const ostreljet_model *m, const char *property, double *value);
 
-/* Validates and runs: 1 ran (however the integration ended; read the messages), 0 inputs invalid
- * (read the messages); -2 refused before the run because the release starts at or below ground level
+/* Validates and runs: 1 ran (however the integration ended: ostreljet_ending() says how, and
+ * OSTRELJET_ENDING_REFUSED means the source checks refused the release, leaving no results), 0 inputs
+ * invalid (read the messages); -2 refused before the run because the release starts at or below ground level
  * (stackHeight <= 0) and points downward (releaseAngle < 0): ostreljet_last_error() says so and the
  * model keeps the results of its previous run. */
 OSTRELJET_API int ostreljet_run(ostreljet_model *m);
@@ -65,6 +88,82 @@ OSTRELJET_API int ostreljet_series(const ostreljet_model *m, const char *series,
 OSTRELJET_API int ostreljet_message_count(const ostreljet_model *m);
 /* Text of message index (from 0); NULL out of range. Valid until the next run or destroy. */
 OSTRELJET_API const char *ostreljet_message(const ostreljet_model *m, int index);
+
+/* Severity of message index: OSTRELJET_INFORMATION ("Stopping concentration reached" and other normal
+ * notices), OSTRELJET_WARNING or OSTRELJET_ERROR; OSTRELJET_INVALID_ARGUMENT out of range. */
+OSTRELJET_API int ostreljet_message_severity(const ostreljet_model *m, int index);
+/* "information", "warning" or "error"; NULL for another value. Static. */
+OSTRELJET_API const char *ostreljet_severity_name(int severity);
+
+/* How the last run ended: one of OSTRELJET_ENDING_*; OSTRELJET_ENDING_NOT_RUN before any run. A run
+ * refused by the source checks gives OSTRELJET_ENDING_REFUSED (ostreljet_run returned 1), invalid inputs
+ * OSTRELJET_ENDING_INPUTS_INVALID (ostreljet_run returned 0). */
+OSTRELJET_API int ostreljet_ending(const ostreljet_model *m);
+/* "stopping concentration", "centreline on the ground", "top of the boundary layer", "refused by the
+ * source checks", "inputs invalid", "other", "not run"; NULL for another value. Static. */
+OSTRELJET_API const char *ostreljet_ending_name(int ending);
+/* The message that ended the last run; NULL when none did or before a run. Valid until the next run. */
+OSTRELJET_API const char *ostreljet_end_message(const ostreljet_model *m);
+
+/* Echo of the once-only notices to standard output for every model of the C API: on (non-zero) or off
+ * (0, as the library starts). Applies from each model's next run; returns the previous setting. */
+OSTRELJET_API int ostreljet_set_echo(int on);
+
+/* The released gas by name from the library's gas table ("methane", "propane", "chlorine", ...), as a
+ * scenario's "gas" key: fills sourceMolecularWeight, sourceSpecificHeat and sourceSpecificHeatRatio and
+ * makes the gas's hazard levels (LFL, UFL, LFL/2, IDLH) available to ostreljet_summarize. NULL or ""
+ * forgets the gas and leaves the source properties. OSTRELJET_OK; OSTRELJET_UNKNOWN_NAME
+ * (ostreljet_last_error() lists the known gases). ostreljet_load_scenario sets the scenario's gas, or
+ * none. */
+OSTRELJET_API int ostreljet_set_gas(ostreljet_model *m, const char *name);
+/* The gas's name as the table spells it; "" when none is named; NULL for a null model. */
+OSTRELJET_API const char *ostreljet_gas(const ostreljet_model *m);
+/* The gases of the table, by index from 0; NULL out of range. Static. */
+OSTRELJET_API int ostreljet_gas_count(void);
+OSTRELJET_API const char *ostreljet_gas_name(int index);
+
+/* Run summary. ostreljet_summarize computes the summary of the last run and keeps it on the model until
+ * the next run or summarize:
+ *   levels: comma-separated levels, each a number with an optional unit ("0.01", "2%", "5000ppm",
+ *     "100mg/m3"; a bare number is a volume fraction) or a named level of the model's gas ("LFL", "UFL",
+ *     "LFL/2", "IDLH"); NULL or "" for the defaults: LFL and LFL/2 for a flammable gas of the table,
+ *     else the stopping concentration.
+ *   unit: the unit word of the summary's concentrations (the levels and the ground maximum).
+ * Returns the number of levels; OSTRELJET_INVALID_ARGUMENT for an unreadable level or unit, or a named
+ * level the gas has no value for (ostreljet_last_error() quotes it).
+ *
+ * Figures are read by name and are NaN where the answer does not exist (the plume never touches down,
+ * a level is never reached, no run or no output steps); NaN with ostreljet_last_error() set for an unknown
+ * name or when there is no summary. Downwind distances are measured from the stack along the wind,
+ * crosswind distances to the left of the wind.
+ *   Run figures: greatestCentrelineHeight (m), greatestCentrelineHeightDownwind (m),
+ *     greatestCentrelineHeightArcLength (m), edgeReachesGroundDownwind (m),
+ *     centrelineReachesGroundDownwind (m), groundMaximum (the summary's unit, at its point and the air
+ *     temperature at ground level), groundMaximumX, groundMaximumY, groundMaximumDownwind,
+ *     groundMaximumCrosswind (m).
+ *   Level figures: level (the summary's unit), centrelineDownwindDistance and centrelineArcLength (m,
+ *     where the centreline concentration first falls below the level), farthestDownwindExtent and
+ *     greatestHalfWidth (m, of the region at or above the level in the exact field),
+ *     exceededAtEndOfRun (1 when the centreline is still at or above the level where the run ends, else
+ *     0). */
+OSTRELJET_API int ostreljet_summarize(ostreljet_model *m, const char *levels, const char *unit);
+/* The summary's unit word ("vol", "ppm", ...); NULL without a summary. */
+OSTRELJET_API const char *ostreljet_summary_unit(const ostreljet_model *m);
+/* The run figures' names, by index from 0 (NULL out of range), and the unit of one ("m", or the
+ * summary's unit word for a concentration; NULL for an unknown name). */
+OSTRELJET_API int ostreljet_summary_figure_count(void);
+OSTRELJET_API const char *ostreljet_summary_figure_name(int index);
+OSTRELJET_API const char *ostreljet_summary_figure_unit(const ostreljet_model *m, const char *name);
+OSTRELJET_API double ostreljet_summary_figure(const ostreljet_model *m, const char *name);
+/* Number of levels of the summary; OSTRELJET_INVALID_ARGUMENT without one. */
+OSTRELJET_API int ostreljet_summary_level_count(const ostreljet_model *m);
+/* A level as written ("LFL", "2%"); NULL out of range. Valid until the next summarize or run. */
+OSTRELJET_API const char *ostreljet_summary_level_text(const ostreljet_model *m, int index);
+/* The level figures' names and units, as for the run figures. */
+OSTRELJET_API int ostreljet_summary_level_figure_count(void);
+OSTRELJET_API const char *ostreljet_summary_level_figure_name(int index);
+OSTRELJET_API const char *ostreljet_summary_level_figure_unit(const ostreljet_model *m, const char *name);
+OSTRELJET_API double ostreljet_summary_level_figure(const ostreljet_model *m, int index, const char *name);
 
 /* The library's version, "major.minor.patch.tweak". */
 OSTRELJET_API const char *ostreljet_version(void);
@@ -96,7 +195,7 @@ OSTRELJET_API const char *ostreljet_property_label(const char *name, int value);
 /* Name of the enumeration member for a value ("PASQUILL_A"); NULL as for ostreljet_property_label. */
 OSTRELJET_API const char *ostreljet_property_member(const char *name, int value);
 
-/* Concentration (mass fraction) at a point after a run; 0 before any run; NaN on a null model or a
+/* Concentration (volume fraction) at a point after a run; 0 before any run; NaN on a null model or a
  * coordinate that is not a finite number (ostreljet_last_error() names it).
  * Concentrations below the stopping concentration are reported as 0. A point is 0 only where no part of the
  * jet reaches it, wherever the jet goes (the component interface keeps its own quicker test against the
@@ -110,6 +209,16 @@ OSTRELJET_API double ostreljet_concentration(const ostreljet_model *m, double x,
 OSTRELJET_API long long ostreljet_concentration_grid(const ostreljet_model *m, double x0, double y0,
                                                      double z0, double x1, double y1, double z1, int nx,
                                                      int ny, int nz, double *out, long long capacity);
+
+/* The same two queries in a unit (see the unit words above; mg/m3 at the point's mixture temperature,
+ * from the air temperature at its height). NaN or -1, with ostreljet_last_error() set, for an unknown
+ * unit. */
+OSTRELJET_API double ostreljet_concentration_unit(const ostreljet_model *m, double x, double y, double z,
+                                                  const char *unit);
+OSTRELJET_API long long ostreljet_concentration_grid_unit(const ostreljet_model *m, double x0, double y0,
+                                                          double z0, double x1, double y1, double z1, int nx,
+                                                          int ny, int nz, double *out, long long capacity,
+                                                          const char *unit);
 
 /* Reads a scenario file (a JSON object of input properties) into the model: OSTRELJET_OK;
  * OSTRELJET_INVALID_ARGUMENT when the file is missing or invalid (ostreljet_last_error() names the key,

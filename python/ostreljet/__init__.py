@@ -3,18 +3,41 @@
     import ostreljet
     m = ostreljet.Model.from_scenario("examples/vertical_buoyant_vent.json")
     if m.run():
-        print(m.results.x[-1], m.results.z[-1], m.messages[-1])
+        print(m.summary(levels="LFL,2%", unit="%"))
+        frame = m.results.to_dataframe()   # with pandas
+        m.plot()                           # with matplotlib: side view, plan views, centreline
+
+    table = ostreljet.sweep("examples/vertical_buoyant_vent.json",
+                            {"pasquillStability": list("ABCDEF"), "referenceWindSpeed": [2, 5, 10]},
+                            levels="LFL")
+
+Concentrations are volume fractions unless a unit ("mass", "vol", "%", "ppm", "mg/m3") is chosen. The
+package is quiet: the model's once-only notices stay in Model.messages unless set_echo(True).
 
 Results come as numpy arrays when numpy is installed and ostreljet.use_numpy is true (it starts
 false when the environment variable OSTRELJET_NO_NUMPY is set to 1), as lists otherwise. The library
-is found through OSTRELJET_LIBRARY (a full path), beside the package, in the repository's build
-trees (build*/src/) or by the system loader.
+is found through OSTRELJET_LIBRARY (a full path), inside the package (where pip install puts it),
+in the repository's build trees (build*/src/) or by the system loader.
 """
 
 import os as _os
 
 from ._library import LibraryNotFoundError
-from ._model import INPUTS, PASQUILL, SERIES, TIME_AVERAGING, Input, Model, OstreljetError, Results
+from ._analysis import Summary
+from ._model import (
+    INPUTS,
+    PASQUILL,
+    SERIES,
+    TIME_AVERAGING,
+    UNITS,
+    Input,
+    Model,
+    OstreljetError,
+    Results,
+    gases,
+    set_echo,
+)
+from ._sweep import cases, sweep
 
 
 def _numpy_wanted():
@@ -63,6 +86,12 @@ __all__ = [
     "Model",
     "OstreljetError",
     "Results",
+    "Summary",
+    "UNITS",
+    "cases",
+    "gases",
+    "set_echo",
+    "sweep",
     "library_path",
     "use_numpy",
     "version",

@@ -122,6 +122,39 @@ _PROTOTYPES = {
     "ostreljet_property_label_count": (ctypes.c_int, [ctypes.c_char_p]),
     "ostreljet_property_label": (ctypes.c_char_p, [ctypes.c_char_p, ctypes.c_int]),
     "ostreljet_property_member": (ctypes.c_char_p, [ctypes.c_char_p, ctypes.c_int]),
+    "ostreljet_set_echo": (ctypes.c_int, [ctypes.c_int]),
+    "ostreljet_set_gas": (ctypes.c_int, [ctypes.c_void_p, ctypes.c_char_p]),
+    "ostreljet_gas": (ctypes.c_char_p, [ctypes.c_void_p]),
+    "ostreljet_gas_count": (ctypes.c_int, []),
+    "ostreljet_gas_name": (ctypes.c_char_p, [ctypes.c_int]),
+    "ostreljet_ending": (ctypes.c_int, [ctypes.c_void_p]),
+    "ostreljet_ending_name": (ctypes.c_char_p, [ctypes.c_int]),
+    "ostreljet_end_message": (ctypes.c_char_p, [ctypes.c_void_p]),
+    "ostreljet_message_severity": (ctypes.c_int, [ctypes.c_void_p, ctypes.c_int]),
+    "ostreljet_severity_name": (ctypes.c_char_p, [ctypes.c_int]),
+    "ostreljet_summarize": (ctypes.c_int, [ctypes.c_void_p, ctypes.c_char_p, ctypes.c_char_p]),
+    "ostreljet_summary_unit": (ctypes.c_char_p, [ctypes.c_void_p]),
+    "ostreljet_summary_figure_count": (ctypes.c_int, []),
+    "ostreljet_summary_figure_name": (ctypes.c_char_p, [ctypes.c_int]),
+    "ostreljet_summary_figure_unit": (ctypes.c_char_p, [ctypes.c_void_p, ctypes.c_char_p]),
+    "ostreljet_summary_figure": (ctypes.c_double, [ctypes.c_void_p, ctypes.c_char_p]),
+    "ostreljet_summary_level_count": (ctypes.c_int, [ctypes.c_void_p]),
+    "ostreljet_summary_level_text": (ctypes.c_char_p, [ctypes.c_void_p, ctypes.c_int]),
+    "ostreljet_summary_level_figure_count": (ctypes.c_int, []),
+    "ostreljet_summary_level_figure_name": (ctypes.c_char_p, [ctypes.c_int]),
+    "ostreljet_summary_level_figure_unit": (ctypes.c_char_p, [ctypes.c_void_p, ctypes.c_char_p]),
+    "ostreljet_summary_level_figure": (ctypes.c_double, [ctypes.c_void_p, ctypes.c_int, ctypes.c_char_p]),
+    "ostreljet_concentration_unit": (
+        ctypes.c_double,
+        [ctypes.c_void_p, ctypes.c_double, ctypes.c_double, ctypes.c_double, ctypes.c_char_p],
+    ),
+    "ostreljet_concentration_grid_unit": (
+        ctypes.c_longlong,
+        [ctypes.c_void_p]
+        + [ctypes.c_double] * 6
+        + [ctypes.c_int] * 3
+        + [_c_double_p, ctypes.c_longlong, ctypes.c_char_p],
+    ),
 }
 
 _lock = threading.Lock()

@@ -258,6 +258,13 @@ class Results:
     def to_dict(self):
         return {name: self._columns[name] for name in SERIES}
 
+    def to_dataframe(self):
+        """The series as a pandas DataFrame, one row per output step; units in frame.attrs["units"]
+        (concentrations are volume fractions)."""
+        from ._analysis import to_dataframe
+
+        return to_dataframe(self)
+
     def __dir__(self):
         return sorted(set(object.__dir__(self)) | set(SERIES))
 
@@ -274,6 +281,8 @@ class Model:
 
     __slots__ = ("_handle", "_lib", "_lock", "_results", "_messages", "__weakref__")
 
+
+
     def __init__(self, **inputs):
         lib = _library.library()
         object.__setattr__(self, "_lib", lib)
@@ -284,9 +293,7 @@ class Model:
         if not handle:
             raise MemoryError("libostreljet could not create a model")
         object.__setattr__(self, "_handle", handle)
-        for name, value in inputs.items():
-            self._check_name(name)
-            setattr(self, name, value)
+        self.set(**inputs)
 
     # Lifetime.
 
@@ -359,6 +366,9 @@ class Model:
         if name in INPUTS:
             self._set(name, value)
             return
+        if name == "gas":
+            self._set_gas(value)
+            return
         attribute = getattr(type(self), name, None)
         if isinstance(attribute, property) and attribute.fset is None:
             raise AttributeError("%s is read-only" % name)
@@ -373,21 +383,52 @@ class Model:
             raise AttributeError(name)
         self._check_name(name)
         value = self._get(name)
-        return int(value) if INPUTS[name].kind != "double" else value
+        if INPUTS[name].kind != "double":
+            # Enumerations read back as their labels ("D", "long").
+            return INPUTS[name].labels[int(value)][0]
+        return value
 
     def __dir__(self):
         return sorted(set(object.__dir__(self)) | set(INPUTS))
 
     def set(self, **inputs):
-        """Sets several inputs at once; returns the model."""
+        """Sets several inputs at once (a gas first, so that explicit source properties win); returns the model."""
+        if "gas" in inputs:
+            self.gas = inputs["gas"]
         for name, value in inputs.items():
-            self._check_name(name)
-            setattr(self, name, value)
+            if name != "gas":
+                self._check_name(name)
+                setattr(self, name, value)
         return self
 
     def to_dict(self):
-        """The inputs in the interface's order; the enumerations as integers."""
-        return {name: getattr(self, name) for name in INPUTS}
+        """The inputs in the interface's order, the enumerations as labels, after the gas when one is named."""
+        inputs = {"gas": self.gas} if self.gas else {}
+        inputs.update((name, getattr(self, name)) for name in INPUTS)
+        return inputs
+
+    # The released gas.
+
+    def _set_gas(self, name):
+        if name is not None and not isinstance(name, str):
+            raise TypeError("gas must be the name of a gas (str) or None, not %s %r" % (type(name).__name__, name))
+        with self._lock:
+            status = self._lib.ostreljet_set_gas(self._live(), (name or "").encode("utf-8"))
+            if status != 0:
+                raise ValueError(_library.last_error())
+
+    @property
+    def gas(self):
+        """The released gas of the library's gas table, or None. Setting one ("propane") fills the
+        source molecular weight, specific heat and specific heat ratio, as a scenario's "gas" key does,
+        and gives the summary its hazard levels (LFL, UFL, LFL/2, IDLH)."""
+        with self._lock:
+            name = _text(self._lib.ostreljet_gas(self._live()))
+        return name or None
+
+    @gas.setter
+    def gas(self, name):
+        self._set_gas(name)
 
     @classmethod
     def from_scenario(cls, path):
@@ -421,10 +462,12 @@ class Model:
     # Running and results.
 
     def run(self):
-        """Validates the inputs and runs: True when the run was carried out, False when the inputs were refused.
+        """Validates the inputs and runs: True when the run gave results, False when it gave none.
 
-        A run that was carried out may still have ended early; read messages. ValueError when the release
-        would start underground (stackHeight <= 0 m pointing downward, releaseAngle < 0 degrees).
+        False when the inputs were refused ("invalid") or the source checks refused the release
+        ("refused"): status, ending and end_message say which and why. A run that gave results may still
+        have ended early; read messages. ValueError when the release would start underground
+        (stackHeight <= 0 m pointing downward, releaseAngle < 0 degrees).
         """
         with self._lock:
             handle = self._live()
@@ -436,7 +479,61 @@ class Model:
                 raise ValueError("the run was refused: %s" % _library.last_error())
             if status < 0:
                 raise OstreljetError("the run failed: %s" % _library.last_error())
-        return status == 1
+        return self.status == "ok"
+
+    @property
+    def ending(self):
+        """How the last run ended: "stopping concentration", "centreline on the ground", "top of the
+        boundary layer", "refused by the source checks", "inputs invalid", "other" or "not run"."""
+        with self._lock:
+            code = self._lib.ostreljet_ending(self._live())
+        return _text(self._lib.ostreljet_ending_name(code))
+
+    @property
+    def status(self):
+        """"ok" (the run gave results), "refused" (by the source checks), "invalid" (inputs) or "not run"."""
+        return _STATUS.get(self.ending, "ok")
+
+    @property
+    def end_message(self):
+        """The message that ended the last run, or None."""
+        with self._lock:
+            text = self._lib.ostreljet_end_message(self._live())
+        return text.decode("utf-8", "replace") if text is not None else None
+
+    @property
+    def message_severities(self):
+        """The severity of each message of the last run: "information", "warning" or "error"."""
+        with self._lock:
+            handle = self._live()
+            count = self._lib.ostreljet_message_count(handle)
+            return [
+                _text(self._lib.ostreljet_severity_name(self._lib.ostreljet_message_severity(handle, index)))
+                for index in range(max(count, 0))
+            ]
+
+    def summary(self, levels=None, unit="vol"):
+        """The summary of the last run (a Summary): how it ended, how high the plume went, where it
+        reached the ground and how far each level reaches.
+
+        levels: a list or a comma-separated string of levels, each a number (a volume fraction), a number
+        with a unit ("2%", "5000ppm", "100mg/m3") or a named level of the gas ("LFL", "UFL", "LFL/2",
+        "IDLH"); None for LFL and LFL/2 of a flammable gas, else the stopping concentration. unit: the
+        unit of the summary's concentrations ("mass", "vol", "%", "ppm", "mg/m3"). Absent answers are None.
+        """
+        from ._analysis import read_summary
+
+        if levels is not None and not isinstance(levels, str):
+            levels = ",".join(str(level) for level in levels)
+        unit = _unit_word(unit)
+        with self._lock:
+            handle = self._live()
+            count = self._lib.ostreljet_summarize(
+                handle, levels.encode("utf-8") if levels else None, unit.encode("ascii")
+            )
+            if count < 0:
+                raise ValueError(_library.last_error())
+            return read_summary(self, handle, count)
 
     @property
     def step_count(self):
@@ -486,14 +583,19 @@ class Model:
                 object.__setattr__(self, "_messages", texts)
             return list(self._messages)
 
-    def concentration(self, x, y, z):
-        """Concentration (mass fraction) at the point (x east, y north, z up; m); 0 before a run.
+    def concentration(self, x, y, z, unit="vol"):
+        """Concentration at the point (x east, y north, z up; m); 0 before a run.
 
-        Concentrations below the stopping concentration are reported as 0.
+        unit: "vol" (volume fraction, the model's own), "mass", "%", "ppm" or "mg/m3" (at the point's
+        mixture temperature). Concentrations below the stopping concentration are reported as 0.
         """
         point = [_real(axis, value) for axis, value in zip("xyz", (x, y, z))]
+        unit = _unit_word(unit)
         with self._lock:
-            return self._lib.ostreljet_concentration(self._live(), *point)
+            value = self._lib.ostreljet_concentration_unit(self._live(), *point, unit.encode("ascii"))
+        if value != value:
+            raise ValueError(_library.last_error())
+        return value
 
     @staticmethod
     def grid_axes(x0, y0, z0, x1, y1, z1, nx, ny, nz):
@@ -507,8 +609,10 @@ class Model:
         counts = [_count(name, value) for name, value in zip(("nx", "ny", "nz"), (nx, ny, nz))]
         return tuple(_axis(starts[i], ends[i], counts[i], i == 0) for i in range(3))
 
-    def grid(self, x0, y0, z0, x1, y1, z1, nx, ny, nz):
+    def grid(self, x0, y0, z0, x1, y1, z1, nx, ny, nz, unit="vol"):
         """Concentrations on a regular grid, shaped (nx, ny, nz): a numpy array or nested lists.
+
+        unit as for concentration().
 
         Point [i][j][k] lies at grid_axes(...)[0][i], [1][j], [2][k]. Negative counts and grids that
         would not fit in the memory available are refused before anything is allocated.
@@ -518,6 +622,7 @@ class Model:
         ends = [_real(name, value) for name, value in zip(("x1", "y1", "z1"), (x1, y1, z1))]
         counts = [_count(name, value) for name, value in zip(("nx", "ny", "nz"), (nx, ny, nz))]
         nx, ny, nz = counts
+        unit = _unit_word(unit)
         total = nx * ny * nz
         numpy = _numpy()
         # A float in a nested list costs its object and its slot besides the library's buffer.
@@ -545,7 +650,9 @@ class Model:
             buffer = (ctypes.c_double * total)()
             out = ctypes.cast(buffer, ctypes.POINTER(ctypes.c_double))
         with self._lock:
-            written = self._lib.ostreljet_concentration_grid(self._live(), *starts, *ends, nx, ny, nz, out, total)
+            written = self._lib.ostreljet_concentration_grid_unit(
+                self._live(), *starts, *ends, nx, ny, nz, out, total, unit.encode("ascii")
+            )
         if written != total:
             raise OstreljetError("the grid failed: %s" % _library.last_error())
         if numpy is not None:
@@ -553,6 +660,13 @@ class Model:
         flat = list(buffer)
         plane = ny * nz
         return [[flat[i * plane + j * nz : i * plane + (j + 1) * nz] for j in range(ny)] for i in range(nx)]
+
+    def plot(self, levels=None, unit="vol", figure=None):
+        """Draws the last run with matplotlib and returns the figure: the side view along the wind, the
+        plan views at the plume's greatest height and at ground level, and the centreline curves."""
+        from ._analysis import plot
+
+        return plot(self, levels=levels, unit=unit, figure=figure)
 
     def __reduce__(self):
         # Copies and pickles carry the inputs; each copy owns its own model and has no results yet.
@@ -567,3 +681,32 @@ class Model:
 
 def _model_with_inputs(inputs):
     return Model(**inputs)
+
+
+_STATUS = {
+    "refused by the source checks": "refused",
+    "inputs invalid": "invalid",
+    "not run": "not run",
+}
+
+UNITS = ("mass", "vol", "%", "ppm", "mg/m3")
+
+
+def _unit_word(unit):
+    if unit is None:
+        return "vol"
+    if not isinstance(unit, str) or unit not in UNITS + ("mg/m^3", "mg/m\u00b3"):
+        raise ValueError("unit must be one of %s, not %r" % (", ".join(UNITS), unit))
+    return unit
+
+
+def set_echo(on):
+    """Echo the model's once-only notices to standard output (on=True) or not (False, as the package
+    starts); they are in Model.messages either way. Returns the previous setting."""
+    return bool(_library.library().ostreljet_set_echo(1 if on else 0))
+
+
+def gases():
+    """Names of the gases of the library's gas table, for Model.gas."""
+    lib = _library.library()
+    return [_text(lib.ostreljet_gas_name(index)) for index in range(lib.ostreljet_gas_count())]

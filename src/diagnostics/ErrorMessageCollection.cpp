@@ -17,6 +17,16 @@ void ErrorMessageCollection::setEchoStream(std::FILE *stream) {
     echoStream.store(stream);
 }
 
+void ErrorMessageCollection::setOwnEchoStream(std::FILE *stream) {
+    ownEcho_ = true;
+    ownEchoStream_ = stream;
+}
+
+void ErrorMessageCollection::followProcessEchoStream() {
+    ownEcho_ = false;
+    ownEchoStream_ = nullptr;
+}
+
 ErrorMessageCollection::ErrorMessage::ErrorMessage(std::string text, std::int32_t level, std::int32_t code)
     : text(std::move(text)), level(level), code(code) {}
 
@@ -37,7 +47,7 @@ void ErrorMessageCollection::addMessage(const std::string &text, std::int32_t le
         messages_.emplace_back(text, level, code);
         {
             // The echo must never fail the call: write errors are ignored.
-            std::FILE *stream = echoStream.load();
+            std::FILE *stream = ownEcho_ ? ownEchoStream_ : echoStream.load();
             if (stream != nullptr) {
                 std::fwrite(text.data(), 1, text.size(), stream);
                 std::fputc('\n', stream);

@@ -1,4 +1,6 @@
 /* The C API exercised from C, as a foreign host would use it. */
+#define _POSIX_C_SOURCE 200809L /* dup and dup2, to read what the library prints */
+
 #include "ostreljet/Version.hpp"
 #include "ostreljet/ostreljet.h"
 
@@ -6,6 +8,7 @@
 #include <math.h>
 #include <stdio.h>
 #include <string.h>
+#include <unistd.h>
 
 static int passed = 0, failed = 0;
 
@@ -158,10 +161,213 @@ static void test_run_and_queries(void) {
     ostreljet_destroy(m);
 }
 
+/* The vent of the examples (methane through 0.3 m at 2 kg/s, 20 m up, wind 5 m/s towards +x). */
+static ostreljet_model *methane_vent(void) {
+    ostreljet_model *m = ostreljet_create();
+    CHECK(ostreljet_set_gas(m, "Methane") == 0);
+    CHECK(strcmp(ostreljet_gas(m), "methane") == 0);
+    CHECK(ostreljet_set(m, "stackHeight", 20.0) == 0 && ostreljet_set(m, "orificeDiameter", 0.3) == 0);
+    CHECK(ostreljet_set(m, "releaseAngle", 90.0) == 0 && ostreljet_set(m, "massFlowrate", 2.0) == 0);
+    CHECK(ostreljet_set(m, "sourceTemperature", 300.0) == 0);
+    CHECK(ostreljet_set(m, "atmosphereSpecificHeat", 1005.0) == 0);
+    CHECK(ostreljet_set(m, "atmosphereSurfaceRoughness", 0.1) == 0);
+    CHECK(ostreljet_set(m, "stoppingConcentration", 0.01) == 0);
+    return m;
+}
+
+/* The gas fills the source properties as a scenario's "gas" key; the summary's levels are read in any
+ * unit and answered in the chosen one, the distances the same whichever unit a level was written in. */
+static void test_gas_summary_and_units(void) {
+    ostreljet_model *m = methane_vent();
+    double value = 0.0, z[10001], c[10001], x[10001], expected = NAN;
+    int steps, i;
+    CHECK(ostreljet_get(m, "sourceMolecularWeight", &value) == 0 && value == 0.016043);
+    CHECK(ostreljet_get(m, "sourceSpecificHeatRatio", &value) == 0 && value == 1.304);
+    CHECK(ostreljet_set_gas(m, "kryptonite") == OSTRELJET_UNKNOWN_NAME);
+    CHECK(strncmp(ostreljet_last_error(), "unknown gas \"kryptonite\" (known: methane, ethane,", 47) == 0);
+    CHECK(strcmp(ostreljet_gas(m), "methane") == 0);
+    CHECK(ostreljet_gas_count() == 14 && strcmp(ostreljet_gas_name(2), "propane") == 0);
+    CHECK(ostreljet_ending(m) == OSTRELJET_ENDING_NOT_RUN &&
+          strcmp(ostreljet_ending_name(6), "not run") == 0);
+    CHECK(ostreljet_summary_figure(m, "groundMaximum") != ostreljet_summary_figure(m, "groundMaximum"));
+    CHECK(LAST_ERROR_IS("the model has no summary: call ostreljet_summarize first"));
+
+    CHECK(ostreljet_run(m) == 1);
+    CHECK(ostreljet_ending(m) == OSTRELJET_ENDING_STOPPING_CONCENTRATION);
+    CHECK(strncmp(ostreljet_end_message(m), "Stopping concentration reached at ", 34) == 0);
+    CHECK(ostreljet_message_severity(m, ostreljet_message_count(m) - 1) == OSTRELJET_INFORMATION);
+    CHECK(strcmp(ostreljet_severity_name(OSTRELJET_WARNING), "warning") == 0);
+
+    /* Defaults for a flammable gas: LFL and LFL/2, here in % by volume (methane's LFL is 5 %). */
+    CHECK(ostreljet_summarize(m, NULL, "%") == 2);
+    CHECK(strcmp(ostreljet_summary_unit(m), "%") == 0);
+    CHECK(strcmp(ostreljet_summary_level_text(m, 0), "LFL") == 0);
+    CHECK(strcmp(ostreljet_summary_level_text(m, 1), "LFL/2") == 0);
+    CHECK(ostreljet_summary_level_figure(m, 0, "level") == 5.0);
+    CHECK(ostreljet_summary_level_figure(m, 1, "level") == 2.5);
+    CHECK(strcmp(ostreljet_summary_level_figure_unit(m, "level"), "%") == 0);
+    CHECK(strcmp(ostreljet_summary_figure_unit(m, "groundMaximum"), "%") == 0);
+    CHECK(strcmp(ostreljet_summary_figure_unit(m, "edgeReachesGroundDownwind"), "m") == 0);
+
+    /* 2 % and 20000 ppm are the same level: the same distances, each level in its summary's unit. */
+    CHECK(ostreljet_summarize(m, "2%", "%") == 1);
+    {
+        const double in_percent = ostreljet_summary_level_figure(m, 0, "centrelineDownwindDistance");
+        const double extent = ostreljet_summary_level_figure(m, 0, "farthestDownwindExtent");
+        const double ground_percent = ostreljet_summary_figure(m, "groundMaximum");
+        CHECK(ostreljet_summarize(m, "20000ppm", "ppm") == 1);
+        CHECK(ostreljet_summary_level_figure(m, 0, "level") == 20000.0);
+        CHECK(ostreljet_summary_level_figure(m, 0, "centrelineDownwindDistance") == in_percent);
+        CHECK(ostreljet_summary_level_figure(m, 0, "farthestDownwindExtent") == extent);
+        /* This vent's field never reaches the ground: no ground maximum, in any unit. */
+        CHECK(isnan(ground_percent) && isnan(ostreljet_summary_figure(m, "groundMaximum")));
+        CHECK(isnan(ostreljet_summary_figure(m, "groundMaximumX")));
+        /* The centreline falls below 2 % between the two output steps that straddle it (downwind is +x). */
+        steps = ostreljet_step_count(m);
+        CHECK(ostreljet_series(m, "centrelineConcentration", c, 10001) == steps);
+        CHECK(ostreljet_series(m, "x", x, 10001) == steps && ostreljet_series(m, "z", z, 10001) == steps);
+        for (i = 1; i < steps; ++i) {
+            if (c[i - 1] >= 0.02 && c[i] < 0.02) {
+                expected = x[i - 1] + (0.02 - c[i - 1]) / (c[i] - c[i - 1]) * (x[i] - x[i - 1]);
+                break;
+            }
+        }
+        CHECK(fabs(in_percent - expected) < 1e-9 * expected);
+    }
+    /* The greatest centreline height is the highest output step; this vent never touches down. */
+    CHECK(ostreljet_summarize(m, "LFL", "vol") == 1);
+    value = 0.0;
+    for (i = 0; i < steps; ++i) {
+        value = z[i] > value ? z[i] : value;
+    }
+    CHECK(ostreljet_summary_figure(m, "greatestCentrelineHeight") == value);
+    CHECK(isnan(ostreljet_summary_figure(m, "centrelineReachesGroundDownwind")));
+    CHECK(isnan(ostreljet_summary_figure(m, "nonsense")) &&
+          LAST_ERROR_IS("unknown summary figure \"nonsense\""));
+    CHECK(isnan(ostreljet_summary_level_figure(m, 1, "level")) &&
+          LAST_ERROR_IS("level index 1 out of range"));
+    /* Refusals quote what they refuse; the kept summary stays. */
+    CHECK(ostreljet_summarize(m, "IDLH", NULL) == OSTRELJET_INVALID_ARGUMENT);
+    CHECK(strstr(ostreljet_last_error(), "IDLH") != NULL);
+    CHECK(ostreljet_summarize(m, "2%", "furlongs") == OSTRELJET_INVALID_ARGUMENT);
+    CHECK(LAST_ERROR_IS("unknown concentration unit \"furlongs\" (known: mass, vol, %, ppm, mg/m3)"));
+    CHECK(ostreljet_summary_level_count(m) == 1 && ostreljet_summary_level_figure(m, 0, "level") == 0.05);
+
+    /* Point and grid queries in a unit: the pure source gas at the orifice. */
+    CHECK(fabs(ostreljet_concentration_unit(m, 0.0, 0.0, 20.0, "%") - 100.0) < 1e-9);
+    CHECK(fabs(ostreljet_concentration_unit(m, 0.0, 0.0, 20.0, "mass") - 1.0) < 1e-12);
+    CHECK(isnan(ostreljet_concentration_unit(m, 0.0, 0.0, 20.0, "ppb")));
+    {
+        double vol[4], ppm[4];
+        CHECK(ostreljet_concentration_grid_unit(m, 0, 0, 20, 20, 0, 40, 2, 1, 2, vol, 4, "vol") == 4);
+        CHECK(ostreljet_concentration_grid_unit(m, 0, 0, 20, 20, 0, 40, 2, 1, 2, ppm, 4, "ppm") == 4);
+        for (i = 0; i < 4; ++i) {
+            CHECK(ppm[i] == vol[i] * 1e6);
+        }
+    }
+    ostreljet_destroy(m);
+
+    /* 1 ppm of chlorine in air at 298.15 K and 101325 Pa: 1e-6 x 101325 x 0.070906 / (8.31434 x 298.15)
+     * kg/m3 = 2.898 mg/m3. A threshold needs no run. */
+    m = ostreljet_create();
+    CHECK(ostreljet_set_gas(m, "chlorine") == 0 && ostreljet_set(m, "atmosphereTemperature", 298.15) == 0);
+    CHECK(ostreljet_summarize(m, "1ppm,IDLH", "mg/m3") == 2);
+    CHECK(fabs(ostreljet_summary_level_figure(m, 0, "level") - 2.898) < 0.0005);
+    CHECK(fabs(ostreljet_summary_level_figure(m, 1, "level") - 28.98) < 0.005);
+    CHECK(isnan(ostreljet_summary_level_figure(m, 0, "centrelineDownwindDistance")));
+    ostreljet_destroy(m);
+}
+
+/* A run that the source checks refuse has run (1) but ended refused, with no results and its message. */
+static void test_refused_run(void) {
+    ostreljet_model *m = methane_vent();
+    CHECK(ostreljet_set(m, "massFlowrate", 0.01) == 0);
+    CHECK(ostreljet_run(m) == 1);
+    CHECK(ostreljet_ending(m) == OSTRELJET_ENDING_REFUSED && ostreljet_step_count(m) == 0);
+    CHECK(strcmp(ostreljet_ending_name(OSTRELJET_ENDING_REFUSED), "refused by the source checks") == 0);
+    CHECK(
+        strcmp(ostreljet_end_message(m),
+               "The calculated exit velocity is less than three times the wind velocity, model not valid.") ==
+        0);
+    CHECK(ostreljet_message_severity(m, 0) == OSTRELJET_ERROR);
+    CHECK(ostreljet_summarize(m, NULL, NULL) == 2);
+    CHECK(isnan(ostreljet_summary_figure(m, "greatestCentrelineHeight")));
+    CHECK(isnan(ostreljet_summary_level_figure(m, 0, "farthestDownwindExtent")));
+    /* Invalid inputs are a different ending. */
+    CHECK(ostreljet_set(m, "orificeDiameter", 0.0) == 0 && ostreljet_run(m) == 0);
+    CHECK(ostreljet_ending(m) == OSTRELJET_ENDING_INPUTS_INVALID);
+    CHECK(strcmp(ostreljet_end_message(m), "The orifice diameter should lie between 0 and 100m.") == 0);
+    ostreljet_destroy(m);
+}
+
+/* Runs the dense release that leaves the once-only notice "The edge of the jet is interacting with the
+ * ground at 13.0 m." and returns what the library printed on standard output. */
+static void printed_by_dense_release(char *printed, size_t size) {
+    const char *path = "ostreljet_capi_test_echo.txt";
+    ostreljet_model *m = ostreljet_create();
+    FILE *capture;
+    size_t length;
+    int saved;
+    CHECK(ostreljet_set_gas(m, "carbon dioxide") == 0);
+    CHECK(ostreljet_set(m, "stackHeight", 2.0) == 0 && ostreljet_set(m, "orificeDiameter", 0.1) == 0);
+    CHECK(ostreljet_set(m, "stackBearing", 90.0) == 0 && ostreljet_set(m, "dischargeCoefficient", 0.85) == 0);
+    CHECK(ostreljet_set(m, "massFlowrate", 1.5) == 0 && ostreljet_set(m, "sourceTemperature", 250.0) == 0);
+    CHECK(ostreljet_set(m, "atmosphereSpecificHeat", 1005.0) == 0);
+    CHECK(ostreljet_set(m, "atmosphereSurfaceRoughness", 0.03) == 0);
+    CHECK(ostreljet_set(m, "referenceWindSpeed", 3.0) == 0 && ostreljet_set(m, "pasquillStability", 4) == 0);
+    CHECK(ostreljet_set(m, "stoppingConcentration", 0.005) == 0);
+    fflush(stdout);
+    saved = dup(1);
+    capture = fopen(path, "w+");
+    CHECK(saved >= 0 && capture != NULL);
+    dup2(fileno(capture), 1);
+    CHECK(ostreljet_run(m) == 1);
+    fflush(stdout);
+    dup2(saved, 1);
+    close(saved);
+    rewind(capture);
+    length = fread(printed, 1, size - 1, capture);
+    printed[length] = '\0';
+    fclose(capture);
+    remove(path);
+    CHECK(ostreljet_ending(m) == OSTRELJET_ENDING_ON_GROUND);
+    /* It touches down: a ground maximum, the same point whichever unit it is given in. */
+    CHECK(ostreljet_summarize(m, "1%", "vol") == 1);
+    {
+        const double vol = ostreljet_summary_figure(m, "groundMaximum");
+        const double x = ostreljet_summary_figure(m, "groundMaximumX");
+        CHECK(vol > 0.0 && vol < 1.0 && x > 0.0);
+        CHECK(fabs(ostreljet_summary_figure(m, "edgeReachesGroundDownwind") - 13.0) < 0.1);
+        CHECK(ostreljet_summarize(m, "1%", "ppm") == 1);
+        CHECK(ostreljet_summary_figure(m, "groundMaximum") == vol * 1e6);
+        CHECK(ostreljet_summary_figure(m, "groundMaximumX") == x);
+    }
+    CHECK(ostreljet_message_count(m) == 2 &&
+          strcmp(ostreljet_message(m, 0), "The edge of the jet is interacting with the ground at 13.0 m.") ==
+              0);
+    ostreljet_destroy(m);
+}
+
+/* Silent until the host turns the echo on; the notice is in the messages either way. */
+static void test_echo(void) {
+    char printed[256];
+    printed_by_dense_release(printed, sizeof printed);
+    CHECK(printed[0] == '\0');
+    CHECK(ostreljet_set_echo(1) == 0);
+    printed_by_dense_release(printed, sizeof printed);
+    CHECK(strcmp(printed, "The edge of the jet is interacting with the ground at 13.0 m.\n") == 0);
+    CHECK(ostreljet_set_echo(0) == 1);
+    printed_by_dense_release(printed, sizeof printed);
+    CHECK(printed[0] == '\0');
+}
+
 int main(void) {
     test_names_defaults_and_failed_validation();
     test_property_descriptions();
     test_run_and_queries();
+    test_gas_summary_and_units();
+    test_refused_run();
+    test_echo();
     printf("%d passed, %d failed\n", passed, failed);
     return failed == 0 ? 0 : 1;
 }

@@ -23,6 +23,21 @@ TEST(ErrorMessageCollection, OnceOnlyKeepsFirstAndEchoesIt) {
     EXPECT_EQ(out, "first\n");
 }
 
+TEST(ErrorMessageCollection, OwnEchoStreamSilencesOneListWhileAnotherEchoes) {
+    ErrorMessageCollection quiet;
+    ErrorMessageCollection loud;
+    quiet.setOwnEchoStream(nullptr);
+    testing::internal::CaptureStdout();
+    quiet.addMessage("quiet notice", -1, 7);
+    loud.addMessage("loud notice", -1, 7);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "loud notice\n");
+    EXPECT_EQ(quiet.messageCount(), 1); // kept in the list though not echoed
+    quiet.followProcessEchoStream();
+    testing::internal::CaptureStdout();
+    quiet.addMessage("again", -1, 8);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "again\n");
+}
+
 TEST(ErrorMessageCollection, OnceOnlySuppressedByEarlierMessageOfAnyLevelWithSameCode) {
     ErrorMessageCollection list;
     list.addMessage("Stopping concentration reached at 12.0 m.", 0, 2);

@@ -40,6 +40,11 @@ public:
     // Where once-only messages are echoed when they are added: standard output unless a host chooses
     // another stream, or none (null). Shared by every list in the process.
     static void setEchoStream(std::FILE *stream);
+    // Where this list alone echoes its once-only messages, in place of the process's stream: a stream,
+    // or none (null). Lets one front stay quiet while another in the same process echoes.
+    void setOwnEchoStream(std::FILE *stream);
+    // This list follows the process's stream again (as a new list does).
+    void followProcessEchoStream();
 
     // Empties the list and clears the fatal flag.
     void clearMessages();
@@ -51,6 +56,8 @@ protected:
 
 private:
     bool fatal_ = false;                 // set by a level-2 message; cleared only by clearMessages
+    bool ownEcho_ = false;               // true when ownEchoStream_ replaces the process's stream
+    std::FILE *ownEchoStream_ = nullptr; // this list's echo stream; null for none
     std::vector<ErrorMessage> messages_; // in order of addition
 };
 

@@ -1,0 +1,163 @@
+"""The summary, units, status, data frames and plots of one run."""
+
+import math
+
+import pytest
+
+from conftest import VENT
+
+import ostreljet
+from ostreljet import Model
+
+
+def _refused_vent():
+    # The vent at 0.01 kg/s: the exit velocity is below three times the wind's, so the source checks refuse it.
+    model = Model.from_scenario(VENT)
+    model.massFlowrate = 0.01
+    return model
+
+
+def test_gas_fills_the_source_properties_as_scenarios_do():
+    with Model() as m:
+        assert m.gas is None
+        m.gas = "propane"
+        assert m.gas == "propane"
+        assert (m.sourceMolecularWeight, m.sourceSpecificHeat, m.sourceSpecificHeatRatio) == (0.044096, 1669.0, 1.127)
+        with pytest.raises(ValueError, match='unknown gas "kryptonite"'):
+            m.gas = "kryptonite"
+        assert m.gas == "propane"
+        m.gas = None
+        assert m.gas is None and m.sourceMolecularWeight == 0.044096
+    # A gas given with explicit source properties: the explicit ones win, whatever the keyword order.
+    with Model(sourceMolecularWeight=0.05, gas="methane") as m:
+        assert m.gas == "methane" and m.sourceMolecularWeight == 0.05
+        assert m.to_dict()["gas"] == "methane"
+    assert "chlorine" in ostreljet.gases()
+
+
+def test_summary_in_two_units_gives_the_same_distances():
+    with Model.from_scenario(VENT) as m:
+        m.gas = "methane"
+        assert m.run() is True and m.status == "ok" and m.ending == "stopping concentration"
+        percent = m.summary(levels="LFL,2%", unit="%")
+        ppm = m.summary(levels=["LFL", "20000ppm"], unit="ppm")
+        assert [level["text"] for level in percent.levels] == ["LFL", "2%"]
+        assert [level["level"] for level in percent.levels] == [5.0, 2.0]
+        assert [level["level"] for level in ppm.levels] == [50000.0, 20000.0]
+        for a, b in zip(percent.levels, ppm.levels):
+            assert a["centrelineDownwindDistance"] == b["centrelineDownwindDistance"]
+            assert a["farthestDownwindExtent"] == b["farthestDownwindExtent"]
+        assert percent.units["level"] == "%" and ppm.units["level"] == "ppm"
+        assert percent.units["centrelineDownwindDistance"] == "m"
+        # The centreline falls below 2 % between the two steps that straddle it; the wind blows to +x.
+        c, x = list(m.results.centrelineConcentration), list(m.results.x)
+        i = next(k for k in range(1, len(c)) if c[k - 1] >= 0.02 > c[k])
+        expected = x[i - 1] + (0.02 - c[i - 1]) / (c[i] - c[i - 1]) * (x[i] - x[i - 1])
+        assert percent.levels[1]["centrelineDownwindDistance"] == pytest.approx(expected, rel=1e-9)
+        # The plume never touches down: absent answers are None, not 0.
+        assert percent.centrelineReachesGroundDownwind is None and percent.groundMaximum is None
+        assert percent.greatestCentrelineHeight == max(m.results.z)
+        assert percent.messages[-1][0] == "information"
+        assert "LFL (5 % by volume)" in str(percent)
+        row = percent.row()
+        assert row["status"] == "ok" and row["centrelineDownwindDistance 2%"] == percent.levels[1]["centrelineDownwindDistance"]
+        # Defaults: LFL and LFL/2 of a flammable gas.
+        assert [level["text"] for level in m.summary().levels] == ["LFL", "LFL/2"]
+        with pytest.raises(ValueError, match="IDLH"):
+            m.summary(levels="IDLH")
+        with pytest.raises(ValueError, match="unit must be one of"):
+            m.summary(unit="furlongs")
+
+
+def test_refused_run_is_not_a_success():
+    with _refused_vent() as m:
+        assert m.run() is False
+        assert (m.status, m.ending) == ("refused", "refused by the source checks")
+        assert m.end_message == "The calculated exit velocity is less than three times the wind velocity, model not valid."
+        assert m.step_count == 0 and m.message_severities[0] == "error"
+        summary = m.summary(levels="1%")
+        assert not summary.succeeded and summary.status == "refused"
+        assert summary.greatestCentrelineHeight is None
+        assert summary.levels[0]["farthestDownwindExtent"] is None
+        m.orificeDiameter = 0.0
+        assert m.run() is False and m.status == "invalid"
+    with Model() as m:
+        assert m.status == "not run"
+
+
+def test_unit_conversions_against_hand_worked_figures():
+    # 1 ppm of chlorine in air at 298.15 K and 101325 Pa:
+    # 1e-6 x 101325 Pa x 0.070906 kg/mol / (8.31434 J/(mol K) x 298.15 K) = 2.898e-6 kg/m3 = 2.90 mg/m3.
+    with Model(gas="chlorine", atmosphereTemperature=298.15) as m:
+        summary = m.summary(levels="1ppm,IDLH", unit="mg/m3")
+        assert summary.levels[0]["level"] == pytest.approx(2.898, abs=5e-4)
+        assert summary.levels[1]["level"] == pytest.approx(28.98, abs=5e-3)  # IDLH 10 ppm
+    # 1 % methane by mass in air is 1.79 % by volume: 0.62332 / (0.62332 + 34.185) = 1.7907 %, with
+    # 0.01 / 0.016043 kg/mol = 0.62332 and 0.99 / 0.02896 kg/mol = 34.185.
+    with Model(gas="methane") as m:
+        assert m.summary(levels="0.01mass", unit="%").levels[0]["level"] == pytest.approx(1.7907, abs=5e-5)
+    # At the orifice the field is the pure source gas: 1 in volume or mass fraction, 100 %, 1e6 ppm.
+    with Model.from_scenario(VENT) as m:
+        m.run()
+        assert m.concentration(0, 0, 20) == pytest.approx(1.0, abs=1e-12)
+        assert m.concentration(0, 0, 20, unit="%") == pytest.approx(100.0, abs=1e-9)
+        assert m.concentration(0, 0, 20, unit="ppm") == pytest.approx(1e6, abs=1e-3)
+        assert m.concentration(0, 0, 20, unit="mass") == pytest.approx(1.0, abs=1e-12)
+        vol = m.grid(0, -2, 20, 12, 2, 26, 3, 2, 2)
+        ppm = m.grid(0, -2, 20, 12, 2, 26, 3, 2, 2, unit="ppm")
+        flat = lambda g: [v for plane in g for row in plane for v in row]  # noqa: E731
+        assert [v * 1e6 for v in flat(vol)] == flat(ppm)
+        with pytest.raises(ValueError, match="unit must be one of"):
+            m.concentration(0, 0, 20, unit="ppb")
+
+
+def _dense_release():
+    return Model(
+        gas="carbon dioxide", stackHeight=2.0, orificeDiameter=0.1, stackBearing=90.0, dischargeCoefficient=0.85,
+        massFlowrate=1.5, sourceTemperature=250.0, atmosphereSpecificHeat=1005.0, atmosphereSurfaceRoughness=0.03,
+        referenceWindSpeed=3.0, pasquillStability="E", stoppingConcentration=0.005,
+    )
+
+
+def test_quiet_until_the_echo_is_turned_on(capfd):
+    notice = "The edge of the jet is interacting with the ground at 13.0 m."
+    with _dense_release() as m:
+        m.run()
+        assert capfd.readouterr().out == ""
+        assert m.messages[0] == notice and m.message_severities[0] == "warning"
+        assert ostreljet.set_echo(True) is False
+        try:
+            m.run()
+        finally:
+            assert ostreljet.set_echo(False) is True
+        assert capfd.readouterr().out == notice + "\n"
+
+
+def test_data_frame_columns_and_units():
+    pandas = pytest.importorskip("pandas")
+    with Model.from_scenario(VENT) as m:
+        m.run()
+        frame = m.results.to_dataframe()
+        assert isinstance(frame, pandas.DataFrame)
+        assert list(frame.columns) == list(ostreljet.SERIES)
+        assert len(frame) == m.step_count and frame.index.name == "step"
+        assert frame.attrs["units"]["centrelineConcentration"] == "volume fraction"
+        assert frame.attrs["units"]["x"] == "m" and frame.attrs["units"]["centrelineVelocity"] == "m/s"
+        assert frame["z"].iloc[0] == 20.0 and frame["z"].tolist() == list(m.results.z)
+
+
+def test_plot_draws_without_a_display(tmp_path):
+    matplotlib = pytest.importorskip("matplotlib")
+    matplotlib.use("Agg")
+    with _dense_release() as m:
+        m.run()
+        figure = m.plot(levels="1%,5000ppm", unit="%")
+        titles = [axes.get_title() for axes in figure.axes]
+        assert "side view along the wind" in titles and "plan view at ground level" in titles
+        assert any(title.startswith("plan view at 2 m") for title in titles)
+        assert "along the centreline" in titles
+        figure.savefig(tmp_path / "run.png")
+        assert (tmp_path / "run.png").stat().st_size > 10000
+    with _refused_vent() as m:
+        m.run()
+        m.plot()  # no results: says so, does not fail
