@@ -489,6 +489,10 @@ RunSummary RunSummary::of(const JetModel &model, bool inputsAccepted, std::span<
         series, frame, [&series](std::size_t i) { return series.location[i].z - series.radius[i]; });
     summary.centrelineReachesGroundDownwind =
         firstTouchdown(series, frame, [&series](std::size_t i) { return series.location[i].z; });
+    // A run that the ground ended has its centreline there at its last step, whatever rounding leaves in z.
+    if (!summary.centrelineReachesGroundDownwind && summary.ending == Ending::centrelineOnGround) {
+        summary.centrelineReachesGroundDownwind = frame.downwind(series.location[n - 1]);
+    }
 
     for (const double level : levels) {
         LevelAnswer answer{level, {}, {}, {}, {}, false};
