@@ -45,36 +45,59 @@ json rangeJson(const InputSchema::Range &range) {
             {"upperInclusive", range.upperInclusive}};
 }
 
-const ConcentrationUnit kUnits[] = {ConcentrationUnit::volumeFraction, ConcentrationUnit::percentByVolume,
-                                    ConcentrationUnit::ppmByVolume, ConcentrationUnit::milligramsPerCubicMetre,
-                                    ConcentrationUnit::massFraction};
+const ConcentrationUnit kUnits[] = {
+    ConcentrationUnit::volumeFraction, ConcentrationUnit::percentByVolume, ConcentrationUnit::ppmByVolume,
+    ConcentrationUnit::milligramsPerCubicMetre, ConcentrationUnit::massFraction};
 
 // The input that a validation message's code refuses; empty for a code that names none.
 std::string inputOfValidationCode(std::int32_t code) {
     switch (code) {
-    case 3: return "releaseAngle"; // a horizontal release straight against the wind
-    case 4: return "stackHeight";
-    case 5: return "orificeDiameter";
-    case 6: return "dischargeCoefficient";
-    case 7: return "releaseAngle";
-    case 8: return "massFlowrate";
-    case 9: return "sourceMolecularWeight";
-    case 10: return "sourceSpecificHeat";
-    case 11: return "sourceSpecificHeatRatio";
-    case 12: return "sourceTemperature";
-    case 13: return "referenceWindSpeed";
-    case 14: return "referenceWindHeight";
-    case 15: return "atmosphereSurfaceRoughness";
-    case 16: return "atmosphereSpecificHeat";
-    case 17: return "atmosphereMolecularWeight";
-    case 18: return "stackLocationX";
-    case 19: return "stackLocationY";
-    case 20: return "atmosphereTemperature";
-    case 21: return "atmospherePressure";
-    case 22: return "stoppingConcentration";
-    case 23: return "stackBearing";
-    case 24: return "referenceWindBearing";
-    default: return "";
+    case 3:
+        return "releaseAngle"; // a horizontal release straight against the wind
+    case 4:
+        return "stackHeight";
+    case 5:
+        return "orificeDiameter";
+    case 6:
+        return "dischargeCoefficient";
+    case 7:
+        return "releaseAngle";
+    case 8:
+        return "massFlowrate";
+    case 9:
+        return "sourceMolecularWeight";
+    case 10:
+        return "sourceSpecificHeat";
+    case 11:
+        return "sourceSpecificHeatRatio";
+    case 12:
+        return "sourceTemperature";
+    case 13:
+        return "referenceWindSpeed";
+    case 14:
+        return "referenceWindHeight";
+    case 15:
+        return "atmosphereSurfaceRoughness";
+    case 16:
+        return "atmosphereSpecificHeat";
+    case 17:
+        return "atmosphereMolecularWeight";
+    case 18:
+        return "stackLocationX";
+    case 19:
+        return "stackLocationY";
+    case 20:
+        return "atmosphereTemperature";
+    case 21:
+        return "atmospherePressure";
+    case 22:
+        return "stoppingConcentration";
+    case 23:
+        return "stackBearing";
+    case 24:
+        return "referenceWindBearing";
+    default:
+        return "";
     }
 }
 
@@ -166,7 +189,8 @@ json views(const JetModel &model, const WindFrame &frame, double planHeight, int
             const double d = at(dMin, dMax, i, na);
             for (int j = 0; j < nb; ++j) {
                 const double c = at(-cMax, cMax, j, nb);
-                values[static_cast<std::size_t>(j) * na + i] = field.concentration(frame.x(d, c), frame.y(d, c), z);
+                values[static_cast<std::size_t>(j) * na + i] =
+                    field.concentration(frame.x(d, c), frame.y(d, c), z);
             }
         }
         return gridJson(dMin, dMax, -cMax, cMax, na, nb, values);
@@ -252,19 +276,21 @@ json runRequest(const json &request) {
     json levelAnswers = json::array();
     for (std::size_t i = 0; i < summary.levels.size(); ++i) {
         const RunSummary::LevelAnswer &level = summary.levels[i];
-        levelAnswers.push_back({{"text", levels[i].text()},
-                                {"model", level.level},
-                                {"value", converter.thresholdFromModel(level.level, *unit)},
-                                {"centrelineDownwindDistance", optionalJson(level.centrelineDownwindDistance)},
-                                {"centrelineArcLength", optionalJson(level.centrelineArcLength)},
-                                {"farthestDownwindExtent", optionalJson(level.farthestDownwindExtent)},
-                                {"greatestHalfWidth", optionalJson(level.greatestHalfWidth)},
-                                {"exceededAtEndOfRun", level.exceededAtEndOfRun}});
+        levelAnswers.push_back(
+            {{"text", levels[i].text()},
+             {"model", level.level},
+             {"value", converter.thresholdFromModel(level.level, *unit)},
+             {"centrelineDownwindDistance", optionalJson(level.centrelineDownwindDistance)},
+             {"centrelineArcLength", optionalJson(level.centrelineArcLength)},
+             {"farthestDownwindExtent", optionalJson(level.farthestDownwindExtent)},
+             {"greatestHalfWidth", optionalJson(level.greatestHalfWidth)},
+             {"exceededAtEndOfRun", level.exceededAtEndOfRun}});
     }
     json ground = nullptr;
     if (summary.groundMaximum) {
         ground = {{"model", summary.groundMaximum->concentration},
-                  {"value", converter.fromModel(summary.groundMaximum->concentration, *unit, air.temperatureAt(0.0))},
+                  {"value",
+                   converter.fromModel(summary.groundMaximum->concentration, *unit, air.temperatureAt(0.0))},
                   {"location", locationJson(summary.groundMaximum->location)}};
     }
     answer["summary"] = {
@@ -290,14 +316,14 @@ json runRequest(const json &request) {
     }
     answer["steps"] = steps;
     answer["concentrationShown"] = shown;
-    answer["stoppingConcentrationShown"] =
-        converter.thresholdFromModel(model.stoppingConcentration(), *unit);
+    answer["stoppingConcentrationShown"] = converter.thresholdFromModel(model.stoppingConcentration(), *unit);
 
     if (accepted && model.numberOfOutputSteps() > 0) {
         const double bearing = model.referenceWindBearing() * kDegreesToRadians;
-        const WindFrame frame{std::sin(bearing), std::cos(bearing), model.stackLocationX(), model.stackLocationY()};
-        double planHeight = summary.greatestCentrelineHeight ? summary.greatestCentrelineHeight->z
-                                                             : model.stackHeight();
+        const WindFrame frame{std::sin(bearing), std::cos(bearing), model.stackLocationX(),
+                              model.stackLocationY()};
+        double planHeight =
+            summary.greatestCentrelineHeight ? summary.greatestCentrelineHeight->z : model.stackHeight();
         if (request.contains("planHeight") && request["planHeight"].is_number()) {
             planHeight = request["planHeight"].get<double>();
         }
@@ -326,8 +352,9 @@ std::string describe() {
                               {"unit", input.unit},
                               {"meaning", input.meaning},
                               {"default", input.defaultValue},
-                              {"defaultLabel", input.enumeration != nullptr ? InputSchema::labelOf(input, input.defaultValue)
-                                                                            : std::string_view()},
+                              {"defaultLabel", input.enumeration != nullptr
+                                                   ? InputSchema::labelOf(input, input.defaultValue)
+                                                   : std::string_view()},
                               {"range", rangeJson(input.range)},
                               {"labels", labels}});
         }
@@ -350,12 +377,9 @@ std::string describe() {
         for (const PropertyTable::Series &s : PropertyTable::series()) {
             series.push_back({{"name", s.name}, {"unit", s.unit}});
         }
-        return json{{"ok", true},
-                    {"version", OSTRELJET_VERSION_STRING},
-                    {"inputs", inputs},
-                    {"gases", gases},
-                    {"units", units},
-                    {"series", series}}
+        return json{{"ok", true},       {"version", OSTRELJET_VERSION_STRING},
+                    {"inputs", inputs}, {"gases", gases},
+                    {"units", units},   {"series", series}}
             .dump();
     } catch (const std::exception &error) {
         return errorAnswer(error.what(), "").dump();

@@ -338,7 +338,7 @@ function renderSummary(answer) {
     row.appendChild(th);
     cell(row, text, value);
   };
-  add('ending', 'Run ended', s.endMessage ? `${s.ending}: ${s.endMessage}` : s.ending);
+  add('ending', 'Run ended', s.endMessage ? s.endMessage : s.ending);
   add('outputSteps', 'Output steps', String(s.outputSteps), s.outputSteps);
   if (s.greatestCentrelineHeight) {
     const g = s.greatestCentrelineHeight;

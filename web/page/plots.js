@@ -19,7 +19,7 @@ function formatNumber(value, digits = 4) {
   if (magnitude >= 1e-3 && magnitude < 1e6) {
     return Number(value.toPrecision(digits)).toString();
   }
-  return value.toExponential(digits - 1).replace('e+', 'e');
+  return value.toExponential(digits - 1).replace(/\.?0+e/, 'e').replace('e+', 'e');
 }
 
 // Round tick positions covering [lo, hi], about count of them.
