@@ -1,6 +1,10 @@
 # Every dependency comes from the system's packages; nothing is downloaded at build time.
 find_package(Threads REQUIRED)
-find_package(nlohmann_json 3 REQUIRED)
+if(OSTRELJET_BUILD_WEB)
+  include(WebDependencies)
+else()
+  find_package(nlohmann_json 3 REQUIRED)
+endif()
 if(OSTRELJET_BUILD_CLI)
   find_package(CLI11 REQUIRED)
   find_package(fmt REQUIRED)

@@ -4,6 +4,7 @@
 
 #include "ostreljet/numerics/DDRIV3.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>

@@ -1,0 +1,410 @@
+// The browser page's way into the library: two functions that take and return JSON text, so that the
+// page holds no model of its own. Every exception ends as an {"ok": false, "error": ...} answer.
+
+#include "ostreljet/Version.hpp"
+#include "ostreljet/atmosphere/Atmosphere.hpp"
+#include "ostreljet/io/ConcentrationConverter.hpp"
+#include "ostreljet/io/ConcentrationUnit.hpp"
+#include "ostreljet/io/GasTable.hpp"
+#include "ostreljet/io/InputSchema.hpp"
+#include "ostreljet/io/Level.hpp"
+#include "ostreljet/io/PropertyTable.hpp"
+#include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/jet/ConcentrationField.hpp"
+#include "ostreljet/jet/JetModel.hpp"
+#include "ostreljet/jet/RunSummary.hpp"
+
+#include <emscripten/bind.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <exception>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace ostreljet::web {
+
+using nlohmann::json;
+
+namespace {
+
+constexpr double kDegreesToRadians = 0.017453292519943278;
+
+template <typename T> json optionalJson(const std::optional<T> &value) {
+    return value ? json(*value) : json(nullptr);
+}
+
+json rangeJson(const InputSchema::Range &range) {
+    return {{"bounded", range.bounded()},
+            {"lower", std::isfinite(range.lower) ? json(range.lower) : json(nullptr)},
+            {"lowerInclusive", range.lowerInclusive},
+            {"upper", std::isfinite(range.upper) ? json(range.upper) : json(nullptr)},
+            {"upperInclusive", range.upperInclusive}};
+}
+
+const ConcentrationUnit kUnits[] = {
+    ConcentrationUnit::volumeFraction, ConcentrationUnit::percentByVolume, ConcentrationUnit::ppmByVolume,
+    ConcentrationUnit::milligramsPerCubicMetre, ConcentrationUnit::massFraction};
+
+// The input that a validation message's code refuses; empty for a code that names none.
+std::string inputOfValidationCode(std::int32_t code) {
+    switch (code) {
+    case 3:
+        return "releaseAngle"; // a horizontal release straight against the wind
+    case 4:
+        return "stackHeight";
+    case 5:
+        return "orificeDiameter";
+    case 6:
+        return "dischargeCoefficient";
+    case 7:
+        return "releaseAngle";
+    case 8:
+        return "massFlowrate";
+    case 9:
+        return "sourceMolecularWeight";
+    case 10:
+        return "sourceSpecificHeat";
+    case 11:
+        return "sourceSpecificHeatRatio";
+    case 12:
+        return "sourceTemperature";
+    case 13:
+        return "referenceWindSpeed";
+    case 14:
+        return "referenceWindHeight";
+    case 15:
+        return "atmosphereSurfaceRoughness";
+    case 16:
+        return "atmosphereSpecificHeat";
+    case 17:
+        return "atmosphereMolecularWeight";
+    case 18:
+        return "stackLocationX";
+    case 19:
+        return "stackLocationY";
+    case 20:
+        return "atmosphereTemperature";
+    case 21:
+        return "atmospherePressure";
+    case 22:
+        return "stoppingConcentration";
+    case 23:
+        return "stackBearing";
+    case 24:
+        return "referenceWindBearing";
+    default:
+        return "";
+    }
+}
+
+// The input or key that a scenario reader's message quotes first; empty when it quotes none.
+std::string inputQuotedIn(const std::string &message) {
+    std::size_t best = std::string::npos;
+    std::string found;
+    auto consider = [&](std::string_view name) {
+        const std::size_t at = message.find("\"" + std::string(name) + "\"");
+        if (at < best) {
+            best = at;
+            found = std::string(name);
+        }
+    };
+    for (const InputSchema::Input &input : InputSchema::inputs()) {
+        consider(input.name);
+    }
+    consider("gas");
+    return found;
+}
+
+json errorAnswer(const std::string &message, const std::string &field) {
+    return {{"ok", false}, {"error", {{"message", message}, {"field", field}}}};
+}
+
+// Centreline positions turned into the wind's frame: downwind and crosswind (left of the wind) from the
+// stack, m.
+struct WindFrame {
+    double sinB, cosB, x0, y0;
+    double downwind(double x, double y) const { return (x - x0) * sinB + (y - y0) * cosB; }
+    double crosswind(double x, double y) const { return -(x - x0) * cosB + (y - y0) * sinB; }
+    double x(double d, double c) const { return x0 + d * sinB - c * cosB; }
+    double y(double d, double c) const { return y0 + d * cosB + c * sinB; }
+};
+
+json gridJson(double a0, double a1, double b0, double b1, int na, int nb, const std::vector<double> &values) {
+    return {{"a0", a0}, {"a1", a1}, {"b0", b0}, {"b1", b1}, {"na", na}, {"nb", nb}, {"values", values}};
+}
+
+// The field on the vertical section that follows the centreline's crosswind drift and on two horizontal
+// planes, in the wind's frame. Phases: the extent of the jet; the section; the planes.
+json views(const JetModel &model, const WindFrame &frame, double planHeight, int na, int nb) {
+    const ConcentrationField field(model, ConcentrationField::Rules::exact, 0.0);
+    const auto &locations = model.centrelineLocations();
+    const auto &radii = model.profileRadii();
+    std::vector<double> down, cross;
+    double dMin = 0.0, dMax = 1.0, cMax = 1.0, zMax = 1.0;
+    for (std::size_t k = 0; k < locations.size(); ++k) {
+        down.push_back(frame.downwind(locations[k].x(), locations[k].y()));
+        cross.push_back(frame.crosswind(locations[k].x(), locations[k].y()));
+        dMin = std::min(dMin, down.back() - radii[k]);
+        dMax = std::max(dMax, down.back() + radii[k]);
+        cMax = std::max(cMax, std::fabs(cross.back()) + radii[k]);
+        zMax = std::max(zMax, locations[k].z() + radii[k]);
+    }
+    const double span = dMax - dMin;
+    dMin -= 0.04 * span;
+    dMax += 0.08 * span;
+    cMax = std::max(cMax * 1.15, 0.08 * span);
+    zMax *= 1.15;
+
+    auto at = [](double lo, double hi, int i, int n) { return lo + (hi - lo) * i / (n - 1); };
+    // The crosswind position of the centreline at a downwind distance: that of the first step there.
+    auto crossAt = [&](double d) {
+        for (std::size_t k = 1; k < down.size(); ++k) {
+            const double a = down[k - 1], b = down[k];
+            if ((a <= d && d <= b) || (b <= d && d <= a)) {
+                const double f = b == a ? 0.0 : (d - a) / (b - a);
+                return cross[k - 1] + f * (cross[k] - cross[k - 1]);
+            }
+        }
+        if (down.empty()) {
+            return 0.0;
+        }
+        return d < down.front() ? cross.front() : cross.back();
+    };
+    std::vector<double> side(static_cast<std::size_t>(na) * nb);
+    for (int i = 0; i < na; ++i) {
+        const double d = at(dMin, dMax, i, na);
+        const double c = crossAt(d);
+        for (int j = 0; j < nb; ++j) {
+            side[static_cast<std::size_t>(j) * na + i] =
+                field.concentration(frame.x(d, c), frame.y(d, c), at(0.0, zMax, j, nb));
+        }
+    }
+    auto plan = [&](double z) {
+        std::vector<double> values(static_cast<std::size_t>(na) * nb);
+        for (int i = 0; i < na; ++i) {
+            const double d = at(dMin, dMax, i, na);
+            for (int j = 0; j < nb; ++j) {
+                const double c = at(-cMax, cMax, j, nb);
+                values[static_cast<std::size_t>(j) * na + i] =
+                    field.concentration(frame.x(d, c), frame.y(d, c), z);
+            }
+        }
+        return gridJson(dMin, dMax, -cMax, cMax, na, nb, values);
+    };
+    return {{"downwind", down},
+            {"crosswind", cross},
+            {"side", gridJson(dMin, dMax, 0.0, zMax, na, nb, side)},
+            {"planHeight", planHeight},
+            {"planAtHeight", plan(planHeight)},
+            {"planAtGround", plan(0.0)}};
+}
+
+json locationJson(const RunSummary::Location &location) {
+    return {{"x", location.x},
+            {"y", location.y},
+            {"z", location.z},
+            {"downwind", location.downwind},
+            {"crosswind", location.crosswind},
+            {"arcLength", location.arcLength}};
+}
+
+// Runs one request: the scenario's text, the levels and the unit to show concentrations in.
+// Phases: read the scenario; run; the levels; the summary; the series and the views.
+json runRequest(const json &request) {
+    const std::string text = request.value("scenario", std::string("{}"));
+    Scenario scenario = [&] {
+        try {
+            return Scenario::fromText(text, "scenario");
+        } catch (const ScenarioError &error) {
+            throw std::pair<std::string, std::string>(error.what(), inputQuotedIn(error.what()));
+        }
+    }();
+    const std::string unitWord = request.value("unit", std::string("vol"));
+    const std::optional<ConcentrationUnit> unit = parseConcentrationUnit(unitWord);
+    if (!unit) {
+        throw std::pair<std::string, std::string>("unknown concentration unit \"" + unitWord + "\"", "unit");
+    }
+
+    JetModel model;
+    scenario.applyTo(model);
+    const bool accepted = model.runModel();
+
+    json answer;
+    answer["ok"] = accepted;
+    answer["version"] = OSTRELJET_VERSION_STRING;
+    answer["unit"] = {{"word", concentrationUnitWord(*unit)}, {"label", concentrationUnitLabel(*unit)}};
+    if (!accepted) {
+        const std::int32_t code = model.messageCount() > 0 ? model.messageCode(0) : -1;
+        answer["error"] = {{"message", model.messageCount() > 0 ? model.messageText(0) : "invalid inputs"},
+                           {"field", inputOfValidationCode(code)}};
+    }
+
+    std::vector<Level> levels;
+    const std::string levelText = request.value("levels", std::string());
+    try {
+        levels = levelText.empty() ? Level::defaults(scenario.gas(), model.stoppingConcentration())
+                                   : Level::parseList(levelText);
+    } catch (const LevelError &error) {
+        throw std::pair<std::string, std::string>(error.what(), "levels");
+    }
+    std::vector<double> levelValues;
+    if (accepted) {
+        try {
+            levelValues = Level::toModel(levels, model, scenario.gas());
+        } catch (const LevelError &error) {
+            throw std::pair<std::string, std::string>(error.what(), "levels");
+        }
+    }
+
+    const RunSummary summary = RunSummary::of(model, accepted, levelValues);
+    const ConcentrationConverter converter = ConcentrationConverter::forModel(model);
+    Atmosphere air = model.atmosphere();
+
+    json messages = json::array();
+    for (const RunSummary::Message &message : summary.messages) {
+        messages.push_back({{"text", message.text},
+                            {"severity", RunSummary::severityName(message.severity)},
+                            {"code", message.code},
+                            {"level", message.level}});
+    }
+    answer["messages"] = messages;
+
+    json levelAnswers = json::array();
+    for (std::size_t i = 0; i < summary.levels.size(); ++i) {
+        const RunSummary::LevelAnswer &level = summary.levels[i];
+        levelAnswers.push_back(
+            {{"text", levels[i].text()},
+             {"model", level.level},
+             {"value", converter.thresholdFromModel(level.level, *unit)},
+             {"centrelineDownwindDistance", optionalJson(level.centrelineDownwindDistance)},
+             {"centrelineArcLength", optionalJson(level.centrelineArcLength)},
+             {"farthestDownwindExtent", optionalJson(level.farthestDownwindExtent)},
+             {"greatestHalfWidth", optionalJson(level.greatestHalfWidth)},
+             {"exceededAtEndOfRun", level.exceededAtEndOfRun}});
+    }
+    json ground = nullptr;
+    if (summary.groundMaximum) {
+        ground = {{"model", summary.groundMaximum->concentration},
+                  {"value",
+                   converter.fromModel(summary.groundMaximum->concentration, *unit, air.temperatureAt(0.0))},
+                  {"location", locationJson(summary.groundMaximum->location)}};
+    }
+    answer["summary"] = {
+        {"ending", RunSummary::endingName(summary.ending)},
+        {"succeeded", summary.succeeded()},
+        {"endMessage", optionalJson(summary.endMessage)},
+        {"outputSteps", summary.outputSteps},
+        {"greatestCentrelineHeight",
+         summary.greatestCentrelineHeight ? locationJson(*summary.greatestCentrelineHeight) : json(nullptr)},
+        {"edgeReachesGroundDownwind", optionalJson(summary.edgeReachesGroundDownwind)},
+        {"centrelineReachesGroundDownwind", optionalJson(summary.centrelineReachesGroundDownwind)},
+        {"levels", levelAnswers},
+        {"groundMaximum", ground}};
+
+    json steps = json::object();
+    for (const PropertyTable::Series &series : PropertyTable::series()) {
+        steps[std::string(series.name)] = PropertyTable::values(model, series);
+    }
+    std::vector<double> shown;
+    for (std::int32_t k = 0; k < model.numberOfOutputSteps(); ++k) {
+        shown.push_back(converter.fromModel(model.centrelineConcentration(k), *unit,
+                                            air.temperatureAt(model.centrelineLocation(3, k))));
+    }
+    answer["steps"] = steps;
+    answer["concentrationShown"] = shown;
+    answer["stoppingConcentrationShown"] = converter.thresholdFromModel(model.stoppingConcentration(), *unit);
+
+    if (accepted && model.numberOfOutputSteps() > 0) {
+        const double bearing = model.referenceWindBearing() * kDegreesToRadians;
+        const WindFrame frame{std::sin(bearing), std::cos(bearing), model.stackLocationX(),
+                              model.stackLocationY()};
+        double planHeight =
+            summary.greatestCentrelineHeight ? summary.greatestCentrelineHeight->z : model.stackHeight();
+        if (request.contains("planHeight") && request["planHeight"].is_number()) {
+            planHeight = request["planHeight"].get<double>();
+        }
+        const int na = std::clamp(request.value("gridPoints", 161), 11, 401);
+        answer["views"] = views(model, frame, planHeight, na, (na + 1) / 2);
+    }
+    return answer;
+}
+
+} // namespace
+
+// The schema of the inputs, the gas table and the concentration units, for the page's form.
+std::string describe() {
+    try {
+        json inputs = json::array();
+        for (const InputSchema::Input &input : InputSchema::inputs()) {
+            json labels = json::array();
+            if (input.enumeration != nullptr) {
+                for (const InputSchema::Label &label : input.enumeration->labels) {
+                    labels.push_back({{"label", label.label}, {"value", label.value}});
+                }
+            }
+            inputs.push_back({{"name", input.name},
+                              {"dispid", input.dispid},
+                              {"enumeration", input.enumeration != nullptr},
+                              {"unit", input.unit},
+                              {"meaning", input.meaning},
+                              {"default", input.defaultValue},
+                              {"defaultLabel", input.enumeration != nullptr
+                                                   ? InputSchema::labelOf(input, input.defaultValue)
+                                                   : std::string_view()},
+                              {"range", rangeJson(input.range)},
+                              {"labels", labels}});
+        }
+        json gases = json::array();
+        for (const GasTable::Entry &entry : GasTable::entries()) {
+            gases.push_back({{"name", entry.name},
+                             {"formula", entry.formula},
+                             {"sourceMolecularWeight", entry.molecularWeight},
+                             {"sourceSpecificHeat", entry.specificHeat},
+                             {"sourceSpecificHeatRatio", entry.specificHeatRatio},
+                             {"lowerFlammabilityLimit", optionalJson(entry.hazards.lowerFlammabilityLimit)},
+                             {"upperFlammabilityLimit", optionalJson(entry.hazards.upperFlammabilityLimit)},
+                             {"idlh", optionalJson(entry.hazards.idlh)}});
+        }
+        json units = json::array();
+        for (ConcentrationUnit unit : kUnits) {
+            units.push_back({{"word", concentrationUnitWord(unit)}, {"label", concentrationUnitLabel(unit)}});
+        }
+        json series = json::array();
+        for (const PropertyTable::Series &s : PropertyTable::series()) {
+            series.push_back({{"name", s.name}, {"unit", s.unit}});
+        }
+        return json{{"ok", true},       {"version", OSTRELJET_VERSION_STRING},
+                    {"inputs", inputs}, {"gases", gases},
+                    {"units", units},   {"series", series}}
+            .dump();
+    } catch (const std::exception &error) {
+        return errorAnswer(error.what(), "").dump();
+    } catch (...) {
+        return errorAnswer("unexpected error in the model", "").dump();
+    }
+}
+
+// Runs the request {"scenario": TEXT, "levels": "LFL,2%", "unit": "vol", "planHeight": m, "gridPoints": n}.
+std::string run(const std::string &requestText) {
+    try {
+        const json request = json::parse(requestText);
+        return runRequest(request).dump();
+    } catch (const std::pair<std::string, std::string> &refusal) {
+        return errorAnswer(refusal.first, refusal.second).dump();
+    } catch (const std::exception &error) {
+        return errorAnswer(error.what(), "").dump();
+    } catch (...) {
+        return errorAnswer("unexpected error in the model", "").dump();
+    }
+}
+
+} // namespace ostreljet::web
+
+EMSCRIPTEN_BINDINGS(ostreljet) {
+    emscripten::function("describe", &ostreljet::web::describe);
+    emscripten::function("run", &ostreljet::web::run);
+}
