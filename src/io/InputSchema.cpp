@@ -105,7 +105,7 @@ const std::array<InputSchema::Input, 23> inputList = {{
                        [](const JetModel &m) { return static_cast<double>(m.timeAveraging()); },
                        [](JetModel &m, double v) { m.setTimeAveraging(static_cast<std::int32_t>(v)); }},
     OSTRELJET_DOUBLE_INPUT(stoppingConcentration, 22, "-",
-                           "centreline concentration (mass fraction) that ends the run", 0.0,
+                           "centreline concentration (volume fraction) that ends the run", 0.0,
                            between(0.0, 1.0), setStoppingConcentration),
     InputSchema::Input{"pasquillStability", 23, Type::Pasquill, "-", "Pasquill stability class", PASQUILL_D,
                        unbounded(), &enumerationList[1],
