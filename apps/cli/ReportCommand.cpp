@@ -35,7 +35,6 @@ void registerReportCommand(CLI::App &app) {
     command->callback([options]() {
         const Scenario scenario = loadScenario(options->scenario);
         checkOutputPath(options->output);
-        echoModelMessagesTo(nullptr);
         JetModel model;
         const bool ok = runScenario(model, scenario);
         const std::string name = std::filesystem::path(options->scenario).filename().string();
