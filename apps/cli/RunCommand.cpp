@@ -159,7 +159,7 @@ void registerRunCommand(CLI::App &app) {
                           "steps} with 17 significant digits (null for what does not exist)");
     command
         ->add_option("--csv", options->csv,
-                     "write the output steps to FILE as CSV with a header row (the summary still prints)")
+                     "write the output steps to FILE as CSV with a header row instead of printing")
         ->type_name("FILE")
         ->excludes(json);
     command->add_flag("--steps", options->steps, "print the output steps after the summary");
@@ -196,7 +196,7 @@ void registerRunCommand(CLI::App &app) {
         }
         if (options->json) {
             printJson(model, summary, levels, unit);
-        } else if (!options->quiet && summary.succeeded()) {
+        } else if (!options->quiet && options->csv.empty() && summary.succeeded()) {
             const std::string gas = scenario.gas().empty() ? "" : fmt::format(" ({})", scenario.gas());
             printSummary(model, summary, {levels, modelLevels, unit},
                          fmt::format("Summary of {}{}, concentrations in {}:",
