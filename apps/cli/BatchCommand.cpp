@@ -1,9 +1,10 @@
 #include "Commands.hpp"
 #include "Support.hpp"
 
+#include "ostreljet/io/ConcentrationConverter.hpp"
 #include "ostreljet/io/PropertyTable.hpp"
 #include "ostreljet/io/Scenario.hpp"
-#include "ostreljet/numerics/Constants.hpp"
+#include "report/SummaryText.hpp"
 
 #include <fmt/core.h>
 #include <nlohmann/json.hpp>
@@ -36,8 +37,9 @@ constexpr std::size_t kDefaultMaximumRuns = 100000;
 struct BatchOptions {
     std::string input;
     std::string output;
-    unsigned jobs = 0;
+    unsigned jobs = 0; // 0: one per core
     std::string levels;
+    std::string unit = "vol";
     std::size_t maximumRuns = kDefaultMaximumRuns;
 };
 
@@ -133,39 +135,21 @@ void expandLine(const std::string &text, std::size_t line, std::vector<Job> &job
     }
 }
 
-// Downwind distance (along the reference wind from the stack) and arc length at which the centreline
-// concentration first falls below `level`, interpolated linearly between the two steps around it.
-json crossing(const JetModel &model, double level) {
-    const auto &concentration = model.centrelineConcentrations();
-    const auto &location = model.centrelineLocations();
-    const auto &arclength = model.arclengths();
-    const double bearing = model.referenceWindBearing() * constants::degreesToRadians;
-    const double ex = std::sin(bearing);
-    const double ey = std::cos(bearing);
-    auto downwind = [&](std::size_t k) {
-        return (location[k].x() - model.stackLocationX()) * ex +
-               (location[k].y() - model.stackLocationY()) * ey;
-    };
-    for (std::size_t k = 0; k < concentration.size(); ++k) {
-        if (concentration[k] < level) {
-            double fraction = 1.0;
-            if (k > 0 && concentration[k - 1] != concentration[k]) {
-                fraction = (concentration[k - 1] - level) / (concentration[k - 1] - concentration[k]);
-            }
-            const std::size_t before = k > 0 ? k - 1 : 0;
-            const double d = downwind(before) + fraction * (downwind(k) - downwind(before));
-            const double s = arclength[before] + fraction * (arclength[k] - arclength[before]);
-            return json{{"level", level}, {"downwindDistance", d}, {"arclength", s}};
-        }
-    }
-    return json{{"level", level}, {"downwindDistance", nullptr}, {"arclength", nullptr}};
-}
-
 json finite(double value) {
     return std::isfinite(value) ? json(value) : json(nullptr);
 }
 
-std::string runJob(const Job &job, const std::vector<double> &levels) {
+json optionalNumber(const std::optional<double> &value) {
+    return value && std::isfinite(*value) ? json(*value) : json(nullptr);
+}
+
+// The levels the user asked for (named ones resolved against each run's gas) and the unit of results.
+struct LevelRequest {
+    std::vector<Level> levels;
+    ConcentrationUnit unit = ConcentrationUnit::volumeFraction;
+};
+
+std::string runJob(const Job &job, const LevelRequest &request) {
     json result;
     result["line"] = job.line;
     result["index"] = job.index;
@@ -191,11 +175,23 @@ std::string runJob(const Job &job, const std::vector<double> &levels) {
             inputs["gas"] = scenario.gas();
         }
         result["inputs"] = inputs;
-        const bool ok = model.runModel();
-        result["ok"] = ok;
+        const bool accepted = model.runModel();
+        std::vector<double> levels;
+        if (accepted) {
+            try {
+                levels = Level::toModel(request.levels, model, scenario.gas());
+            } catch (const LevelError &e) {
+                throw std::invalid_argument(fmt::format("--levels: {}", e.what()));
+            }
+        }
+        const RunSummary summary = RunSummary::of(model, accepted, levels);
+        result["ok"] = summary.succeeded();
+        result["status"] = report::runStatus(summary);
+        result["unit"] = concentrationUnitWord(request.unit);
         json messages = json::array();
-        for (std::int32_t i = 0; i < model.messageCount(); ++i) {
-            messages.push_back(model.messageText(i));
+        for (const RunSummary::Message &message : summary.messages) {
+            messages.push_back(
+                {{"severity", RunSummary::severityName(message.severity)}, {"text", message.text}});
         }
         result["messages"] = messages;
         const std::size_t steps = static_cast<std::size_t>(model.numberOfOutputSteps());
@@ -215,9 +211,17 @@ std::string runJob(const Job &job, const std::vector<double> &levels) {
             result["last"] = nullptr;
             result["greatestHeight"] = nullptr;
         }
+        const ConcentrationConverter converter = ConcentrationConverter::forModel(model);
         json crossings = json::array();
-        for (const double level : levels) {
-            crossings.push_back(crossing(model, level));
+        for (std::size_t i = 0; i < summary.levels.size(); ++i) {
+            const RunSummary::LevelAnswer &answer = summary.levels[i];
+            crossings.push_back({{"name", request.levels[i].text()},
+                                 {"level", finite(converter.thresholdFromModel(answer.level, request.unit))},
+                                 {"downwindDistance", optionalNumber(answer.centrelineDownwindDistance)},
+                                 {"arclength", optionalNumber(answer.centrelineArcLength)},
+                                 {"farthestDownwindExtent", optionalNumber(answer.farthestDownwindExtent)},
+                                 {"greatestHalfWidth", optionalNumber(answer.greatestHalfWidth)},
+                                 {"exceededAtEndOfRun", answer.exceededAtEndOfRun}});
         }
         result["levels"] = crossings;
     } catch (const std::exception &e) {
@@ -247,22 +251,6 @@ bool readLine(std::istream &in, std::string &text, const std::string &path, std:
     return !text.empty();
 }
 
-std::vector<double> parseLevels(const std::string &text) {
-    std::vector<double> levels;
-    if (text.empty()) {
-        return levels;
-    }
-    for (const std::string &piece : splitAtCommas(text)) {
-        const std::optional<double> value = parseNumber(piece);
-        if (!value || !(*value > 0.0)) {
-            throw CommandFailure(kUsageError,
-                                 fmt::format("--levels: '{}' is not a positive number in '{}'", piece, text));
-        }
-        levels.push_back(*value);
-    }
-    return levels;
-}
-
 } // namespace
 
 void registerBatchCommand(CLI::App &app) {
@@ -277,7 +265,9 @@ void registerBatchCommand(CLI::App &app) {
                      "results file, one JSON object per run (written atomically)")
         ->required()
         ->type_name("RESULTS.jsonl");
-    command->add_option("--jobs", options->jobs, "runs at a time (default: one per core)")->type_name("N");
+    command->add_option("--jobs", options->jobs, "runs at a time, 1 or more (default: one per core)")
+        ->type_name("N")
+        ->check(CLI::Range(1u, 4096u));
     command
         ->add_option("--max-runs", options->maximumRuns,
                      fmt::format("most runs the batch may expand to, sweeps counted before they are "
@@ -286,11 +276,19 @@ void registerBatchCommand(CLI::App &app) {
         ->type_name("N");
     command
         ->add_option("--levels", options->levels,
-                     "concentrations at which to report where the centreline first falls below them")
-        ->type_name("C1,C2,...");
+                     "levels to report for each run (numbers with an optional unit: 0.01, 2%, 5000ppm, "
+                     "100mg/m3; or LFL, UFL, LFL/2, IDLH of the run's gas): where the centreline first falls "
+                     "below each, and the extent and half-width of the region above it")
+        ->type_name("L1,L2,...");
+    command->add_option("--unit", options->unit, unitOptionHelp())->type_name("UNIT");
 
     command->callback([options]() {
-        const std::vector<double> levels = parseLevels(options->levels);
+        LevelRequest levels;
+        levels.unit = parseUnitOption(options->unit);
+        if (!options->levels.empty()) {
+            levels.levels = parseLevelsOption("--levels", options->levels, levels.unit);
+        }
+        checkNotInput("-o", options->output, options->input);
         checkOutputPath(options->output);
         std::error_code error;
         if (std::filesystem::is_directory(options->input, error)) {
@@ -310,7 +308,6 @@ void registerBatchCommand(CLI::App &app) {
             }
             expandLine(text, line, jobs, options->maximumRuns);
         }
-        echoModelMessagesTo(nullptr); // the messages are in the results
 
         unsigned workers = options->jobs == 0 ? std::thread::hardware_concurrency() : options->jobs;
         workers = std::max(

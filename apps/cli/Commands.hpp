@@ -18,5 +18,7 @@ void registerBatchCommand(CLI::App &app);
 void registerValidateCommand(CLI::App &app);
 // "inputs": the model's inputs with their units, defaults and ranges.
 void registerInputsCommand(CLI::App &app);
+// "init": a complete scenario to start from.
+void registerInitCommand(CLI::App &app);
 
 } // namespace ostreljet::cli

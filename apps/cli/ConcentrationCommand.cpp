@@ -1,10 +1,13 @@
 #include "Commands.hpp"
 #include "Support.hpp"
 
+#include "ostreljet/io/ConcentrationConverter.hpp"
 #include "ostreljet/io/Scenario.hpp"
+#include "report/SummaryText.hpp"
 
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -17,6 +20,7 @@ struct ConcentrationOptions {
     std::string scenario;
     std::vector<std::string> points; // "X,Y,Z", one per --at
     bool json = false;
+    std::string unit = "vol";
 };
 
 struct PointValue {
@@ -26,27 +30,39 @@ struct PointValue {
     double concentration;
 };
 
-void printJson(const JetModel &model, bool ok, const std::vector<PointValue> &values) {
-    std::string out = fmt::format("{{\"ok\": {}, \"points\": [", ok ? "true" : "false");
+void printJson(const JetModel &model, const RunSummary &summary, ConcentrationUnit unit,
+               const std::vector<PointValue> &values) {
+    std::string out = fmt::format(
+        "{{\"ok\": {}, \"status\": {}, \"unit\": {}, \"points\": [", summary.succeeded() ? "true" : "false",
+        jsonString(report::runStatus(summary)), jsonString(concentrationUnitWord(unit)));
     for (std::size_t i = 0; i < values.size(); ++i) {
         const PointValue &point = values[i];
         out += fmt::format("{}{{\"x\": {}, \"y\": {}, \"z\": {}, \"concentration\": {}}}", i == 0 ? "" : ", ",
                            jsonNumber(point.x), jsonNumber(point.y), jsonNumber(point.z),
                            jsonNumber(point.concentration));
     }
-    out += fmt::format("], \"messages\": {}}}\n", jsonMessages(model));
+    out += "], \"messages\": [";
+    for (std::size_t i = 0; i < summary.messages.size(); ++i) {
+        out += fmt::format("{}{{\"severity\": {}, \"text\": {}}}", i == 0 ? "" : ", ",
+                           jsonString(RunSummary::severityName(summary.messages[i].severity)),
+                           jsonString(summary.messages[i].text));
+    }
+    out += "]}\n";
+    (void)model;
     fmt::print("{}", out);
 }
 
-void printTable(const JetModel &model, const std::vector<PointValue> &values) {
+void printTable(const RunSummary &summary, ConcentrationUnit unit, const std::vector<PointValue> &values) {
     constexpr int kWidth = 18;
-    fmt::print("{:>{}}{:>{}}{:>{}}{:>{}}\n", "x [m]", kWidth, "y [m]", kWidth, "z [m]", kWidth,
-               "concentration [-]", kWidth);
+    const std::string heading = fmt::format("concentration [{}]", concentrationUnitLabel(unit));
+    fmt::print("{:>{}}{:>{}}{:>{}}{:>{}}\n", "x [m]", kWidth, "y [m]", kWidth, "z [m]", kWidth, heading,
+               std::max<std::size_t>(kWidth, heading.size() + 2));
     for (const PointValue &point : values) {
         fmt::print("{:>{}.6g}{:>{}.6g}{:>{}.6g}{:>{}.6g}\n", point.x, kWidth, point.y, kWidth, point.z,
-                   kWidth, point.concentration, kWidth);
+                   kWidth, point.concentration, std::max<std::size_t>(kWidth, heading.size() + 2));
     }
-    printRunSummary(model);
+    fmt::print("\n{} output steps\n", summary.outputSteps);
+    printMessages(summary);
 }
 
 } // namespace
@@ -54,8 +70,10 @@ void printTable(const JetModel &model, const std::vector<PointValue> &values) {
 void registerConcentrationCommand(CLI::App &app) {
     auto options = std::make_shared<ConcentrationOptions>();
     CLI::App *command = app.add_subcommand(
-        "concentration", "Run a scenario and show the concentration (mass fraction) at the given points. " +
-                             std::string(kCutoffSentence));
+        "concentration",
+        "Run a scenario and show the concentration at the given points (volume fraction unless --unit "
+        "says otherwise). " +
+            std::string(kCutoffSentence));
     command->add_option("scenario", options->scenario, "scenario file: a JSON object of input properties")
         ->required();
     command
@@ -66,35 +84,37 @@ void registerConcentrationCommand(CLI::App &app) {
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     command->add_flag("--json", options->json,
-                      "print one JSON object {ok, points, messages} with 17 significant digits (null for "
-                      "non-finite)");
+                      "print one JSON object {ok, status, unit, points, messages} with 17 significant digits "
+                      "(null for non-finite)");
+    command->add_option("--unit", options->unit, unitOptionHelp())->type_name("UNIT");
 
     command->callback([options]() {
+        const ConcentrationUnit unit = parseUnitOption(options->unit);
         std::vector<PointValue> values;
         for (const std::string &text : options->points) {
             const std::vector<double> point = parseTriple("--at", text);
             values.push_back({point[0], point[1], point[2], 0.0});
         }
         const Scenario scenario = loadScenario(options->scenario);
-        if (options->json) {
-            echoModelMessagesTo(stderr);
-        }
         JetModel model;
-        const bool ok = runScenario(model, scenario);
-        if (!ok) {
+        const bool accepted = runScenario(model, scenario);
+        const RunSummary summary = RunSummary::of(model, accepted, {});
+        if (!summary.succeeded()) {
             values.clear();
         }
         const ConcentrationField field(model, ConcentrationField::Rules::exact);
+        const ConcentrationConverter converter = ConcentrationConverter::forModel(model);
         for (PointValue &point : values) {
-            point.concentration = field.concentration(point.x, point.y, point.z);
+            point.concentration = converter.fromModel(field.concentration(point.x, point.y, point.z), unit,
+                                                      report::ambientTemperatureAt(model, point.z));
         }
         if (options->json) {
-            printJson(model, ok, values);
-        } else if (ok) {
-            printTable(model, values);
+            printJson(model, summary, unit, values);
+        } else if (summary.succeeded()) {
+            printTable(summary, unit, values);
         }
-        if (!ok) {
-            throw invalidInputs(model);
+        if (!summary.succeeded()) {
+            throw noResults(summary);
         }
     });
 }

@@ -1,8 +1,10 @@
 #include "Commands.hpp"
 #include "Support.hpp"
 
-#include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/io/ConcentrationConverter.hpp"
 #include "ostreljet/io/InputSanity.hpp"
+#include "ostreljet/io/Scenario.hpp"
+#include "report/SummaryText.hpp"
 
 #include <fmt/core.h>
 #include <fmt/format.h>
@@ -36,6 +38,7 @@ struct GridOptions {
     std::string to;
     std::string points;
     std::string csv;
+    std::string unit = "vol";
 };
 
 // The box and the counts of a grid, as checked numbers.
@@ -97,14 +100,15 @@ private:
 // Writes the header and one row per point in point order, each number with 17 significant digits.
 // Phases: format every z coordinate once; for each row of constant (x, y), format its x and y once and
 // append one line per z; hand the buffer to the file whenever it is full.
-void writeGridCsv(std::FILE *out, const GridSpec &grid, const std::vector<double> &values) {
+void writeGridCsv(std::FILE *out, const GridSpec &grid, const std::vector<double> &values,
+                  ConcentrationUnit unit) {
     const auto [nx, ny, nz] = grid.count;
     fmt::memory_buffer buffer;
     const auto flush = [&]() {
         std::fwrite(buffer.data(), 1, buffer.size(), out);
         buffer.clear();
     };
-    constexpr std::string_view header = "x,y,z,concentration\n";
+    const std::string header = fmt::format("x,y,z,concentration [{}]\n", concentrationUnitLabel(unit));
     buffer.append(header.data(), header.data() + header.size());
     if (nx > 0 && ny > 0 && nz > 0) {
         std::vector<std::string> zTexts(static_cast<std::size_t>(nz));
@@ -159,10 +163,12 @@ void registerGridCommand(CLI::App &app) {
                      "write x,y,z,concentration to FILE, one row per point with x outermost and z innermost")
         ->type_name("FILE")
         ->required();
+    command->add_option("--unit", options->unit, unitOptionHelp())->type_name("UNIT");
 
     command->callback([options]() {
         // Phases: check the options and the memory the grid needs; run the scenario; evaluate the grid
         // on every core; write the CSV through a temporary file.
+        const ConcentrationUnit unit = parseUnitOption(options->unit);
         GridSpec grid;
         grid.from = parseTriple("--from", options->from);
         grid.to = parseTriple("--to", options->to);
@@ -175,11 +181,14 @@ void registerGridCommand(CLI::App &app) {
         checkGridFitsInMemory(grid);
         grid.points = ConcentrationField::gridPointCount(grid.count[0], grid.count[1], grid.count[2]);
         checkOutputPath(options->csv);
+        checkNotInput("--csv", options->csv, options->scenario);
         const Scenario scenario = loadScenario(options->scenario);
 
         JetModel model;
-        if (!runScenario(model, scenario)) {
-            throw invalidInputs(model);
+        const bool accepted = runScenario(model, scenario);
+        const RunSummary summary = RunSummary::of(model, accepted, {});
+        if (!summary.succeeded()) {
+            throw noResults(summary);
         }
         std::vector<double> values(static_cast<std::size_t>(grid.points));
         ConcentrationField::GridProgress progress;
@@ -189,10 +198,24 @@ void registerGridCommand(CLI::App &app) {
         const ConcentrationField field(model, ConcentrationField::Rules::exact);
         field.grid(values.data(), grid.from[0], grid.from[1], grid.from[2], grid.to[0], grid.to[1],
                    grid.to[2], grid.count[0], grid.count[1], grid.count[2], 0, progress);
-        writeFileAtomically(options->csv, [&](std::FILE *out) { writeGridCsv(out, grid, values); });
-        fmt::print("{} points ({} x {} x {}) written to {}\n", grid.points, grid.count[0], grid.count[1],
-                   grid.count[2], options->csv);
-        printRunSummary(model);
+        if (unit != ConcentrationConverter::modelUnit && grid.points > 0) {
+            // mg/m³ depends on the air's temperature, which depends on the height only: once per z.
+            const ConcentrationConverter converter = ConcentrationConverter::forModel(model);
+            const std::int32_t nz = grid.count[2];
+            std::vector<double> temperature(static_cast<std::size_t>(nz));
+            for (std::int32_t k = 0; k < nz; ++k) {
+                temperature[static_cast<std::size_t>(k)] = report::ambientTemperatureAt(
+                    model, ConcentrationField::gridCoordinate(grid.from[2], grid.to[2], k, nz, false));
+            }
+            for (std::size_t p = 0; p < values.size(); ++p) {
+                values[p] =
+                    converter.fromModel(values[p], unit, temperature[p % static_cast<std::size_t>(nz)]);
+            }
+        }
+        writeFileAtomically(options->csv, [&](std::FILE *out) { writeGridCsv(out, grid, values, unit); });
+        fmt::print("{} points ({} x {} x {}) written to {}, concentrations in {}\n", grid.points,
+                   grid.count[0], grid.count[1], grid.count[2], options->csv, concentrationUnitLabel(unit));
+        printMessages(summary);
     });
 }
 

@@ -2,6 +2,7 @@
 #include "Support.hpp"
 
 #include "ostreljet/component/AtmosphereProfile.hpp"
+#include "ostreljet/io/InputSchema.hpp"
 
 #include <CLI/CLI.hpp>
 #include <fmt/core.h>
@@ -117,6 +118,43 @@ void printTable(const AtmosphereProfile &profile, const ProfileOptions &options)
     }
 }
 
+// The bounds of a range as the inputs listing writes them: "[0.0001, 0.3]", "(0, 20]".
+std::string rangeText(const InputSchema::Range &range) {
+    return fmt::format("{}{}, {}{}", range.lowerInclusive ? '[' : '(', range.lower, range.upper,
+                       range.upperInclusive ? ']' : ')');
+}
+
+// Refuses, naming the option and the value, an atmospheric input outside the range that a model run
+// accepts, so that no row is computed from a profile the model would never use.
+void checkRanges(const ProfileOptions &options) {
+    const std::pair<const char *, const std::string *> checks[] = {
+        {"atmosphereSurfaceRoughness", &options.roughness},
+        {"referenceWindSpeed", &options.windSpeed},
+        {"referenceWindHeight", &options.windHeight},
+        {"referenceWindBearing", &options.windBearing},
+        {"atmosphereTemperature", &options.temperature},
+        {"atmospherePressure", &options.pressure},
+        {"atmosphereMolecularWeight", &options.molecularWeight}};
+    const char *optionNames[] = {"--roughness",   "--wind-speed", "--wind-height",     "--wind-bearing",
+                                 "--temperature", "--pressure",   "--molecular-weight"};
+    for (std::size_t i = 0; i < std::size(checks); ++i) {
+        const InputSchema::Input &input = *InputSchema::find(checks[i].first);
+        const double value = *parseNumber(*checks[i].second);
+        if (!std::isfinite(value) || !input.range.contains(value)) {
+            throw CommandFailure(kUsageError, fmt::format("{}: {} {} is outside the model's range {} ({})",
+                                                          optionNames[i], *checks[i].second, input.unit,
+                                                          rangeText(input.range), input.meaning));
+        }
+    }
+    for (const std::string &height : options.heights) {
+        const double z = *parseNumber(height);
+        if (!std::isfinite(z) || z < 0.0) {
+            throw CommandFailure(
+                kUsageError, fmt::format("--heights: {} m is not a height at or above the ground", height));
+        }
+    }
+}
+
 } // namespace
 
 void registerProfileCommand(CLI::App &app) {
@@ -168,10 +206,10 @@ void registerProfileCommand(CLI::App &app) {
         ->required()
         ->check(numberValidator());
     command->add_flag("--json", options->json,
-                      "print one JSON object instead of the table; every number has 17 significant digits, "
-                      "and a non-finite number (from inputs outside the model's range) is written as null");
+                      "print one JSON object instead of the table; every number has 17 significant digits");
 
     command->callback([options]() {
+        checkRanges(*options);
         const AtmosphereProfile profile = computeAtmosphereProfile(toInputs(*options));
         if (options->json) {
             printJson(profile);

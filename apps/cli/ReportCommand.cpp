@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace ostreljet::cli {
 
@@ -16,6 +17,8 @@ namespace {
 struct ReportOptions {
     std::string scenario;
     std::string output;
+    std::string levels;
+    std::string unit = "vol";
 };
 
 } // namespace
@@ -31,20 +34,39 @@ void registerReportCommand(CLI::App &app) {
     command->add_option("-o,--output", options->output, "the HTML file to write")
         ->type_name("FILE")
         ->required();
+    command
+        ->add_option("--levels", options->levels,
+                     "levels of the summary: numbers with an optional unit or LFL, UFL, LFL/2, IDLH of the "
+                     "scenario's gas (default: LFL and LFL/2 of a flammable gas, else the stopping "
+                     "concentration)")
+        ->type_name("L1,L2,...");
+    command->add_option("--unit", options->unit, unitOptionHelp())->type_name("UNIT");
 
     command->callback([options]() {
+        const ConcentrationUnit unit = parseUnitOption(options->unit);
+        std::vector<Level> levels;
+        if (!options->levels.empty()) {
+            levels = parseLevelsOption("--levels", options->levels, unit);
+        }
+        checkNotInput("-o", options->output, options->scenario);
         const Scenario scenario = loadScenario(options->scenario);
         checkOutputPath(options->output);
-        echoModelMessagesTo(nullptr);
         JetModel model;
         const bool ok = runScenario(model, scenario);
+        if (levels.empty()) {
+            levels = Level::defaults(scenario.gas(), model.stoppingConcentration());
+        }
+        const std::vector<double> modelLevels =
+            ok ? levelsInModelUnit("--levels", levels, model, scenario.gas()) : std::vector<double>{};
+        const RunSummary summary = RunSummary::of(model, ok, modelLevels);
         const std::string name = std::filesystem::path(options->scenario).filename().string();
-        const std::string page = report::ReportPage::render(model, scenario, name, ok);
+        const std::string page =
+            report::ReportPage::render(model, scenario, name, ok, summary, {levels, modelLevels, unit});
         writeFileAtomically(options->output,
                             [&](std::FILE *out) { std::fwrite(page.data(), 1, page.size(), out); });
         // The page explains a failed validation too; the status still tells scripts about it.
-        if (!ok) {
-            throw invalidInputs(model);
+        if (!summary.succeeded()) {
+            throw noResults(summary);
         }
     });
 }

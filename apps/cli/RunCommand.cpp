@@ -2,11 +2,16 @@
 #include "Support.hpp"
 
 #include "ostreljet/Version.hpp"
+#include "ostreljet/io/ConcentrationConverter.hpp"
 #include "ostreljet/io/PropertyTable.hpp"
 #include "ostreljet/io/Scenario.hpp"
+#include "report/SummaryText.hpp"
 
 #include <fmt/core.h>
 
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -19,22 +24,38 @@ struct RunOptions {
     std::string scenario;
     bool json = false;
     std::string csv;
+    bool steps = false;
     bool quiet = false;
+    std::string levels;
+    std::string unit = "vol";
 };
 
-std::vector<std::vector<double>> allSeries(const JetModel &model) {
+constexpr std::string_view kConcentrationSeries = "centrelineConcentration";
+
+// Every series of the run, the centreline concentration in `unit` (mg/m³ at the ambient temperature of
+// each step's height).
+std::vector<std::vector<double>> allSeries(const JetModel &model, ConcentrationUnit unit) {
+    const ConcentrationConverter converter = ConcentrationConverter::forModel(model);
     std::vector<std::vector<double>> columns;
     for (const PropertyTable::Series &series : PropertyTable::series()) {
-        columns.push_back(PropertyTable::values(model, series));
+        std::vector<double> values = PropertyTable::values(model, series);
+        if (series.name == kConcentrationSeries && unit != ConcentrationConverter::modelUnit) {
+            for (std::size_t k = 0; k < values.size(); ++k) {
+                const double z = model.centrelineLocations()[k].z();
+                values[k] = converter.fromModel(values[k], unit, report::ambientTemperatureAt(model, z));
+            }
+        }
+        columns.push_back(std::move(values));
     }
     return columns;
 }
 
-void printJson(const JetModel &model, bool ok) {
-    std::string out = fmt::format("{{\"ok\": {}, \"version\": {}, \"messages\": {}", ok ? "true" : "false",
-                                  jsonString(OSTRELJET_VERSION_STRING), jsonMessages(model));
+void printJson(const JetModel &model, const RunSummary &summary, const std::vector<Level> &levels,
+               ConcentrationUnit unit) {
+    std::string out = fmt::format("{{\"version\": {}, {}", jsonString(OSTRELJET_VERSION_STRING),
+                                  jsonSummaryMembers(model, summary, levels, unit));
     out += ", \"steps\": {";
-    const std::vector<std::vector<double>> columns = allSeries(model);
+    const std::vector<std::vector<double>> columns = allSeries(model, unit);
     const auto series = PropertyTable::series();
     for (std::size_t c = 0; c < series.size(); ++c) {
         out += fmt::format("{}\"{}\": [", c == 0 ? "" : ", ", series[c].name);
@@ -50,29 +71,56 @@ void printJson(const JetModel &model, bool ok) {
     fmt::print("{}", out);
 }
 
-void printTable(const JetModel &model) {
-    const char *headings[] = {"arc length [m]",    "x [m]",           "y [m]",         "z [m]", "radius [m]",
-                              "concentration [-]", "temperature [K]", "velocity [m/s]"};
-    constexpr int kWidth = 18;
-    std::string line;
-    for (const char *heading : headings) {
-        line += fmt::format("{:>{}}", heading, kWidth);
+// The summary block: a heading, then one "label: value" line per answer, the labels aligned.
+void printSummary(const JetModel &model, const RunSummary &summary, const report::SummaryRequest &request,
+                  const std::string &title) {
+    fmt::print("{}\n", title);
+    const std::vector<report::SummaryLine> lines = report::summaryLines(model, summary, request);
+    std::size_t width = 0;
+    for (const report::SummaryLine &line : lines) {
+        width = std::max(width, line.label.size());
     }
-    fmt::print("{}\n", line);
-    const std::vector<std::vector<double>> columns = allSeries(model);
+    for (const report::SummaryLine &line : lines) {
+        fmt::print("  {:<{}}  {}\n", line.label + ":", width + 1, line.value);
+    }
+}
+
+// The output steps to four significant digits; a value below 1e-9 of its column's largest magnitude is
+// integration noise and prints as 0.
+void printSteps(const JetModel &model, ConcentrationUnit unit) {
+    const std::vector<std::string> headings = {
+        "arc length [m]",  "x [m]",         "y [m]",
+        "z [m]",           "radius [m]",    fmt::format("concentration [{}]", concentrationUnitLabel(unit)),
+        "temperature [K]", "velocity [m/s]"};
+    const std::vector<std::vector<double>> columns = allSeries(model, unit);
+    std::vector<std::size_t> widths;
+    std::string line;
+    for (const std::string &heading : headings) {
+        widths.push_back(std::max<std::size_t>(12, heading.size() + 2));
+        line += fmt::format("{:>{}}", heading, widths.back());
+    }
+    fmt::print("\n{}\n", line);
+    std::vector<double> scale(columns.size(), 0.0);
+    for (std::size_t c = 0; c < columns.size(); ++c) {
+        for (const double value : columns[c]) {
+            if (std::isfinite(value)) {
+                scale[c] = std::max(scale[c], std::fabs(value));
+            }
+        }
+    }
     const std::size_t steps = static_cast<std::size_t>(model.numberOfOutputSteps());
     for (std::size_t k = 0; k < steps; ++k) {
         line.clear();
-        for (const std::vector<double> &column : columns) {
-            line += fmt::format("{:>{}.6g}", column[k], kWidth);
+        for (std::size_t c = 0; c < columns.size(); ++c) {
+            const double value = std::fabs(columns[c][k]) < 1e-9 * scale[c] ? 0.0 : columns[c][k];
+            line += fmt::format("{:>{}}", report::figure(value), widths[c]);
         }
         fmt::print("{}\n", line);
     }
-    printRunSummary(model);
 }
 
-void writeCsv(const JetModel &model, const std::string &path) {
-    const std::vector<std::vector<double>> columns = allSeries(model);
+void writeCsv(const JetModel &model, const std::string &path, ConcentrationUnit unit) {
+    const std::vector<std::vector<double>> columns = allSeries(model, unit);
     writeFileAtomically(path, [&](std::FILE *out) {
         std::string line;
         for (const PropertyTable::Series &series : PropertyTable::series()) {
@@ -101,38 +149,66 @@ void writeCsv(const JetModel &model, const std::string &path) {
 void registerRunCommand(CLI::App &app) {
     auto options = std::make_shared<RunOptions>();
     CLI::App *command = app.add_subcommand(
-        "run",
-        "Run a scenario and show the centreline of the jet (a table of output steps, then the messages).");
+        "run", "Run a scenario and print its summary (how it ended, greatest height, where it reaches the "
+               "ground, how far each level reaches) and its messages; --steps adds the output steps.");
     command->add_option("scenario", options->scenario, "scenario file: a JSON object of input properties")
         ->required();
-    CLI::Option *json = command->add_flag("--json", options->json,
-                                          "print one JSON object {ok, version, messages, steps} with 17 "
-                                          "significant digits (null for non-finite)");
-    command->add_option("--csv", options->csv, "write the output steps to FILE as CSV with a header row")
+    CLI::Option *json =
+        command->add_flag("--json", options->json,
+                          "print one JSON object {version, ok, status, unit, summary, messages, "
+                          "steps} with 17 significant digits (null for what does not exist)");
+    command
+        ->add_option("--csv", options->csv,
+                     "write the output steps to FILE as CSV with a header row instead of printing")
         ->type_name("FILE")
         ->excludes(json);
+    command->add_flag("--steps", options->steps, "print the output steps after the summary");
+    command
+        ->add_option(
+            "--levels", options->levels,
+            "levels to summarise: numbers with an optional unit (0.01, 2%, 5000ppm, 100mg/m3) or LFL, "
+            "UFL, LFL/2, IDLH of the scenario's gas (default: LFL and LFL/2 of a flammable gas, else "
+            "the stopping concentration)")
+        ->type_name("L1,L2,...");
+    command->add_option("--unit", options->unit, unitOptionHelp())->type_name("UNIT");
     command->add_flag("--quiet", options->quiet, "print nothing but errors");
 
     command->callback([options]() {
-        const Scenario scenario = loadScenario(options->scenario);
-        // Machine-readable output keeps standard output clean of the model's once-only notices.
-        if (options->quiet) {
-            echoModelMessagesTo(nullptr);
-        } else if (options->json || !options->csv.empty()) {
-            echoModelMessagesTo(stderr);
+        const ConcentrationUnit unit = parseUnitOption(options->unit);
+        std::vector<Level> levels;
+        if (!options->levels.empty()) {
+            levels = parseLevelsOption("--levels", options->levels, unit);
         }
+        if (!options->csv.empty()) {
+            checkNotInput("--csv", options->csv, options->scenario);
+        }
+        const Scenario scenario = loadScenario(options->scenario);
         JetModel model;
-        const bool ok = runScenario(model, scenario);
-        if (!options->csv.empty() && ok) {
-            writeCsv(model, options->csv);
+        const bool accepted = runScenario(model, scenario);
+        if (levels.empty()) {
+            levels = Level::defaults(scenario.gas(), model.stoppingConcentration());
+        }
+        const std::vector<double> modelLevels =
+            accepted ? levelsInModelUnit("--levels", levels, model, scenario.gas()) : std::vector<double>{};
+        const RunSummary summary = RunSummary::of(model, accepted, modelLevels);
+        if (!options->csv.empty() && summary.succeeded()) {
+            writeCsv(model, options->csv, unit);
         }
         if (options->json) {
-            printJson(model, ok);
-        } else if (!options->quiet && options->csv.empty() && ok) {
-            printTable(model);
+            printJson(model, summary, levels, unit);
+        } else if (!options->quiet && options->csv.empty() && summary.succeeded()) {
+            const std::string gas = scenario.gas().empty() ? "" : fmt::format(" ({})", scenario.gas());
+            printSummary(model, summary, {levels, modelLevels, unit},
+                         fmt::format("Summary of {}{}, concentrations in {}:",
+                                     std::filesystem::path(options->scenario).filename().string(), gas,
+                                     concentrationUnitLabel(unit)));
+            printMessages(summary);
+            if (options->steps) {
+                printSteps(model, unit);
+            }
         }
-        if (!ok) {
-            throw invalidInputs(model);
+        if (!summary.succeeded()) {
+            throw noResults(summary);
         }
     });
 }

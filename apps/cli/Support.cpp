@@ -1,6 +1,7 @@
 #include "Support.hpp"
 
 #include "ostreljet/io/SafeFile.hpp"
+#include "report/SummaryText.hpp"
 
 #include <fmt/core.h>
 #include <nlohmann/json.hpp>
@@ -13,6 +14,7 @@
 #include <filesystem>
 #include <fstream>
 #include <limits>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace ostreljet::cli {
@@ -248,6 +250,128 @@ std::string formatBytes(double bytes) {
         ++unit;
     }
     return unit == 0 ? fmt::format("{:.0f} bytes", bytes) : fmt::format("{:.1f} {}", bytes, units[unit]);
+}
+
+ConcentrationUnit parseUnitOption(const std::string &text) {
+    if (const std::optional<ConcentrationUnit> unit = parseConcentrationUnit(text)) {
+        return *unit;
+    }
+    throw CommandFailure(kUsageError,
+                         fmt::format("--unit: '{}' is not a unit (mass, vol, %, ppm or mg/m3)", text));
+}
+
+std::string unitOptionHelp() {
+    return "unit of the concentrations shown: mass (fraction), vol (fraction, the model's own; default), % "
+           "(by volume), ppm (by volume) or mg/m3 (at the local temperature and the ambient pressure)";
+}
+
+std::vector<Level> parseLevelsOption(const std::string &option, const std::string &text,
+                                     ConcentrationUnit unit) {
+    try {
+        return Level::parseList(text, unit);
+    } catch (const LevelError &e) {
+        throw CommandFailure(kUsageError, fmt::format("{}: {}", option, e.what()));
+    }
+}
+
+std::vector<double> levelsInModelUnit(const std::string &option, const std::vector<Level> &levels,
+                                      const JetModel &model, const std::string &gas) {
+    try {
+        return Level::toModel(levels, model, gas);
+    } catch (const LevelError &e) {
+        throw CommandFailure(kUsageError, fmt::format("{}: {}", option, e.what()));
+    }
+}
+
+namespace {
+
+std::string jsonOptional(const std::optional<double> &value) {
+    return value ? jsonNumber(*value) : "null";
+}
+
+std::string jsonLocation(const RunSummary::Location &at) {
+    return fmt::format("{{\"x\": {}, \"y\": {}, \"z\": {}, \"downwind\": {}, \"crosswind\": {}, "
+                       "\"arcLength\": {}}}",
+                       jsonNumber(at.x), jsonNumber(at.y), jsonNumber(at.z), jsonNumber(at.downwind),
+                       jsonNumber(at.crosswind), jsonNumber(at.arcLength));
+}
+
+} // namespace
+
+std::string jsonSummaryMembers(const JetModel &model, const RunSummary &summary,
+                               const std::vector<Level> &levels, ConcentrationUnit unit) {
+    const ConcentrationConverter converter = ConcentrationConverter::forModel(model);
+    std::string out = fmt::format(
+        "\"ok\": {}, \"status\": {}, \"unit\": {}, \"summary\": {{", summary.succeeded() ? "true" : "false",
+        jsonString(report::runStatus(summary)), jsonString(concentrationUnitWord(unit)));
+    out += fmt::format("\"ending\": {}, \"endMessage\": {}, \"outputSteps\": {}",
+                       jsonString(RunSummary::endingName(summary.ending)),
+                       summary.endMessage ? jsonString(*summary.endMessage) : "null", summary.outputSteps);
+    out += fmt::format(", \"greatestCentrelineHeight\": {}",
+                       summary.greatestCentrelineHeight ? jsonLocation(*summary.greatestCentrelineHeight)
+                                                        : "null");
+    out += fmt::format(", \"edgeReachesGroundDownwind\": {}, \"centrelineReachesGroundDownwind\": {}",
+                       jsonOptional(summary.edgeReachesGroundDownwind),
+                       jsonOptional(summary.centrelineReachesGroundDownwind));
+    if (summary.groundMaximum) {
+        const double value = converter.fromModel(summary.groundMaximum->concentration, unit,
+                                                 report::ambientTemperatureAt(model, 0.0));
+        out += fmt::format(", \"groundMaximum\": {{\"concentration\": {}, \"location\": {}}}",
+                           jsonNumber(value), jsonLocation(summary.groundMaximum->location));
+    } else {
+        out += ", \"groundMaximum\": null";
+    }
+    out += ", \"levels\": [";
+    for (std::size_t i = 0; i < summary.levels.size(); ++i) {
+        const RunSummary::LevelAnswer &answer = summary.levels[i];
+        out +=
+            fmt::format("{}{{\"level\": {}, \"value\": {}, \"centrelineDownwindDistance\": {}, "
+                        "\"centrelineArcLength\": {}, \"farthestDownwindExtent\": {}, "
+                        "\"greatestHalfWidth\": {}, \"exceededAtEndOfRun\": {}}}",
+                        i == 0 ? "" : ", ", jsonString(i < levels.size() ? levels[i].text() : ""),
+                        jsonNumber(converter.thresholdFromModel(answer.level, unit)),
+                        jsonOptional(answer.centrelineDownwindDistance),
+                        jsonOptional(answer.centrelineArcLength), jsonOptional(answer.farthestDownwindExtent),
+                        jsonOptional(answer.greatestHalfWidth), answer.exceededAtEndOfRun ? "true" : "false");
+    }
+    out += "]}, \"messages\": [";
+    for (std::size_t i = 0; i < summary.messages.size(); ++i) {
+        out += fmt::format("{}{{\"severity\": {}, \"text\": {}}}", i == 0 ? "" : ", ",
+                           jsonString(RunSummary::severityName(summary.messages[i].severity)),
+                           jsonString(summary.messages[i].text));
+    }
+    out += "]";
+    return out;
+}
+
+void printMessages(const RunSummary &summary) {
+    fmt::print("Messages:\n");
+    if (summary.messages.empty()) {
+        fmt::print("  (none)\n");
+    }
+    for (const RunSummary::Message &message : summary.messages) {
+        fmt::print("  {}: {}\n", RunSummary::severityName(message.severity), message.text);
+    }
+}
+
+CommandFailure noResults(const RunSummary &summary) {
+    const std::string why = summary.endMessage         ? *summary.endMessage
+                            : summary.messages.empty() ? std::string(RunSummary::endingName(summary.ending))
+                                                       : summary.messages.front().text;
+    return CommandFailure(kInputsInvalid, summary.ending == RunSummary::Ending::refusedBySourceChecks
+                                              ? "the run was refused by the source checks: " + why
+                                              : why);
+}
+
+void checkNotInput(const std::string &option, const std::string &output, const std::string &input) {
+    struct stat outputStatus {};
+    struct stat inputStatus {};
+    if (::stat(output.c_str(), &outputStatus) == 0 && ::stat(input.c_str(), &inputStatus) == 0 &&
+        outputStatus.st_dev == inputStatus.st_dev && outputStatus.st_ino == inputStatus.st_ino) {
+        throw CommandFailure(
+            kUsageError, fmt::format("{}: '{}' is the scenario file being read ('{}'); choose another file",
+                                     option, output, input));
+    }
 }
 
 void echoModelMessagesTo(std::FILE *stream) {

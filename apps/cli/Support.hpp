@@ -1,7 +1,10 @@
 #pragma once
 
+#include "ostreljet/io/ConcentrationUnit.hpp"
+#include "ostreljet/io/Level.hpp"
 #include "ostreljet/io/Scenario.hpp"
 #include "ostreljet/jet/ConcentrationField.hpp"
+#include "ostreljet/jet/RunSummary.hpp"
 
 #include <CLI/CLI.hpp>
 
@@ -17,7 +20,8 @@
 
 namespace ostreljet::cli {
 
-// Exit statuses of the command: 0 done; 1 the inputs failed the model's validation; 2 a usage, input
+// Exit statuses of the command: 0 done; 1 the inputs failed the model's validation or the source checks
+// refused the run (no results); 2 a usage, input
 // or file error, or a resource that ran out (memory, threads, disk); 3 an error inside the tool.
 constexpr int kSuccess = 0;
 constexpr int kInputsInvalid = 1;
@@ -67,6 +71,32 @@ CommandFailure invalidInputs(const JetModel &model);
 std::string jsonMessages(const JetModel &model);
 // The number of output steps, then the run's messages one to a line, after a blank line.
 void printRunSummary(const JetModel &model);
+
+// The --unit option: "mass", "vol", "%", "ppm" or "mg/m3"; anything else ends the command with status 2.
+ConcentrationUnit parseUnitOption(const std::string &text);
+// The help text of --unit.
+std::string unitOptionHelp();
+// A list of levels ("LFL,2%,5000ppm"); bare numbers are in `unit`. A piece that cannot be read, is not
+// finite or not above 0 ends the command with status 2 naming the option.
+std::vector<Level> parseLevelsOption(const std::string &option, const std::string &text,
+                                     ConcentrationUnit unit);
+// The levels in the model's unit for the scenario's gas; status 2 naming the option when a named level
+// has no value for the gas.
+std::vector<double> levelsInModelUnit(const std::string &option, const std::vector<Level> &levels,
+                                      const JetModel &model, const std::string &gas);
+
+// The run's summary and messages as JSON members ("status", "summary", "messages"), concentrations in
+// `unit`; no braces around them.
+std::string jsonSummaryMembers(const JetModel &model, const RunSummary &summary,
+                               const std::vector<Level> &levels, ConcentrationUnit unit);
+// Prints "Messages:" and each message with its severity.
+void printMessages(const RunSummary &summary);
+// The end of a command whose run gave no results: status 1 with the message that ended it.
+CommandFailure noResults(const RunSummary &summary);
+
+// Refuses, with status 2, an output path that is the scenario file being read (the same file, by any
+// path or link).
+void checkNotInput(const std::string &option, const std::string &output, const std::string &input);
 
 // Refuses, with status 2, a path whose folder does not exist or that names a directory.
 void checkOutputPath(const std::string &path);

@@ -90,7 +90,6 @@ void registerValidateCommand(CLI::App &app) {
         } catch (const std::exception &e) {
             throw CommandFailure(kUsageError, e.what());
         }
-        echoModelMessagesTo(nullptr);
         const bool terminal = isatty(STDERR_FILENO) == 1;
         const auto start = std::chrono::steady_clock::now();
         std::vector<CorrelationResult> results;

@@ -1,6 +1,8 @@
 #include "Commands.hpp"
 #include "Support.hpp"
 
+#include "ostreljet/Version.hpp"
+
 #include <CLI/CLI.hpp>
 
 #include <cerrno>
@@ -39,6 +41,11 @@ int finishStandardOutput(int status) noexcept {
 int runTool(int argc, char **argv) {
     CLI::App app{"Integral model of a continuous gas release into a crosswind.", "ostreljet"};
     app.require_subcommand(1);
+    app.set_version_flag("--version", std::string("ostreljet ") + OSTRELJET_VERSION_STRING,
+                         "print the version and exit");
+    // The model's once-only notices stay in its message list, which every command shows once; the echo
+    // on standard output belongs to the component.
+    ostreljet::cli::echoModelMessagesTo(nullptr);
     ostreljet::cli::registerProfileCommand(app);
     ostreljet::cli::registerRunCommand(app);
 #ifdef OSTRELJET_WITH_COMPONENT
@@ -51,6 +58,7 @@ int runTool(int argc, char **argv) {
     ostreljet::cli::registerBatchCommand(app);
     ostreljet::cli::registerValidateCommand(app);
     ostreljet::cli::registerInputsCommand(app);
+    ostreljet::cli::registerInitCommand(app);
 
     try {
         app.parse(argc, argv);

@@ -1,11 +1,12 @@
 #include "ostreljet/io/Scenario.hpp"
 
 #include "ostreljet/io/GasTable.hpp"
-#include "ostreljet/io/InputSchema.hpp"
 #include "ostreljet/io/InputSanity.hpp"
+#include "ostreljet/io/InputSchema.hpp"
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -284,7 +285,32 @@ Scenario Scenario::fromText(std::string_view text, const std::string &sourceName
     if (!release.empty()) {
         throw ScenarioError(sourceName + ": " + release);
     }
+    std::string missing;
+    for (const std::string_view name : requiredInputs()) {
+        const bool given = std::any_of(scenario.inputs_.begin(), scenario.inputs_.end(),
+                                       [&](const auto &input) { return input.first == name; });
+        if (!given) {
+            missing += (missing.empty() ? "" : ", ") + std::string(name);
+        }
+    }
+    if (!missing.empty()) {
+        throw ScenarioError(sourceName + ": missing input" +
+                            (missing.find(',') == std::string::npos ? "" : "s") +
+                            " without a usable default: " + missing +
+                            " (\"gas\" fills the source's molecular weight, specific heat and specific heat "
+                            "ratio; 'ostreljet init' writes a complete scenario)");
+    }
     return scenario;
+}
+
+std::vector<std::string_view> Scenario::requiredInputs() {
+    std::vector<std::string_view> names;
+    for (const InputSchema::Input &input : InputSchema::inputs()) {
+        if (!input.range.contains(input.defaultValue)) {
+            names.push_back(input.name);
+        }
+    }
+    return names;
 }
 
 void Scenario::applyTo(JetModel &model) const {

@@ -76,6 +76,18 @@ inline std::string example(const std::string &name) {
     return std::string(OSTRELJET_EXAMPLES_DIR "/") + name;
 }
 
+// The vent example with some keys replaced, as JSON text: a complete scenario that differs where a test
+// needs it to (an invalid stack height, say).
+inline std::string ventWith(const std::string &overrides) {
+    std::string text = readText(example("vertical_buoyant_vent.json"));
+    // Both are flat objects: the overrides' members go after the example's, and the later key wins.
+    const std::size_t close = text.rfind('}');
+    const std::size_t open = overrides.find('{');
+    text = text.substr(0, close) + ", " + overrides.substr(open + 1);
+    nlohmann::json merged = nlohmann::json::parse(text, nullptr, true, false);
+    return merged.dump() + "\n";
+}
+
 inline std::vector<std::string> linesOf(const std::string &text) {
     std::vector<std::string> lines;
     std::istringstream in(text);

@@ -75,14 +75,16 @@ TEST(ConcentrationCommand, WorkedFiguresInTheDocumentedJson) {
               std::string::npos)
         << result.out;
     const nlohmann::ordered_json json = nlohmann::ordered_json::parse(result.out);
-    EXPECT_EQ(keysOf(json), (std::vector<std::string>{"ok", "points", "messages"}));
+    EXPECT_EQ(keysOf(json), (std::vector<std::string>{"ok", "status", "unit", "points", "messages"}));
+    EXPECT_EQ(json["unit"], "vol");
     EXPECT_EQ(json["ok"], true);
     ASSERT_EQ(json["points"].size(), 6u);
     for (const auto &point : json["points"]) {
         EXPECT_EQ(keysOf(point), (std::vector<std::string>{"x", "y", "z", "concentration"}));
     }
     ASSERT_EQ(json["messages"].size(), 1u);
-    EXPECT_EQ(json["messages"][0].get<std::string>().rfind("Stopping concentration reached at ", 0), 0u);
+    EXPECT_EQ(json["messages"][0]["text"].get<std::string>().rfind("Stopping concentration reached at ", 0),
+              0u);
     EXPECT_GT(json["points"][0]["concentration"].get<double>(), 0.9);
     EXPECT_LT(json["points"][0]["concentration"].get<double>(), 1.0);
     EXPECT_EQ(json["points"][1]["z"], 60.0);
@@ -110,10 +112,13 @@ TEST(GridCommand, PointOrderAndTheAsymmetricAxes) {
     const CommandResult result = grid(kHotStack, "0,0,0", "10,10,10", "3,3,2", csv);
     ASSERT_EQ(result.exitStatus, 0) << result.err;
     EXPECT_EQ(result.err, "");
-    EXPECT_EQ(result.out.rfind("18 points (3 x 3 x 2) written to " + csv + "\n", 0), 0u) << result.out;
+    EXPECT_EQ(result.out.rfind(
+                  "18 points (3 x 3 x 2) written to " + csv + ", concentrations in volume fraction\n", 0),
+              0u)
+        << result.out;
     const std::vector<std::string> lines = linesOf(readText(csv));
     ASSERT_EQ(lines.size(), 19u);
-    EXPECT_EQ(lines[0], "x,y,z,concentration");
+    EXPECT_EQ(lines[0], "x,y,z,concentration [volume fraction]");
     // x reaches its end (0, 5, 10); y is divided by its count and stops short (0, 10/3, 20/3); so does z
     // (0, 5). x is outermost and z innermost.
     std::size_t p = 1;
@@ -136,7 +141,7 @@ TEST(GridCommand, PointOrderAndTheAsymmetricAxes) {
 
     const CommandResult empty = grid(kHotStack, "0,0,0", "10,10,10", "3,3,0", csv);
     ASSERT_EQ(empty.exitStatus, 0) << empty.err;
-    EXPECT_EQ(readText(csv), "x,y,z,concentration\n");
+    EXPECT_EQ(readText(csv), "x,y,z,concentration [volume fraction]\n");
 }
 
 TEST(GridCommand, RefusalsLeaveNoFile) {
@@ -167,7 +172,7 @@ TEST(GridCommand, RefusalsLeaveNoFile) {
     EXPECT_EQ(huge.err.substr(huge.err.size() - 15), " are available\n") << huge.err;
     EXPECT_TRUE(folder.entries().empty());
 
-    const std::string scenario = folder.write("invalid.json", "{\"stackHeight\": -1}");
+    const std::string scenario = folder.write("invalid.json", ventWith("{\"stackHeight\": -1}"));
     const CommandResult invalid = grid(scenario, "0,0,0", "1,1,1", "2,2,2", csv);
     EXPECT_EQ(invalid.exitStatus, 1);
     EXPECT_EQ(invalid.err, "ostreljet: The stack height should lie between 0 and 1000m.\n");

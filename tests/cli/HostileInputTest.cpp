@@ -76,12 +76,16 @@ TEST(HostileScenario, EndlessHugeDeepAndDoubledInputsAreRefusedByName) {
     const TemporaryFolder folder;
     expectUsageError(cli({"run", "/dev/zero"}),
                      "/dev/zero: larger than 1048576 bytes, the limit for a scenario file");
-    const std::string huge = folder.write("huge.json", std::string(1024 * 1024, ' ').insert(0, 1, '{').append(1, '}'));
+    const std::string huge =
+        folder.write("huge.json", std::string(1024 * 1024, ' ').insert(0, 1, '{').append(1, '}'));
     expectUsageError(cli({"run", huge}), huge + ": larger than 1048576 bytes, the limit for a scenario file");
-    const std::string atLimit = folder.write("limit.json", std::string(1024 * 1024 - 2, ' ').insert(0, 1, '{').append(1, '}'));
-    const CommandResult read = cli({"run", atLimit}); // read whole, then refused by the model's validation
-    EXPECT_EQ(read.exitStatus, 1);
-    EXPECT_EQ(read.err, "ostreljet: The orifice diameter should lie between 0 and 100m.\n");
+    const std::string atLimit =
+        folder.write("limit.json", std::string(1024 * 1024 - 2, ' ').insert(0, 1, '{').append(1, '}'));
+    const CommandResult read = cli({"run", atLimit}); // read whole, then refused for the inputs it lacks
+    EXPECT_EQ(read.exitStatus, 2);
+    EXPECT_NE(read.err.find(atLimit + ": missing inputs without a usable default: orificeDiameter, "),
+              std::string::npos)
+        << read.err;
     const std::string deep = folder.write("deep.json", "{\"stackHeight\": " + std::string(100000, '[') + "}");
     expectUsageError(cli({"run", deep}), deep + ": arrays and objects nest deeper than 32 levels");
     const std::string doubled =

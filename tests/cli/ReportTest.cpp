@@ -178,7 +178,8 @@ TEST(ReportHtml, EscapesMarkupCharactersOnly) {
 }
 
 TEST(ReportPage, EscapesTheScenarioName) {
-    const Scenario scenario = Scenario::fromText(R"({"stackHeight": 20, "gas": "methane"})");
+    const Scenario scenario = Scenario::fromText(
+        R"({"stackHeight": 20, "gas": "methane", "orificeDiameter": 0.3, "massFlowrate": 2, "sourceTemperature": 300, "atmosphereSpecificHeat": 1005, "atmosphereSurfaceRoughness": 0.1, "stoppingConcentration": 0.01})");
     const std::string page = reportFor(scenario, "<b>a&b's \"run\"</b>.json");
     EXPECT_FALSE(has(page, "<b>a&b"));
     EXPECT_TRUE(
@@ -211,14 +212,14 @@ TEST(ReportCommand, WritesASelfContainedPageThatMarksAFatalTermination) {
 
 TEST(ReportCommand, InvalidInputsGiveThePageAndStatusOneAndUsageErrorsWriteNothing) {
     TemporaryFolder folder;
-    const std::string scenario = folder.write("bad.json", "{}");
+    const std::string scenario = folder.write("bad.json", ventWith("{\"stackHeight\": -5.0}"));
     const CommandResult invalid = cli({"report", scenario, "--output", folder.file("bad.html")});
     EXPECT_EQ(invalid.exitStatus, 1);
     EXPECT_EQ(invalid.out, "");
     EXPECT_NE(invalid.err.find("ostreljet: "), std::string::npos);
     const std::string page = readText(folder.file("bad.html"));
     EXPECT_TRUE(has(page, "The inputs failed validation, so the run was not carried out."));
-    EXPECT_EQ(count(page, "<tr class=\"default\"><td><code>"), 23u);
+    EXPECT_EQ(count(page, "<tr class=\"default\"><td><code>"), 3u); // the stack's place and bearing
 
     const std::string hotStack = example("hot_stack_unstable.json");
     expectRefusal(cli({"report", hotStack, "-o", folder.file("missing/report.html")}), {"does not exist"});

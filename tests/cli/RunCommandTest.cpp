@@ -2,6 +2,7 @@
 
 #include "ostreljet/Version.hpp"
 
+#include <algorithm>
 #include <sstream>
 
 using namespace ostreljet::testsupport;
@@ -29,11 +30,15 @@ TEST(RunCommand, JsonTableAndCsvShapes) {
     ASSERT_EQ(result.exitStatus, 0) << result.err;
     EXPECT_EQ(result.out.back(), '\n');
     const nlohmann::ordered_json json = nlohmann::ordered_json::parse(result.out);
-    EXPECT_EQ(keysOf(json), (std::vector<std::string>{"ok", "version", "messages", "steps"}));
+    EXPECT_EQ(keysOf(json),
+              (std::vector<std::string>{"version", "ok", "status", "unit", "summary", "messages", "steps"}));
     EXPECT_EQ(json["ok"], true);
+    EXPECT_EQ(json["status"], "ok");
     EXPECT_EQ(json["version"], OSTRELJET_VERSION_STRING);
     ASSERT_EQ(json["messages"].size(), 1u);
-    EXPECT_EQ(json["messages"][0].get<std::string>().rfind("Stopping concentration reached at ", 0), 0u);
+    EXPECT_EQ(json["messages"][0]["text"].get<std::string>().rfind("Stopping concentration reached at ", 0),
+              0u);
+    EXPECT_EQ(json["summary"]["outputSteps"], json["steps"]["x"].size());
     EXPECT_EQ(keysOf(json["steps"]), kSeries);
     const std::size_t steps = json["steps"]["x"].size();
     EXPECT_GT(steps, 2u);
@@ -44,23 +49,29 @@ TEST(RunCommand, JsonTableAndCsvShapes) {
     EXPECT_EQ(json["steps"]["z"][0], 60.0);
     EXPECT_EQ(json["steps"]["centrelineConcentration"][0], 1.0);
     EXPECT_EQ(json["steps"]["centrelineTemperature"][0], 450.0);
-    // The table: headings with units in order, one row per step, a blank line and the messages.
-    const CommandResult table = run({kHotStack});
+    // The table (--steps): the summary and messages, then headings with units in order and one row per
+    // step.
+    const CommandResult table = run({kHotStack, "--steps"});
     ASSERT_EQ(table.exitStatus, 0) << table.err;
-    const std::vector<std::string> out = linesOf(table.out);
+    std::vector<std::string> out = linesOf(table.out);
     ASSERT_GT(out.size(), steps + 3);
+    EXPECT_EQ(out[1].rfind("  Run ended:", 0), 0u) << out[1];
+    const auto heading = std::find_if(
+        out.begin(), out.end(), [](const std::string &line) { return line.find("arc length [m]") == 2; });
+    ASSERT_NE(heading, out.end());
+    EXPECT_EQ(*(heading - 1), "");
+    EXPECT_EQ((heading - 2)->rfind("  information: Stopping concentration reached at ", 0), 0u);
+    out.erase(out.begin(), heading);
     std::size_t at = 0;
-    for (const std::string heading : {"arc length [m]", "x [m]", "y [m]", "z [m]", "radius [m]",
-                                      "concentration [-]", "temperature [K]", "velocity [m/s]"}) {
+    for (const std::string heading :
+         {"arc length [m]", "x [m]", "y [m]", "z [m]", "radius [m]", "concentration [volume fraction]",
+          "temperature [K]", "velocity [m/s]"}) {
         const std::size_t found = out[0].find(heading, at);
         ASSERT_NE(found, std::string::npos) << heading << " missing or out of order in: " << out[0];
         EXPECT_TRUE(found == 0 || out[0][found - 1] == ' ') << heading << " runs into its neighbour";
         at = found + heading.size();
     }
-    EXPECT_EQ(out[steps + 1], "");
-    EXPECT_EQ(out[steps + 2], std::to_string(steps) + " output steps; messages:");
-    EXPECT_EQ(out[steps + 3].rfind("  Stopping concentration reached at ", 0), 0u) << out[steps + 3];
-    EXPECT_EQ(out.back(), out[steps + 3]);
+    EXPECT_EQ(out.size(), steps + 1);
     // The CSV: a header and one row per step, each cell equal to the JSON's number.
     TemporaryFolder folder;
     const std::string csv = folder.file("steps.csv");
@@ -90,7 +101,7 @@ TEST(RunCommand, ExitStatusesAndUnwritableOutputs) {
     EXPECT_EQ(quiet.exitStatus, 0);
     EXPECT_EQ(quiet.out + quiet.err, "");
     // Invalid inputs: status 1, the message, and no CSV file.
-    const std::string invalid = folder.write("invalid.json", "{\"stackHeight\": -5.0}\n");
+    const std::string invalid = folder.write("invalid.json", ventWith("{\"stackHeight\": -5.0}"));
     const CommandResult failed = run({invalid, "--csv", folder.file("steps.csv")});
     EXPECT_EQ(failed.exitStatus, 1);
     EXPECT_EQ(failed.out, "");
@@ -100,7 +111,9 @@ TEST(RunCommand, ExitStatusesAndUnwritableOutputs) {
     EXPECT_EQ(failedJson.exitStatus, 1);
     const nlohmann::json json = nlohmann::json::parse(failedJson.out);
     EXPECT_EQ(json["ok"], false);
-    EXPECT_EQ(json["messages"], nlohmann::json::array({kStackHeightMessage}));
+    EXPECT_EQ(json["status"], "invalid");
+    EXPECT_EQ(json["messages"][0]["text"], kStackHeightMessage);
+    EXPECT_EQ(json["messages"][0]["severity"], "error");
     EXPECT_TRUE(json["steps"]["x"].empty());
     // Usage errors and output paths that cannot be written: status 2, and nothing is left behind.
     expectRefusal(run({kHotStack, "--json", "--csv", folder.file("x.csv")}), {"excludes"});

@@ -57,10 +57,34 @@ TEST(Scenario, ErrorTextsNameTheFileTheKeyAndTheValue) {
 
 TEST(Scenario, NamedGasFillsTheSourceAndExplicitKeysWin) {
     JetModel model;
-    Scenario::fromText(R"({"sourceSpecificHeat": 2000, "gas": "Methane"})").applyTo(model);
+    Scenario::fromText(
+        R"({"sourceSpecificHeat": 2000, "gas": "Methane", "orificeDiameter": 0.3, )"
+        R"("massFlowrate": 2, "atmosphereSpecificHeat": 1005, "atmosphereSurfaceRoughness": 0.1, )"
+        R"("sourceTemperature": 300, "stoppingConcentration": 0.01})")
+        .applyTo(model);
     EXPECT_EQ(model.sourceMolecularWeight(), 0.016043);
     EXPECT_EQ(model.sourceSpecificHeatRatio(), 1.304);
     EXPECT_EQ(model.sourceSpecificHeat(), 2000.0); // given explicitly, before the gas in the file
+}
+
+TEST(Scenario, InputsWithoutAUsableDefaultAreNamedTogether) {
+    // Those whose value on a new model validation refuses; a gas gives the source's three.
+    EXPECT_EQ(Scenario::requiredInputs(),
+              (std::vector<std::string_view>{"orificeDiameter", "massFlowrate", "atmosphereSpecificHeat",
+                                             "atmosphereSurfaceRoughness", "sourceMolecularWeight",
+                                             "sourceSpecificHeat", "sourceSpecificHeatRatio",
+                                             "sourceTemperature", "stoppingConcentration"}));
+    try {
+        Scenario::fromText(R"({"gas": "propane", "orificeDiameter": 0.3, "massFlowrate": 1})", "s.json");
+        FAIL() << "a partial scenario was accepted";
+    } catch (const ScenarioError &e) {
+        EXPECT_EQ(std::string(e.what()).rfind("s.json: missing inputs without a usable default: "
+                                              "atmosphereSpecificHeat, atmosphereSurfaceRoughness, "
+                                              "sourceTemperature, stoppingConcentration (",
+                                              0),
+                  0u)
+            << e.what();
+    }
 }
 
 TEST(GasTable, CoversTheCommonReleaseGasesConsistently) {

@@ -43,19 +43,29 @@ TEST(ValidationSuiteTest, RefusesBadCaseFilesNamingTheFault) {
         }
         return std::string("accepted");
     };
+    // A complete scenario for each correlation, so that the faults below are the first found.
+    const auto withDefaults = [](const std::string &text) {
+        const std::string complete =
+            R"({"orificeDiameter": 0.3, "massFlowrate": 2, "atmosphereSpecificHeat": 1005, )"
+            R"("atmosphereSurfaceRoughness": 0.1, "sourceMolecularWeight": 0.016, "sourceSpecificHeat": 2200, )"
+            R"("sourceSpecificHeatRatio": 1.3, "sourceTemperature": 300, "stoppingConcentration": 0.01})";
+        return R"({"defaults": {"chen-rodi": )" + complete + R"(, "hoot-dense": )" + complete +
+               R"(, "pratte-baines": )" + complete + "}, " + text.substr(1);
+    };
     EXPECT_EQ(message("{").rfind("cases.json: not valid JSON", 0), 0u);
     EXPECT_EQ(message("{}"), "cases.json: must be an object with an array \"cases\"");
     EXPECT_EQ(message(R"({"cases":[{"correlation":"nobody"}]})"),
               "cases.json: case 1: unknown correlation \"nobody\"");
-    EXPECT_EQ(message(R"({"cases":[{"correlation":"chen-rodi","label":"a"}]})"),
+    EXPECT_EQ(message(withDefaults(R"({"cases":[{"correlation":"chen-rodi","label":"a"}]})")),
               "cases.json: case 1 (a): needs \"at\"");
-    EXPECT_EQ(message(R"({"cases":[{"correlation":"chen-rodi","label":"a","at":[-1]}]})"),
+    EXPECT_EQ(message(withDefaults(R"({"cases":[{"correlation":"chen-rodi","label":"a","at":[-1]}]})")),
               "cases.json: case 1 (a): \"at\" must hold positive numbers, not -1");
-    EXPECT_NE(message(R"({"cases":[{"correlation":"hoot-dense","inputs":{"stackHeight":"tall"}}]})")
-                  .find("stackHeight"),
-              std::string::npos);
-    EXPECT_EQ(ValidationSuite::fromText(R"({"cases":[{"correlation":"hoot-dense"},
-        {"correlation":"pratte-baines","at":[1],"sensitivity":{"inputs":{"timeAveraging":"long"}}}]})")
+    EXPECT_NE(
+        message(withDefaults(R"({"cases":[{"correlation":"hoot-dense","inputs":{"stackHeight":"tall"}}]})"))
+            .find("stackHeight"),
+        std::string::npos);
+    EXPECT_EQ(ValidationSuite::fromText(withDefaults(R"({"cases":[{"correlation":"hoot-dense"},
+        {"correlation":"pratte-baines","at":[1],"sensitivity":{"inputs":{"timeAveraging":"long"}}}]})"))
                   .runCount(),
               3u);
 }

@@ -6,6 +6,8 @@
 #include "report/Svg.hpp"
 #include "report/Ticks.hpp"
 
+#include "ostreljet/jet/RunSummary.hpp"
+
 #include <fmt/core.h>
 
 #include <algorithm>
@@ -142,9 +144,11 @@ std::string PageBuilder::messages() const {
     }
     out += "<ol class=\"messages\">\n";
     for (std::int32_t i = 0; i < model_.messageCount(); ++i) {
+        // The badge says the message's severity; a fatal end is marked as such.
         const std::int32_t level = model_.message(i).level;
-        const char *kind = level == 2 ? "fatal" : level == 1 ? "error" : "warning";
-        const char *badge = level == 2 ? "fatal \u2013 terminated" : level == 1 ? "error" : "warning";
+        const std::string severity(RunSummary::severityName(RunSummary::severityOf(model_.message(i))));
+        const std::string kind = level == 2 ? "fatal" : severity;
+        const std::string badge = level == 2 ? "fatal \u2013 terminated" : severity;
         out += fmt::format("<li class=\"{}\"><span class=\"badge {}\">{}</span>{}</li>\n", kind, kind, badge,
                            escapeHtml(model_.messageText(i)));
     }

@@ -31,6 +31,7 @@ table.facts th{font-weight:normal;color:#444}
 ol.messages{padding-left:26px;margin:6px 0}
 ol.messages li{margin:3px 0}
 .badge{display:inline-block;min-width:62px;text-align:center;padding:0 6px;margin-right:8px;border-radius:3px;font-size:11px;font-weight:bold;line-height:17px}
+.badge.information{background:#d6e6f5;color:#123}
 .badge.warning{background:#f2c037;color:#2b2100}
 .badge.error{background:#e67e22;color:#fff}
 .badge.fatal{background:#b3261e;color:#fff}
@@ -71,6 +72,35 @@ std::vector<double> ReportPage::contourLevels(double stoppingConcentration, doub
         }
     }
     return levels;
+}
+
+std::string ReportPage::render(const JetModel &model, const Scenario &scenario, std::string_view scenarioName,
+                               bool inputsValid, const RunSummary &summary, const SummaryRequest &request,
+                               unsigned threads) {
+    std::string block = "<h2>Summary</h2>\n";
+    if (!summary.succeeded()) {
+        block +=
+            fmt::format("<p class=\"banner fatal\">Error: {}.</p>\n",
+                        escapeHtml(summary.ending == RunSummary::Ending::refusedBySourceChecks
+                                       ? "the source checks refused the run, so there are no results"
+                                       : "the inputs failed validation, so the run was not carried out"));
+    }
+    block += "<table class=\"facts\">\n";
+    for (const SummaryLine &line : summaryLines(model, summary, request)) {
+        block +=
+            fmt::format("<tr><th>{}</th><td>{}</td></tr>\n", escapeHtml(line.label), escapeHtml(line.value));
+    }
+    block += "</table>\n<ol class=\"messages\">\n";
+    for (const RunSummary::Message &message : summary.messages) {
+        const std::string_view severity = RunSummary::severityName(message.severity);
+        block += fmt::format("<li class=\"{0}\"><span class=\"badge {0}\">{0}</span>{1}</li>\n", severity,
+                             escapeHtml(message.text));
+    }
+    block += "</ol>\n";
+    std::string page = render(model, scenario, scenarioName, inputsValid, threads);
+    const std::size_t first = page.find("<h2>");
+    page.insert(first, block);
+    return page;
 }
 
 std::string ReportPage::render(const JetModel &model, const Scenario &scenario, std::string_view scenarioName,

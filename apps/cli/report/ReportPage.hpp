@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ostreljet/io/Scenario.hpp"
+#include "report/SummaryText.hpp"
 
 #include <string>
 #include <string_view>
@@ -17,6 +18,10 @@ public:
     // is shown as the page's title; threads evaluate the contour grids (0: one per core).
     static std::string render(const JetModel &model, const Scenario &scenario, std::string_view scenarioName,
                               bool inputsValid, unsigned threads = 0);
+    // The same page opening with the run's summary (answers, levels, severities of the messages).
+    static std::string render(const JetModel &model, const Scenario &scenario, std::string_view scenarioName,
+                              bool inputsValid, const RunSummary &summary, const SummaryRequest &request,
+                              unsigned threads = 0);
 
     // The contour levels drawn for a field whose greatest value is maxValue: 1, 2, 5 and 10 times the
     // stopping concentration, those not above maxValue. Without a positive stopping concentration the

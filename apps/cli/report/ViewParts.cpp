@@ -1,5 +1,5 @@
-#include "report/PageBuilder.hpp"
 #include "ostreljet/numerics/Constants.hpp"
+#include "report/PageBuilder.hpp"
 #include "report/ReportPage.hpp"
 
 #include "report/Contours.hpp"

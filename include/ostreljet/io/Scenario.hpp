@@ -19,8 +19,10 @@ public:
 };
 
 // A release and its weather as a JSON object whose keys are the model's input property names.
-// Omitted keys keep a new model's defaults. A key "gas" names a gas of the GasTable, whose molecular
-// weight, specific heat and specific heat ratio fill the source properties unless given explicitly.
+// Omitted keys keep a new model's defaults, except the inputs whose value on a new model fails the run's
+// validation (requiredInputs()): a scenario must give each of those, or name a gas for the source's
+// molecular weight, specific heat and specific heat ratio. A key "gas" names a gas of the GasTable, whose
+// molecular weight, specific heat and specific heat ratio fill the source properties unless given explicitly.
 // `pasquillStability` also takes "A".."F" or "PASQUILL_A".."PASQUILL_F"; `timeAveraging` takes "short",
 // "long" or the enumeration names.
 class OSTRELJET_EXPORT Scenario {
@@ -31,7 +33,8 @@ public:
 
     // Reads and checks a scenario; throws ScenarioError naming what is wrong: a file larger than the
     // limit, nesting deeper than the limit, a key given twice, an unknown key or value, or a release
-    // that starts at ground level pointing downward.
+    // that starts at ground level pointing downward, or inputs without a usable default left out (one
+    // message naming every one of them).
     static Scenario fromFile(const std::string &path);
     static Scenario fromText(std::string_view text, const std::string &sourceName = "scenario");
     // Checks only that the text is JSON within the nesting limit and without a key given twice in one
@@ -40,6 +43,9 @@ public:
 
     // The inputs in the order they appear, as (property name, value).
     const std::vector<std::pair<std::string, double>> &inputs() const { return inputs_; }
+
+    // The inputs that a scenario must give: those whose value on a new model validation refuses.
+    static std::vector<std::string_view> requiredInputs();
 
     // The named gas, or "" when the scenario names none.
     const std::string &gas() const { return gas_; }

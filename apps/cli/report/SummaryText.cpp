@@ -1,0 +1,128 @@
+#include "report/SummaryText.hpp"
+
+#include "ostreljet/atmosphere/Atmosphere.hpp"
+#include "ostreljet/io/ConcentrationConverter.hpp"
+
+#include <fmt/core.h>
+
+#include <cmath>
+
+namespace ostreljet::report {
+
+std::string figure(double value) {
+    if (!std::isfinite(value)) {
+        return fmt::format("{}", value);
+    }
+    if (value == 0.0) {
+        return "0";
+    }
+    const double magnitude = std::fabs(value);
+    if (magnitude < 1e-3 || magnitude >= 999999.5) {
+        return fmt::format("{:.3e}", value);
+    }
+    const int decimals = std::max(0, 3 - static_cast<int>(std::floor(std::log10(magnitude))));
+    const double scale = std::pow(10.0, 3 - std::floor(std::log10(magnitude)));
+    const double rounded = std::round(value * scale) / scale;
+    std::string text = fmt::format("{:.{}f}", rounded, decimals);
+    // Trailing zeros after the point say nothing about the figure's precision here.
+    if (text.find('.') != std::string::npos) {
+        text.erase(text.find_last_not_of('0') + 1);
+        if (text.back() == '.') {
+            text.pop_back();
+        }
+    }
+    return text == "-0" ? "0" : text;
+}
+
+double ambientTemperatureAt(const JetModel &model, double z) {
+    Atmosphere atmosphere = model.atmosphere();
+    return atmosphere.temperatureAt(z);
+}
+
+std::string_view runStatus(const RunSummary &summary) {
+    switch (summary.ending) {
+    case RunSummary::Ending::inputsInvalid:
+        return "invalid";
+    case RunSummary::Ending::refusedBySourceChecks:
+        return "refused";
+    default:
+        return "ok";
+    }
+}
+
+std::string levelName(const JetModel &model, const Level &level, double modelValue, ConcentrationUnit unit) {
+    const ConcentrationConverter converter = ConcentrationConverter::forModel(model);
+    return fmt::format("{} ({} {})", level.text(), figure(converter.thresholdFromModel(modelValue, unit)),
+                       concentrationUnitLabel(unit));
+}
+
+namespace {
+
+std::string downwind(double metres) {
+    return fmt::format("{} m downwind", figure(metres));
+}
+
+} // namespace
+
+std::vector<SummaryLine> summaryLines(const JetModel &model, const RunSummary &summary,
+                                      const SummaryRequest &request) {
+    std::vector<SummaryLine> lines;
+    const std::string ending(RunSummary::endingName(summary.ending));
+    lines.push_back({"Run ended", summary.endMessage ? *summary.endMessage : ending});
+    if (!summary.succeeded()) {
+        return lines;
+    }
+    lines.push_back({"Output steps", fmt::format("{}", summary.outputSteps)});
+    if (summary.greatestCentrelineHeight) {
+        lines.push_back({"Greatest centreline height",
+                         fmt::format("{} m, {}", figure(summary.greatestCentrelineHeight->z),
+                                     downwind(summary.greatestCentrelineHeight->downwind))});
+    }
+    const auto ground = [](const std::optional<double> &distance) {
+        return distance ? downwind(*distance) : std::string("not within the run");
+    };
+    lines.push_back({"Plume edge reaches the ground", ground(summary.edgeReachesGroundDownwind)});
+    lines.push_back({"Centreline reaches the ground", ground(summary.centrelineReachesGroundDownwind)});
+    const ConcentrationConverter converter = ConcentrationConverter::forModel(model);
+    const std::string_view unit = concentrationUnitLabel(request.unit);
+    if (summary.groundMaximum) {
+        const RunSummary::Location &at = summary.groundMaximum->location;
+        const double value = converter.fromModel(summary.groundMaximum->concentration, request.unit,
+                                                 ambientTemperatureAt(model, 0.0));
+        lines.push_back({"Greatest ground-level concentration",
+                         fmt::format("{} {} at {}, {} m across", figure(value), unit, downwind(at.downwind),
+                                     figure(at.crosswind))});
+    } else {
+        lines.push_back(
+            {"Greatest ground-level concentration",
+             fmt::format("below the stopping concentration ({} {}) everywhere",
+                         figure(converter.thresholdFromModel(model.stoppingConcentration(), request.unit)),
+                         unit)});
+    }
+    for (std::size_t i = 0; i < summary.levels.size() && i < request.levels.size(); ++i) {
+        const RunSummary::LevelAnswer &answer = summary.levels[i];
+        const std::string name =
+            fmt::format("{}, {} {}", request.levels[i].text(),
+                        figure(converter.thresholdFromModel(answer.level, request.unit)), unit);
+        std::string centreline;
+        if (answer.centrelineDownwindDistance && answer.centrelineArcLength) {
+            centreline = fmt::format("centreline below it from {} ({} m along it)",
+                                     downwind(*answer.centrelineDownwindDistance),
+                                     figure(*answer.centrelineArcLength));
+        } else if (answer.exceededAtEndOfRun) {
+            centreline = "centreline above it to the end of the run";
+        } else {
+            centreline = "centreline below it from the start";
+        }
+        std::string region = "region above it: none";
+        if (answer.farthestDownwindExtent && answer.greatestHalfWidth) {
+            region = fmt::format("region above it to {}, {} m half-width{}",
+                                 downwind(*answer.farthestDownwindExtent), figure(*answer.greatestHalfWidth),
+                                 answer.exceededAtEndOfRun ? " (cut off by the end of the run)" : "");
+        }
+        lines.push_back({name, centreline + "; " + region});
+    }
+    return lines;
+}
+
+} // namespace ostreljet::report
