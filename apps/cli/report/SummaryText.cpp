@@ -5,9 +5,19 @@
 
 #include <fmt/core.h>
 
+#include <algorithm>
 #include <cmath>
 
 namespace ostreljet::report {
+
+namespace {
+
+// A distance that is rounding noise beside another of the same place (below 1e-9 of it, or of 1 m) is 0.
+double withoutNoise(double value, double beside) {
+    return std::fabs(value) < 1e-9 * std::max(1.0, std::fabs(beside)) ? 0.0 : value;
+}
+
+} // namespace
 
 std::string figure(double value) {
     if (!std::isfinite(value)) {
@@ -91,7 +101,7 @@ std::vector<SummaryLine> summaryLines(const JetModel &model, const RunSummary &s
                                                  ambientTemperatureAt(model, 0.0));
         lines.push_back({"Greatest ground-level concentration",
                          fmt::format("{} {} at {}, {} m across", figure(value), unit, downwind(at.downwind),
-                                     figure(at.crosswind))});
+                                     figure(withoutNoise(at.crosswind, at.downwind)))});
     } else {
         lines.push_back(
             {"Greatest ground-level concentration",
