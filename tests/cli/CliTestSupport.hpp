@@ -88,6 +88,16 @@ inline std::string ventWith(const std::string &overrides) {
     return merged.dump() + "\n";
 }
 
+// The blank-separated words of a line.
+inline std::vector<std::string> words(const std::string &line) {
+    std::vector<std::string> pieces;
+    std::istringstream in(line);
+    for (std::string word; in >> word;) {
+        pieces.push_back(word);
+    }
+    return pieces;
+}
+
 inline std::vector<std::string> linesOf(const std::string &text) {
     std::vector<std::string> lines;
     std::istringstream in(text);

@@ -18,15 +18,6 @@ struct Readme {
     std::string mainJobOutput;         // the plain ``` block after the main job's command
 };
 
-std::vector<std::string> words(const std::string &line) {
-    std::vector<std::string> pieces;
-    std::istringstream in(line);
-    for (std::string word; in >> word;) {
-        pieces.push_back(word);
-    }
-    return pieces;
-}
-
 Readme readReadme() {
     Readme readme;
     const std::vector<std::string> lines = linesOf(readText(OSTRELJET_SOURCE_DIR "/README.md"));

@@ -24,15 +24,6 @@ std::string slowVent(const TemporaryFolder &folder) {
     return folder.write("slow.json", text);
 }
 
-std::vector<std::string> words(const std::string &line) {
-    std::vector<std::string> pieces;
-    std::istringstream in(line);
-    for (std::string word; in >> word;) {
-        pieces.push_back(word);
-    }
-    return pieces;
-}
-
 nlohmann::json runJson(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), "run");
     arguments.push_back("--json");
