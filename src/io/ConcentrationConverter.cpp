@@ -8,9 +8,9 @@ namespace ostreljet {
 namespace {
 
 constexpr double gasConstant = constants::gasConstant; // J/(mol K)
-constexpr double milligramsPerKilogram = 1e6; // mg/kg
-constexpr double percentPerFraction = 100.0;  // %
-constexpr double ppmPerFraction = 1e6;        // ppm
+constexpr double milligramsPerKilogram = 1e6;          // mg/kg
+constexpr double percentPerFraction = 100.0;           // %
+constexpr double ppmPerFraction = 1e6;                 // ppm
 
 } // namespace
 

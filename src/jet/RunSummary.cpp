@@ -1,6 +1,6 @@
 #include "ostreljet/jet/RunSummary.hpp"
-#include "ostreljet/numerics/Constants.hpp"
 #include "ostreljet/jet/ConcentrationField.hpp"
+#include "ostreljet/numerics/Constants.hpp"
 
 #include "ostreljet/jet/JetModel.hpp"
 
@@ -409,9 +409,8 @@ std::string_view RunSummary::endingName(Ending ending) {
 
 RunSummary RunSummary::of(const JetModel &model, bool inputsAccepted, std::span<const double> levels) {
     const ConcentrationField field(model, ConcentrationField::Rules::exact);
-    return of(model, inputsAccepted, levels, [&field](double x, double y, double z) {
-        return field.concentration(x, y, z);
-    });
+    return of(model, inputsAccepted, levels,
+              [&field](double x, double y, double z) { return field.concentration(x, y, z); });
 }
 
 RunSummary RunSummary::of(const JetModel &model, bool inputsAccepted, std::span<const double> levels,

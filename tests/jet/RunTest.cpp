@@ -1,7 +1,7 @@
 #include "JetModelTestSupport.hpp"
 
-#include "ostreljet/jet/ConcentrationField.hpp"
 #include "ostreljet/Version.hpp"
+#include "ostreljet/jet/ConcentrationField.hpp"
 
 #include <gtest/gtest.h>
 

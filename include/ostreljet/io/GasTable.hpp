@@ -1,7 +1,7 @@
 #pragma once
 
-#include "ostreljet/io/HazardLimits.hpp"
 #include "ostreljet/Export.hpp"
+#include "ostreljet/io/HazardLimits.hpp"
 
 #include <span>
 #include <string_view>

@@ -13,7 +13,7 @@ constexpr double kGravity = 9.80665;
 // Briggs buoyancy flux Fb = g vs ds^2 (Ts - Ta) / (4 Ts), m4/s3 (EPA-454/B-95-003b, section 1.1.4).
 // exitSpeed vs m/s, diameter ds m, stackTemperature Ts and ambientTemperature Ta K.
 OSTRELJET_EXPORT double briggsBuoyancyFlux(double exitSpeed, double diameter, double stackTemperature,
-                          double ambientTemperature);
+                                           double ambientTemperature);
 
 // Briggs two-thirds law: rise dh = 1.60 Fb^(1/3) x^(2/3) / us, m, at downwind distance x (m) with the
 // wind speed us (m/s) at the stack top (EPA-454/B-95-003b, section 1.1.4; Briggs 1972).
@@ -44,19 +44,21 @@ OSTRELJET_EXPORT double pratteBainesHeight(double downwindDistance, double veloc
 
 // Centreline mass fraction of a round free jet in still air, momentum-dominated region (Chen and Rodi
 // 1980): Cc = 5 (D / x) (rho_j / rho_a)^(1/2), at axial distance x (m) from an orifice of diameter D (m).
-OSTRELJET_EXPORT double chenRodiCentrelineMassFraction(double axialDistance, double diameter, double densityRatio);
+OSTRELJET_EXPORT double chenRodiCentrelineMassFraction(double axialDistance, double diameter,
+                                                       double densityRatio);
 
 // Densimetric Froude number squared, Fr^2 = ws^2 / (g d (rho_s - rho_a) / rho_a), of a source of
 // diameter d (m), exit speed ws (m/s) and density rho_s (kg/m3) in air of density rho_a (kg/m3).
 OSTRELJET_EXPORT double densimetricFroudeSquared(double exitSpeed, double diameter, double sourceDensity,
-                                double ambientDensity);
+                                                 double ambientDensity);
 
 // Maximum rise of a dense jet released upward into a crosswind (Hoot, Meroney and Peterka 1973):
 // h = 1.32 d (r sg Fr^2)^(1/3), m, with r = ws / ua and sg = rho_s / rho_a.
-OSTRELJET_EXPORT double hootMaximumRise(double diameter, double velocityRatio, double specificGravity, double froudeSquared);
+OSTRELJET_EXPORT double hootMaximumRise(double diameter, double velocityRatio, double specificGravity,
+                                        double froudeSquared);
 
 // Downwind distance to the top of that rise, m: 0.435 h^3 / (r^2 sg d^2) (Hoot, Meroney and Peterka 1973).
-OSTRELJET_EXPORT double hootDistanceToMaximumRise(double maximumRise, double velocityRatio, double specificGravity,
-                                 double diameter);
+OSTRELJET_EXPORT double hootDistanceToMaximumRise(double maximumRise, double velocityRatio,
+                                                  double specificGravity, double diameter);
 
 } // namespace ostreljet::correlations
