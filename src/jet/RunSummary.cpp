@@ -1,6 +1,7 @@
 #include "ostreljet/jet/RunSummary.hpp"
 #include "ostreljet/jet/ConcentrationField.hpp"
 #include "ostreljet/numerics/Constants.hpp"
+#include "ostreljet/numerics/vector3.hpp"
 
 #include "ostreljet/jet/JetModel.hpp"
 
@@ -39,29 +40,10 @@ constexpr int groundGridPoints = 48;     // coarse grid over the footprint, per 
 constexpr int groundStarts = 4;          // best coarse points refined
 constexpr double groundTolerance = 1e-5; // refinement stops at this fraction of the footprint's size
 
-struct Point {
-    double x;
-    double y;
-    double z;
-};
+using Point = vector3;
 
-Point operator+(const Point &a, const Point &b) {
-    return {a.x + b.x, a.y + b.y, a.z + b.z};
-}
-Point operator-(const Point &a, const Point &b) {
-    return {a.x - b.x, a.y - b.y, a.z - b.z};
-}
-Point operator*(double s, const Point &a) {
-    return {s * a.x, s * a.y, s * a.z};
-}
-double dot(const Point &a, const Point &b) {
-    return a.x * b.x + a.y * b.y + a.z * b.z;
-}
-Point cross(const Point &a, const Point &b) {
-    return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
-}
 double norm(const Point &a) {
-    return std::sqrt(dot(a, a));
+    return a.norm();
 }
 
 bool startsWith(const std::string &text, std::string_view prefix) {
@@ -84,8 +66,8 @@ struct WindFrame {
     double wx; // unit wind, east
     double wy; // unit wind, north
 
-    double downwind(const Point &p) const { return (p.x - xs) * wx + (p.y - ys) * wy; }
-    double crosswind(const Point &p) const { return -(p.x - xs) * wy + (p.y - ys) * wx; }
+    double downwind(const Point &p) const { return (p.x() - xs) * wx + (p.y() - ys) * wy; }
+    double crosswind(const Point &p) const { return -(p.x() - xs) * wy + (p.y() - ys) * wx; }
 };
 
 // The run's series as plain points.
@@ -136,7 +118,7 @@ std::optional<double> firstTouchdown(const Series &series, const WindFrame &fram
 }
 
 RunSummary::Location locate(const Point &p, const WindFrame &frame, double arcLength) {
-    return RunSummary::Location{p.x, p.y, p.z, frame.downwind(p), frame.crosswind(p), arcLength};
+    return RunSummary::Location{p.x(), p.y(), p.z(), frame.downwind(p), frame.crosswind(p), arcLength};
 }
 
 double nearestArcLength(const Series &series, const Point &p) {
@@ -158,7 +140,7 @@ public:
     RegionSearch(const RunSummary::ConcentrationAt &field, const WindFrame &frame, double level)
         : field_(field), frame_(frame), level_(level) {}
 
-    bool above(const Point &p) const { return field_(p.x, p.y, p.z) >= level_; }
+    bool above(const Point &p) const { return field_(p.x(), p.y(), p.z()) >= level_; }
 
     void include(const Point &p) {
         const double d = frame_.downwind(p);
@@ -288,17 +270,17 @@ std::optional<RunSummary::GroundMaximum> searchGround(const Series &series, cons
     double yMax = -xMin;
     bool touches = false;
     for (std::size_t i = 0; i < n; ++i) {
-        if (series.location[i].z - series.radius[i] >= 0.0) {
+        if (series.location[i].z() - series.radius[i] >= 0.0) {
             continue;
         }
         touches = true;
         for (std::size_t j = (i == 0 ? 0 : i - 1); j <= std::min(i + 1, n - 1); ++j) {
             const Point &p = series.location[j];
             const double r = series.radius[j];
-            xMin = std::min(xMin, p.x - r);
-            xMax = std::max(xMax, p.x + r);
-            yMin = std::min(yMin, p.y - r);
-            yMax = std::max(yMax, p.y + r);
+            xMin = std::min(xMin, p.x() - r);
+            xMax = std::max(xMax, p.x() + r);
+            yMin = std::min(yMin, p.y() - r);
+            yMax = std::max(yMax, p.y() + r);
         }
     }
     if (!touches) {
@@ -479,15 +461,15 @@ RunSummary RunSummary::of(const JetModel &model, bool inputsAccepted, std::span<
 
     std::size_t highest = 0;
     for (std::size_t i = 1; i < n; ++i) {
-        if (series.location[i].z > series.location[highest].z) {
+        if (series.location[i].z() > series.location[highest].z()) {
             highest = i;
         }
     }
     summary.greatestCentrelineHeight = locate(series.location[highest], frame, series.arcLength[highest]);
     summary.edgeReachesGroundDownwind = firstTouchdown(
-        series, frame, [&series](std::size_t i) { return series.location[i].z - series.radius[i]; });
+        series, frame, [&series](std::size_t i) { return series.location[i].z() - series.radius[i]; });
     summary.centrelineReachesGroundDownwind =
-        firstTouchdown(series, frame, [&series](std::size_t i) { return series.location[i].z; });
+        firstTouchdown(series, frame, [&series](std::size_t i) { return series.location[i].z(); });
     // A run that the ground ended has its centreline there at its last step, whatever rounding leaves in z.
     if (!summary.centrelineReachesGroundDownwind && summary.ending == Ending::centrelineOnGround) {
         summary.centrelineReachesGroundDownwind = frame.downwind(series.location[n - 1]);
