@@ -203,6 +203,23 @@ TEST(ReportHtml, EscapesMarkupCharactersOnly) {
     EXPECT_EQ(escapeHtml("J/(kg\u00b7K), 10\u207b\u2075"), "J/(kg\u00b7K), 10\u207b\u2075");
 }
 
+TEST(ReportPage, InputsTableTakesUnitsAndMeaningsFromTheInputSchema) {
+    EXPECT_EQ(ReportPage::propertyUnit("releaseAngle"), "\u00b0");
+    EXPECT_EQ(ReportPage::propertyUnit("sourceSpecificHeat"), "J/(kg\u00b7K)");
+    EXPECT_EQ(ReportPage::propertyUnit("dischargeCoefficient"), "\u2013");
+    EXPECT_EQ(ReportPage::propertyUnit("massFlowrate"), "kg/s");
+    EXPECT_EQ(ReportPage::propertyUnit("noSuchInput"), "");
+    const Scenario scenario = Scenario::fromText(
+        R"({"stackHeight": 20, "gas": "methane", "orificeDiameter": 0.3, "massFlowrate": 2, "sourceTemperature": 300, "atmosphereSpecificHeat": 1005, "atmosphereSurfaceRoughness": 0.1, "stoppingConcentration": 0.01})");
+    const std::string page = reportFor(scenario, "vent.json");
+    EXPECT_TRUE(
+        has(page, "<tr><td><code>stoppingConcentration</code></td><td class=\"num\">0.01</td><td>\u2013</td>"
+                  "<td>centreline concentration (volume fraction) that ends the run</td></tr>"));
+    EXPECT_TRUE(
+        has(page, "<tr class=\"default\"><td><code>stackBearing</code></td><td class=\"num\">0</td>"
+                  "<td>\u00b0</td><td>bearing of the release, from north (+y) to east (+x) (default)</td>"));
+}
+
 TEST(ReportPage, EscapesTheScenarioName) {
     const Scenario scenario = Scenario::fromText(
         R"({"stackHeight": 20, "gas": "methane", "orificeDiameter": 0.3, "massFlowrate": 2, "sourceTemperature": 300, "atmosphereSpecificHeat": 1005, "atmosphereSurfaceRoughness": 0.1, "stoppingConcentration": 0.01})");

@@ -25,7 +25,8 @@ public:
                               bool inputsValid, const RunSummary &summary, const SummaryRequest &request,
                               unsigned threads = 0);
 
-    // The unit of an input property as the page shows it, "" for an unknown name.
+    // The unit of an input property as the page shows it (the input schema's, with ° for degree, – for a
+    // pure number and J/(kg·K)), "" for an unknown name.
     static std::string_view propertyUnit(std::string_view name);
 };
 
