@@ -299,11 +299,12 @@ std::string contourLegend(const std::vector<std::size_t> &drawn, const std::vect
 }
 
 std::string exaggerationNote(const ViewFrame &frame) {
-    if (frame.exaggeration <= 1.0 + 1e-9) {
+    // Below 1.006 the three-digit factor would read "1".
+    if (frame.exaggeration < 1.006) {
         return " Both axes are drawn to the same scale.";
     }
     return fmt::format(" The vertical scale is exaggerated {}\u00d7.",
-                       escapeHtml(formatValue(frame.exaggeration, 2)));
+                       escapeHtml(formatValue(frame.exaggeration, 3)));
 }
 
 double maxOf(const std::vector<double> &values) {
