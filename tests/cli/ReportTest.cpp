@@ -170,11 +170,54 @@ TEST(ReportContours, SaddlesFollowTheCentreAndNaNCountsAsOutside) {
     EXPECT_TRUE(traceContours({0.0}, ys, {1.0, 1.0}, 0.5).empty());
 }
 
+TEST(ReportContours, ExcludedCellsLeaveTheLineOpenAtTheirEdge) {
+    // A disc of radius 1 about the origin on a grid of step 0.25; every sample at x > 0.5 is excluded, so
+    // the circle is cut open and no piece enters a cell that has an excluded corner (x > 0.5 - 0.25).
+    const std::vector<double> xs = axis(-2.0, 0.25, 17);
+    const std::vector<double> ys = axis(-2.0, 0.25, 17);
+    const std::vector<double> values =
+        sample(xs, ys, [](double x, double y) { return 1.0 - std::hypot(x, y); });
+    std::vector<char> excluded;
+    for (const double x : xs) {
+        for (std::size_t j = 0; j < ys.size(); ++j) {
+            excluded.push_back(x > 0.5 ? 1 : 0);
+        }
+    }
+    ASSERT_EQ(traceContours(xs, ys, values, 0.0).size(), 1u);
+    EXPECT_TRUE(traceContours(xs, ys, values, 0.0)[0].closed);
+    const std::vector<ContourLine> cut = traceContours(xs, ys, values, 0.0, &excluded);
+    ASSERT_EQ(cut.size(), 1u);
+    EXPECT_FALSE(cut[0].closed);
+    for (const Point &p : cut[0].points) {
+        EXPECT_LE(p.x, 0.5 + 1e-12) << p.y;
+    }
+    // The open ends are where the circle meets x = 0.5, the last grid line before the excluded cells.
+    EXPECT_NEAR(cut[0].points.front().x, 0.5, 1e-12);
+    EXPECT_NEAR(cut[0].points.back().x, 0.5, 1e-12);
+}
+
 TEST(ReportHtml, EscapesMarkupCharactersOnly) {
     EXPECT_EQ(escapeHtml("<a href=\"x\">Tom & Jerry's</a>"),
               "&lt;a href=&quot;x&quot;&gt;Tom &amp; Jerry&#39;s&lt;/a&gt;");
     EXPECT_EQ(escapeHtml("&amp;"), "&amp;amp;");
     EXPECT_EQ(escapeHtml("J/(kg\u00b7K), 10\u207b\u2075"), "J/(kg\u00b7K), 10\u207b\u2075");
+}
+
+TEST(ReportPage, InputsTableTakesUnitsAndMeaningsFromTheInputSchema) {
+    EXPECT_EQ(ReportPage::propertyUnit("releaseAngle"), "\u00b0");
+    EXPECT_EQ(ReportPage::propertyUnit("sourceSpecificHeat"), "J/(kg\u00b7K)");
+    EXPECT_EQ(ReportPage::propertyUnit("dischargeCoefficient"), "\u2013");
+    EXPECT_EQ(ReportPage::propertyUnit("massFlowrate"), "kg/s");
+    EXPECT_EQ(ReportPage::propertyUnit("noSuchInput"), "");
+    const Scenario scenario = Scenario::fromText(
+        R"({"stackHeight": 20, "gas": "methane", "orificeDiameter": 0.3, "massFlowrate": 2, "sourceTemperature": 300, "atmosphereSpecificHeat": 1005, "atmosphereSurfaceRoughness": 0.1, "stoppingConcentration": 0.01})");
+    const std::string page = reportFor(scenario, "vent.json");
+    EXPECT_TRUE(
+        has(page, "<tr><td><code>stoppingConcentration</code></td><td class=\"num\">0.01</td><td>\u2013</td>"
+                  "<td>centreline concentration (volume fraction) that ends the run</td></tr>"));
+    EXPECT_TRUE(
+        has(page, "<tr class=\"default\"><td><code>stackBearing</code></td><td class=\"num\">0</td>"
+                  "<td>\u00b0</td><td>bearing of the release, from north (+y) to east (+x) (default)</td>"));
 }
 
 TEST(ReportPage, EscapesTheScenarioName) {
@@ -201,13 +244,37 @@ TEST(ReportCommand, WritesASelfContainedPageThatMarksAFatalTermination) {
     }
     // The only address is the SVG namespace, which names and never loads anything.
     EXPECT_EQ(count(page, "http"), count(page, "xmlns=\"http://www.w3.org/2000/svg\""));
-    // Side, plan, three centreline charts and two ambient profiles, each closed.
-    EXPECT_EQ(count(page, "<svg "), 7u);
-    EXPECT_EQ(count(page, "</svg>"), 7u);
+    // Side, plan at ground level and at the plume's height, three centreline charts and two ambient
+    // profiles, each closed.
+    EXPECT_EQ(count(page, "<svg "), 8u);
+    EXPECT_EQ(count(page, "</svg>"), 8u);
     EXPECT_TRUE(has(page, "<p class=\"banner fatal\">The run was terminated by a fatal condition"));
     EXPECT_TRUE(
         has(page, "<li class=\"fatal\"><span class=\"badge fatal\">fatal \u2013 terminated</span>The "
                   "centreline of the jet is interacting with the ground, model terminated at 35.7 m.</li>"));
+}
+
+TEST(ReportCommand, ContoursAreAtTheRequestedLevelsNamedInTheUnitInBothPlanViews) {
+    TemporaryFolder folder;
+    const std::string out = folder.file("report.html");
+    const CommandResult result = cli(
+        {"report", example("vertical_buoyant_vent.json"), "-o", out, "--levels", "2%,5000", "--unit", "ppm"});
+    ASSERT_EQ(result.exitStatus, 0) << result.err;
+    const std::string page = readText(out);
+    // A bare number is in the unit: 5000 ppm, then 2 % by volume is 20000 ppm; lowest first.
+    EXPECT_TRUE(has(page,
+                    "Contours of concentration (ppm by volume): <span class=\"entry\"><span class=\"swatch\" "
+                    "style=\"background:#2166ac\"></span>5000 (5000 ppm by volume)</span>, "))
+        << page;
+    EXPECT_TRUE(has(page, "></span>2% (20000 ppm by volume)</span>. "));
+    EXPECT_FALSE(has(page, "stopping concentration)</span>"));
+    EXPECT_TRUE(has(page, "<figcaption>Plan view at ground level (z = 0): "));
+    EXPECT_TRUE(has(page, "<figcaption>Plan view in the horizontal plane at "));
+    // The vent's plume stays aloft: no contour at ground level.
+    EXPECT_TRUE(has(page,
+                    "at ground level (z = 0): the centreline (dark line) and the jet's profile radius (band) "
+                    "seen from above; the dot is the stack. No part of the field in this plane reaches the "
+                    "lowest level, so there are no contours. The vertical"));
 }
 
 TEST(ReportCommand, InvalidInputsGiveThePageAndStatusOneAndUsageErrorsWriteNothing) {

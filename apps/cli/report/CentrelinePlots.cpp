@@ -110,7 +110,7 @@ std::string PageBuilder::centrelinePlots() const {
     out += seriesPlot("velocity", model_.arclengths(), model_.centrelineVelocities(), &windSpeed, false,
                       std::numeric_limits<double>::quiet_NaN(), {}, "centreline velocity [m/s]");
     out +=
-        "</div>\n<p class=\"caption\">Centreline concentration (mass fraction, logarithmic scale), "
+        "</div>\n<p class=\"caption\">Centreline concentration (volume fraction, logarithmic scale), "
         "temperature and velocity against arc length from the orifice. The dashed grey lines are the ambient "
         "temperature and wind speed at the centreline's height.</p>\n";
     return out;

@@ -17,7 +17,8 @@ struct Segment {
 } // namespace
 
 std::vector<ContourLine> traceContours(const std::vector<double> &xs, const std::vector<double> &ys,
-                                       const std::vector<double> &values, double level) {
+                                       const std::vector<double> &values, double level,
+                                       const std::vector<char> *excluded) {
     // Marching squares with the pieces joined into lines.
     // 1. Classify the four corners of every cell, inside when at least the level.
     // 2. Put a crossing on every cell side whose ends differ, by linear interpolation, and join the
@@ -26,11 +27,16 @@ std::vector<ContourLine> traceContours(const std::vector<double> &xs, const std:
     std::vector<ContourLine> lines;
     const std::int64_t nx = static_cast<std::int64_t>(xs.size());
     const std::int64_t ny = static_cast<std::int64_t>(ys.size());
-    if (nx < 2 || ny < 2 || static_cast<std::int64_t>(values.size()) < nx * ny) {
+    if (nx < 2 || ny < 2 || static_cast<std::int64_t>(values.size()) < nx * ny ||
+        (excluded != nullptr && static_cast<std::int64_t>(excluded->size()) < nx * ny)) {
         return lines;
     }
     const auto value = [&](std::int64_t i, std::int64_t j) { return values[i * ny + j]; };
     const auto inside = [&](double v) { return v >= level; };
+    const auto left = [&](std::int64_t i, std::int64_t j) {
+        return excluded != nullptr && ((*excluded)[i * ny + j] || (*excluded)[(i + 1) * ny + j] ||
+                                       (*excluded)[(i + 1) * ny + j + 1] || (*excluded)[i * ny + j + 1]);
+    };
 
     // Crossings are keyed by their grid side: 2 (i ny + j) for the side from (i, j) to (i + 1, j),
     // one more for the side from (i, j) to (i, j + 1).
@@ -56,7 +62,7 @@ std::vector<ContourLine> traceContours(const std::vector<double> &xs, const std:
             const double v[4] = {value(i, j), value(i + 1, j), value(i + 1, j + 1), value(i, j + 1)};
             const int cell = (inside(v[0]) ? 1 : 0) | (inside(v[1]) ? 2 : 0) | (inside(v[2]) ? 4 : 0) |
                              (inside(v[3]) ? 8 : 0);
-            if (cell == 0 || cell == 15) {
+            if (cell == 0 || cell == 15 || left(i, j)) {
                 continue;
             }
             const auto side = [&](int k) {

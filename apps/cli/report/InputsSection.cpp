@@ -6,6 +6,7 @@
 #include "report/Svg.hpp"
 #include "report/Ticks.hpp"
 
+#include "ostreljet/io/InputSchema.hpp"
 #include "ostreljet/jet/RunSummary.hpp"
 
 #include <fmt/core.h>
@@ -22,36 +23,16 @@ namespace ostreljet::report {
 
 namespace {
 
-struct PropertyNote {
-    std::string_view name;
-    std::string_view unit;
-    std::string_view meaning;
+// How the page writes the input schema's ASCII unit symbols; any other symbol is shown as it is.
+struct UnitDisplay {
+    std::string_view ascii;
+    std::string_view shown;
 };
 
-const std::array<PropertyNote, 23> kPropertyNotes = {{
-    {"stackHeight", "m", "height of the orifice above ground"},
-    {"orificeDiameter", "m", "diameter of the orifice"},
-    {"stackLocationX", "m", "east coordinate of the stack"},
-    {"stackLocationY", "m", "north coordinate of the stack"},
-    {"releaseAngle", "\u00b0", "angle of the release above the horizontal"},
-    {"dischargeCoefficient", "\u2013", "discharge coefficient of the orifice"},
-    {"massFlowrate", "kg/s", "mass flow rate of the release"},
-    {"atmosphereMolecularWeight", "kg/mol", "molecular weight of the air"},
-    {"atmospherePressure", "Pa", "ambient pressure"},
-    {"atmosphereSpecificHeat", "J/(kg\u00b7K)", "specific heat of the air"},
-    {"atmosphereTemperature", "K", "air temperature at the reference height"},
-    {"atmosphereSurfaceRoughness", "m", "surface roughness length"},
-    {"referenceWindHeight", "m", "height of the reference wind speed"},
-    {"referenceWindSpeed", "m/s", "wind speed at the reference height"},
-    {"referenceWindBearing", "\u00b0", "bearing the wind blows towards, from north (+y) to east (+x)"},
-    {"sourceMolecularWeight", "kg/mol", "molecular weight of the released gas"},
-    {"sourceSpecificHeat", "J/(kg\u00b7K)", "specific heat of the released gas"},
-    {"sourceSpecificHeatRatio", "\u2013", "ratio of specific heats of the released gas"},
-    {"sourceTemperature", "K", "temperature of the released gas"},
-    {"timeAveraging", "\u2013", "averaging time of the concentrations"},
-    {"stoppingConcentration", "\u2013", "centreline concentration (mass fraction) that ends the run"},
-    {"pasquillStability", "\u2013", "Pasquill stability class"},
-    {"stackBearing", "\u00b0", "bearing of the release, from north (+y) to east (+x)"},
+const std::array<UnitDisplay, 3> kUnitDisplay = {{
+    {"degree", "\u00b0"},
+    {"-", "\u2013"},
+    {"J/(kg K)", "J/(kg\u00b7K)"},
 }};
 
 } // namespace
@@ -106,12 +87,8 @@ std::string PageBuilder::inputs() const {
         for (const auto &[name, value] : scenario_.inputs()) {
             given = given || name == property.name;
         }
-        std::string_view meaning;
-        for (const PropertyNote &note : kPropertyNotes) {
-            if (note.name == property.name) {
-                meaning = note.meaning;
-            }
-        }
+        const InputSchema::Input *input = InputSchema::find(property.name);
+        const std::string_view meaning = input != nullptr ? input->meaning : std::string_view{};
         out += fmt::format(
             "<tr{}><td><code>{}</code></td><td class=\"num\">{}</td><td>{}</td><td>{}{}</td></tr>\n",
             given ? "" : " class=\"default\"", escapeHtml(property.name),
@@ -157,12 +134,16 @@ std::string PageBuilder::messages() const {
 }
 
 std::string_view ReportPage::propertyUnit(std::string_view name) {
-    for (const PropertyNote &note : kPropertyNotes) {
-        if (note.name == name) {
-            return note.unit;
+    const InputSchema::Input *input = InputSchema::find(name);
+    if (input == nullptr) {
+        return {};
+    }
+    for (const UnitDisplay &display : kUnitDisplay) {
+        if (display.ascii == input->unit) {
+            return display.shown;
         }
     }
-    return {};
+    return input->unit;
 }
 
 } // namespace ostreljet::report

@@ -10,6 +10,7 @@
 #include <array>
 #include <cmath>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -44,6 +45,14 @@ struct BandStep {
     double radius;     // profile radius, m
 };
 
+// A contour level of the views: its value in the field's unit, the short label on its line and its name
+// in the legend.
+struct ContourLevel {
+    double value;      // volume fraction, the model's unit
+    std::string label; // as the user wrote it: "LFL", "2%"
+    std::string name;  // with its value in the page's unit: "LFL (0.044 volume fraction)"
+};
+
 // Smallest and largest finite value of a series; (0, 0) when there is none.
 std::pair<double, double> finiteRange(const std::vector<double> &values);
 
@@ -51,14 +60,19 @@ std::pair<double, double> finiteRange(const std::vector<double> &values);
 ViewFrame fitView(double xLow, double xHigh, double yLow, double yHigh, double plotWidth, double minHeight,
                   double maxHeight, bool keepYLow);
 // Draws the contours of a sampled field with a label on the longest piece of each level, placed where
-// it overlaps no other label. Returns the levels drawn.
-std::vector<double> drawContours(SvgPlot &plot, const std::vector<double> &xs, const std::vector<double> &ys,
-                                 const std::vector<double> &values, const std::vector<double> &levels);
+// it overlaps no other label; cells with a corner marked in `excluded` are left out. Each level keeps the
+// colour of its place in `levels`. Returns the places of the levels drawn.
+std::vector<std::size_t> drawContours(SvgPlot &plot, const std::vector<double> &xs,
+                                      const std::vector<double> &ys, const std::vector<double> &values,
+                                      const std::vector<ContourLevel> &levels,
+                                      const std::vector<char> &excluded);
 // The jet as a band: the centreline with the profile radius to either side, normal to the centreline in
 // the view's plane, and where the jet runs out of the plane the ellipse that its circular section
 // projects to (a vertical jet seen from above is a disc).
-void drawBand(SvgPlot &plot, const std::vector<BandStep> &steps);
-std::string contourLegend(const std::vector<double> &drawn, double stoppingConcentration);
+// With clipAtGround the band stops at the view's y = 0 (the ground of a side view).
+void drawBand(SvgPlot &plot, const std::vector<BandStep> &steps, bool clipAtGround = false);
+std::string contourLegend(const std::vector<std::size_t> &drawn, const std::vector<ContourLevel> &levels,
+                          std::string_view unitLabel);
 std::string exaggerationNote(const ViewFrame &frame);
 double maxOf(const std::vector<double> &values);
 // Grid coordinates that include both ends.
@@ -72,9 +86,10 @@ std::string propertyValueText(const PropertyTable::Property &property, double va
 // The sections of the report page, each drawn from one run.
 class PageBuilder {
 public:
-    PageBuilder(const JetModel &model, const Scenario &scenario, bool inputsValid, unsigned threads)
+    PageBuilder(const JetModel &model, const Scenario &scenario, bool inputsValid, unsigned threads,
+                std::vector<ContourLevel> levels, std::string_view unitLabel)
         : model_(model), field_(model, ConcentrationField::Rules::exact, 0.0), scenario_(scenario),
-          valid_(inputsValid), threads_(threads) {
+          valid_(inputsValid), threads_(threads), levels_(std::move(levels)), unitLabel_(unitLabel) {
         const double bearing = model.referenceWindBearing() * kDegrees;
         // Rounding leaves about 1e-16 where a bearing along an axis should give 0; such a wind is along it.
         windX_ = std::fabs(std::sin(bearing)) < 1e-12 ? 0.0 : std::sin(bearing);
@@ -105,6 +120,11 @@ private:
         return Point{model_.stackLocationX() - offset * windY_, model_.stackLocationY() + offset * windX_};
     }
     double planHeight(double xLow, double xHigh, double yLow, double yHigh) const;
+    // A plan view `width` px wide of the field at ground level or at the height of the plume's largest
+    // horizontal section.
+    std::string planViewAt(bool atGround, double width) const;
+    // Whether a point lies beyond the run's end: past the plane through the last step normal to the jet.
+    bool beyondEnd(double x, double y, double z) const;
 
     const JetModel &model_;
     // The run's field without the cutoff, so that the lowest contour follows the radial profile instead
@@ -116,7 +136,9 @@ private:
     double windX_ = 1.0; // downwind unit vector, east component
     double windY_ = 0.0; // downwind unit vector, north component
     std::size_t steps_ = 0;
-    double stop_ = 0.0; // the run's stopping concentration
+    double stop_ = 0.0;                // the run's stopping concentration
+    std::vector<ContourLevel> levels_; // ascending
+    std::string unitLabel_;            // unit of the levels' names
 };
 
 } // namespace ostreljet::report

@@ -42,9 +42,15 @@ double PageBuilder::planHeight(double xLow, double xHigh, double yLow, double yH
 }
 
 std::string PageBuilder::planView() const {
+    const double width = 0.5 * (kViewWidth - 10.0);
+    return "<div class=\"row\">\n" + planViewAt(true, width) + planViewAt(false, width) + "</div>\n";
+}
+
+std::string PageBuilder::planViewAt(bool atGround, double width) const {
     // 1. Project the centreline onto the ground, with its tangent from the jet's velocity (the wind where
     //    the jet moves straight up), and find the view's extent from the band.
-    // 2. Fit equal scales, pick the height of the largest section and draw band, contours, stack, wind.
+    // 2. Fit equal scales, pick the plane (the ground or the height of the largest section), sample the
+    //    field there short of the run's end and draw band, contours, stack, wind.
     std::vector<BandStep> band(steps_);
     double xLow = model_.stackLocationX();
     double xHigh = xLow;
@@ -66,14 +72,14 @@ std::string PageBuilder::planView() const {
         }
     }
     const double pad = 0.04 * std::max(xHigh - xLow, yHigh - yLow) + 1e-3;
-    const double plotWidth = kViewWidth - kViewLeft - kViewRight;
+    const double plotWidth = width - kViewLeft - kViewRight;
     const ViewFrame frame =
         fitView(xLow - pad, xHigh + pad, yLow - pad, yHigh + pad, plotWidth, 240.0, 560.0, false);
-    SvgPlot plot("plan", kViewWidth, frame.plotHeight + kViewTop + kViewBottom);
+    SvgPlot plot(atGround ? "planground" : "plan", width, frame.plotHeight + kViewTop + kViewBottom);
     plot.setMargins(kViewLeft, kViewTop, kViewRight, kViewBottom);
     plot.setRanges(frame.xLow, frame.xHigh, frame.yLow, frame.yHigh);
 
-    const double height = planHeight(frame.xLow, frame.xHigh, frame.yLow, frame.yHigh);
+    const double height = atGround ? 0.0 : planHeight(frame.xLow, frame.xHigh, frame.yLow, frame.yHigh);
     const int nx = std::max(20, static_cast<int>(plotWidth / kGridSpacing));
     const int ny = std::max(20, static_cast<int>(frame.plotHeight / kGridSpacing));
     const std::vector<double> xs = axisPoints(frame.xLow, frame.xHigh, nx);
@@ -82,13 +88,18 @@ std::string PageBuilder::planView() const {
     field_.grid(values.data(), frame.xLow, frame.yLow, height, frame.xHigh,
                 gridEndFor(frame.yLow, frame.yHigh, ny), height, nx, ny, 1, threads_);
 
+    std::vector<char> excluded(values.size(), 0);
+    for (std::size_t i = 0; i < xs.size(); ++i) {
+        for (std::size_t j = 0; j < ys.size(); ++j) {
+            excluded[i * ys.size() + j] = beyondEnd(xs[i], ys[j], height) ? 1 : 0;
+        }
+    }
     drawBand(plot, band);
-    const std::vector<double> drawn =
-        drawContours(plot, xs, ys, values, ReportPage::contourLevels(stop_, maxOf(values)));
+    const std::vector<std::size_t> drawn = drawContours(plot, xs, ys, values, levels_, excluded);
     Style stack;
     stack.fill = "#222";
     plot.marker({model_.stackLocationX(), model_.stackLocationY()}, 4.0, stack);
-    plot.drawAxes("x (east) [m]", "y (north) [m]", 12,
+    plot.drawAxes("x (east) [m]", "y (north) [m]", std::max(4, static_cast<int>(plotWidth / 90.0)),
                   std::max(3, static_cast<int>(frame.plotHeight / 45.0)));
 
     // The wind, as an arrow in the top left corner of the plot area.
@@ -111,12 +122,15 @@ std::string PageBuilder::planView() const {
                     hx - 6.0 * ux + 5.0 * uy, hy - 6.0 * uy - 5.0 * ux));
     plot.pixelText(cx, cy + 44.0, "wind", Anchor::Middle, "note");
 
+    const std::string where =
+        atGround
+            ? std::string("at ground level (z = 0)")
+            : fmt::format("in the horizontal plane at {} m, the height where the plume's section is largest",
+                          escapeHtml(formatValue(height, 3)));
     std::string out = "<figure>\n" + plot.svg();
-    out += fmt::format(
-        "<figcaption>Plan view: the centreline (dark line) and the jet's profile radius (band) "
-        "seen from above; the dot is the stack. Concentrations are those in the horizontal plane "
-        "at {} m, the height where the plume's section is largest. {}{}</figcaption>\n</figure>\n",
-        escapeHtml(formatValue(height, 3)), contourLegend(drawn, stop_), exaggerationNote(frame));
+    out += fmt::format("<figcaption>Plan view {}: the centreline (dark line) and the jet's profile radius "
+                       "(band) seen from above; the dot is the stack. {}{}</figcaption>\n</figure>\n",
+                       where, contourLegend(drawn, levels_, unitLabel_), exaggerationNote(frame));
     return out;
 }
 

@@ -43,6 +43,7 @@ figcaption,p.caption{font-size:12.5px;color:#444;max-width:1100px;margin:4px 0 0
 .entry{white-space:nowrap}
 .swatch{display:inline-block;width:18px;height:4px;margin:0 4px 3px 2px;vertical-align:middle}
 .row{display:flex;gap:10px;flex-wrap:wrap}
+.row>figure{flex:1 1 0;min-width:0}
 svg.plot{display:block;background:#fff}
 svg text{font-family:"DejaVu Sans","Liberation Sans",Arial,sans-serif}
 .ticklabel{font-size:11px;fill:#333}
@@ -58,21 +59,29 @@ svg text{font-family:"DejaVu Sans","Liberation Sans",Arial,sans-serif}
 .windhead{fill:#222}
 )";
 
-} // namespace
-
-std::vector<double> ReportPage::contourLevels(double stoppingConcentration, double maxValue) {
-    const double base = stoppingConcentration > 0.0 ? stoppingConcentration : maxValue / 100.0;
-    std::vector<double> levels;
-    if (!(base > 0.0) || !std::isfinite(base)) {
-        return levels;
-    }
-    for (const double multiple : {1.0, 2.0, 5.0, 10.0}) {
-        if (base * multiple <= maxValue) {
-            levels.push_back(base * multiple);
+// The contour levels of the views: the summary's levels that are positive and finite, ascending, once
+// each, labelled as the user wrote them and named with their value in the request's unit.
+std::vector<ContourLevel> contourLevelsFor(const JetModel &model, const SummaryRequest &request) {
+    std::vector<ContourLevel> levels;
+    const std::size_t n = std::min(request.levels.size(), request.levelsInModelUnit.size());
+    for (std::size_t l = 0; l < n; ++l) {
+        const double value = request.levelsInModelUnit[l];
+        const bool repeated = std::any_of(levels.begin(), levels.end(),
+                                          [&](const ContourLevel &level) { return level.value == value; });
+        if (std::isfinite(value) && value > 0.0 && !repeated) {
+            levels.push_back(
+                {value, request.levels[l].text(), levelName(model, request.levels[l], value, request.unit)});
         }
     }
+    std::sort(levels.begin(), levels.end(),
+              [](const ContourLevel &a, const ContourLevel &b) { return a.value < b.value; });
     return levels;
 }
+
+std::string renderPage(const JetModel &model, const Scenario &scenario, std::string_view scenarioName,
+                       bool inputsValid, const SummaryRequest &request, unsigned threads);
+
+} // namespace
 
 std::string ReportPage::render(const JetModel &model, const Scenario &scenario, std::string_view scenarioName,
                                bool inputsValid, const RunSummary &summary, const SummaryRequest &request,
@@ -97,7 +106,7 @@ std::string ReportPage::render(const JetModel &model, const Scenario &scenario, 
                              escapeHtml(message.text));
     }
     block += "</ol>\n";
-    std::string page = render(model, scenario, scenarioName, inputsValid, threads);
+    std::string page = renderPage(model, scenario, scenarioName, inputsValid, request, threads);
     const std::size_t first = page.find("<h2>");
     page.insert(first, block);
     return page;
@@ -105,7 +114,23 @@ std::string ReportPage::render(const JetModel &model, const Scenario &scenario, 
 
 std::string ReportPage::render(const JetModel &model, const Scenario &scenario, std::string_view scenarioName,
                                bool inputsValid, unsigned threads) {
-    const PageBuilder page(model, scenario, inputsValid, threads);
+    // The levels that `run` defaults to, in volume fraction; none where the gas's limits are unknown.
+    SummaryRequest request;
+    request.levels = Level::defaults(scenario.gas(), model.stoppingConcentration());
+    try {
+        request.levelsInModelUnit = Level::toModel(request.levels, model, scenario.gas());
+    } catch (const LevelError &) {
+        request.levels.clear();
+    }
+    return renderPage(model, scenario, scenarioName, inputsValid, request, threads);
+}
+
+namespace {
+
+std::string renderPage(const JetModel &model, const Scenario &scenario, std::string_view scenarioName,
+                       bool inputsValid, const SummaryRequest &request, unsigned threads) {
+    const PageBuilder page(model, scenario, inputsValid, threads, contourLevelsFor(model, request),
+                           concentrationUnitLabel(request.unit));
     std::string out = "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n";
     out += fmt::format("<title>Ostreljet report: {}</title>\n", escapeHtml(scenarioName));
     out += fmt::format("<style>{}</style>\n</head>\n<body>\n", kStyleSheet);
@@ -124,5 +149,7 @@ std::string ReportPage::render(const JetModel &model, const Scenario &scenario, 
     out += "</body>\n</html>\n";
     return out;
 }
+
+} // namespace
 
 } // namespace ostreljet::report

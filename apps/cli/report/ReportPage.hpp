@@ -15,20 +15,18 @@ namespace ostreljet::report {
 class ReportPage {
 public:
     // model holds the run's results (inputsValid says whether the run was carried out); scenarioName
-    // is shown as the page's title; threads evaluate the contour grids (0: one per core).
+    // is shown as the page's title; threads evaluate the contour grids (0: one per core). The contours
+    // are at the levels that `run` defaults to, in volume fraction.
     static std::string render(const JetModel &model, const Scenario &scenario, std::string_view scenarioName,
                               bool inputsValid, unsigned threads = 0);
-    // The same page opening with the run's summary (answers, levels, severities of the messages).
+    // The same page opening with the run's summary (answers, levels, severities of the messages), with
+    // contours at the request's levels named in its unit.
     static std::string render(const JetModel &model, const Scenario &scenario, std::string_view scenarioName,
                               bool inputsValid, const RunSummary &summary, const SummaryRequest &request,
                               unsigned threads = 0);
 
-    // The contour levels drawn for a field whose greatest value is maxValue: 1, 2, 5 and 10 times the
-    // stopping concentration, those not above maxValue. Without a positive stopping concentration the
-    // same multiples of a hundredth of maxValue.
-    static std::vector<double> contourLevels(double stoppingConcentration, double maxValue);
-
-    // The unit of an input property as the page shows it, "" for an unknown name.
+    // The unit of an input property as the page shows it (the input schema's, with ° for degree, – for a
+    // pure number and J/(kg·K)), "" for an unknown name.
     static std::string_view propertyUnit(std::string_view name);
 };
 

@@ -18,6 +18,15 @@
 
 namespace ostreljet::report {
 
+bool PageBuilder::beyondEnd(double x, double y, double z) const {
+    if (steps_ == 0) {
+        return false;
+    }
+    const vector3 &c = model_.centrelineLocations()[steps_ - 1];
+    const vector3 &t = model_.centrelineVelocityVectors()[steps_ - 1];
+    return t.x() * (x - c.x()) + t.y() * (y - c.y()) + t.z() * (z - c.z()) > 0.0;
+}
+
 double PageBuilder::plumeTop() const {
     double top = model_.stackHeight();
     for (std::size_t k = 0; k < steps_; ++k) {
@@ -107,7 +116,9 @@ std::string PageBuilder::sideView() const {
         if (std::isfinite(r) && std::isfinite(centre.x) && std::isfinite(centre.y)) {
             dLow = std::min(dLow, centre.x - r);
             dHigh = std::max(dHigh, centre.x + r);
-            zLow = std::min(zLow, centre.y - r);
+            // The band stops at the ground; only a centreline below it widens the view downwards.
+            // (rounding leaves a centreline that ends on the ground some 1e-16 m below it).
+            zLow = centre.y < -1e-6 ? std::min(zLow, centre.y) : zLow;
             zHigh = std::max(zHigh, centre.y + r);
         }
     }
@@ -129,11 +140,18 @@ std::string PageBuilder::sideView() const {
     const double offset = sideOffset(frame.xLow, frame.xHigh, zFirst, frame.yHigh);
     const std::vector<double> values = sidePlane(offset, ds, zs);
 
-    drawBand(plot, band);
-    const std::vector<double> drawn =
-        drawContours(plot, ds, zs, values, ReportPage::contourLevels(stop_, maxOf(values)));
+    const Point origin = planeOrigin(offset);
+    std::vector<char> excluded(values.size(), 0);
+    for (std::size_t i = 0; i < ds.size(); ++i) {
+        for (std::size_t k = 0; k < zs.size(); ++k) {
+            excluded[i * zs.size() + k] =
+                beyondEnd(origin.x + ds[i] * windX_, origin.y + ds[i] * windY_, zs[k]) ? 1 : 0;
+        }
+    }
+    drawBand(plot, band, true);
+    const std::vector<std::size_t> drawn = drawContours(plot, ds, zs, values, levels_, excluded);
     if (frame.yLow < 0.0) {
-        // Below ground the band shows only faintly.
+        // A centreline below ground shows only faintly.
         Style ground;
         ground.fill = "#d9c8a9";
         ground.opacity = 0.8;
@@ -174,7 +192,7 @@ std::string PageBuilder::sideView() const {
                                     "the plume",
                                     escapeHtml(formatValue(planeOrigin(offset).x, 3)),
                                     escapeHtml(formatValue(planeOrigin(offset).y, 3))),
-        contourLegend(drawn, stop_), exaggerationNote(frame));
+        contourLegend(drawn, levels_, unitLabel_), exaggerationNote(frame));
     return out;
 }
 

@@ -56,8 +56,47 @@ double pixelLength(const SvgPlot &plot, const ContourLine &line) {
     return length;
 }
 
-std::string levelText(double level) {
-    return formatValue(level, 3);
+// The part of a polygon at or above y = 0 (Sutherland-Hodgman against one edge).
+std::vector<Point> aboveGround(const std::vector<Point> &polygon) {
+    std::vector<Point> out;
+    const std::size_t n = polygon.size();
+    for (std::size_t k = 0; k < n; ++k) {
+        const Point &a = polygon[k];
+        const Point &b = polygon[(k + 1) % n];
+        if (a.y >= 0.0) {
+            out.push_back(a);
+        }
+        if ((a.y >= 0.0) != (b.y >= 0.0)) {
+            const double t = a.y / (a.y - b.y);
+            out.push_back(Point{a.x + t * (b.x - a.x), 0.0});
+        }
+    }
+    return out;
+}
+
+// The pieces of a polyline at or above y = 0.
+std::vector<std::vector<Point>> piecesAboveGround(const std::vector<Point> &line) {
+    std::vector<std::vector<Point>> pieces;
+    std::vector<Point> piece;
+    for (std::size_t k = 0; k < line.size(); ++k) {
+        const Point &b = line[k];
+        if (k > 0 && (line[k - 1].y >= 0.0) != (b.y >= 0.0)) {
+            const Point &a = line[k - 1];
+            const double t = a.y / (a.y - b.y);
+            piece.push_back(Point{a.x + t * (b.x - a.x), 0.0});
+            if (b.y < 0.0) {
+                pieces.push_back(std::move(piece));
+                piece.clear();
+            }
+        }
+        if (b.y >= 0.0) {
+            piece.push_back(b);
+        }
+    }
+    if (piece.size() > 1) {
+        pieces.push_back(std::move(piece));
+    }
+    return pieces;
 }
 } // namespace
 
@@ -105,19 +144,22 @@ ViewFrame fitView(double xLow, double xHigh, double yLow, double yHigh, double p
 }
 
 // Draws the contours of a sampled field with a label on the longest piece of each level, placed where
-// it overlaps no other label. Returns the levels drawn.
-std::vector<double> drawContours(SvgPlot &plot, const std::vector<double> &xs, const std::vector<double> &ys,
-                                 const std::vector<double> &values, const std::vector<double> &levels) {
+// it overlaps no other label; cells with a corner marked in `excluded` are left out. Each level keeps the
+// colour of its place in `levels`. Returns the places of the levels drawn.
+std::vector<std::size_t> drawContours(SvgPlot &plot, const std::vector<double> &xs,
+                                      const std::vector<double> &ys, const std::vector<double> &values,
+                                      const std::vector<ContourLevel> &levels,
+                                      const std::vector<char> &excluded) {
     std::vector<Box> placed;
-    std::vector<double> drawn;
+    std::vector<std::size_t> drawn;
     const Box area{plot.pixelX(plot.xLow()) + 2.0, plot.pixelY(plot.yHigh()) + 2.0,
                    plot.pixelX(plot.xHigh()) - 2.0, plot.pixelY(plot.yLow()) - 2.0};
     for (std::size_t l = 0; l < levels.size(); ++l) {
-        const std::vector<ContourLine> lines = traceContours(xs, ys, values, levels[l]);
+        const std::vector<ContourLine> lines = traceContours(xs, ys, values, levels[l].value, &excluded);
         if (lines.empty()) {
             continue;
         }
-        drawn.push_back(levels[l]);
+        drawn.push_back(l);
         Style style;
         style.stroke = kContourColours[l % kContourColours.size()];
         style.strokeWidth = 1.6;
@@ -135,7 +177,7 @@ std::vector<double> drawContours(SvgPlot &plot, const std::vector<double> &xs, c
                 longest = &line;
             }
         }
-        const std::string label = levelText(levels[l]);
+        const std::string &label = levels[l].label;
         const double width = 6.8 * static_cast<double>(label.size()) + 4.0;
         if (longest == nullptr || longestPixels < 2.5 * width) {
             continue;
@@ -164,7 +206,7 @@ std::vector<double> drawContours(SvgPlot &plot, const std::vector<double> &xs, c
 // The jet as a band: the centreline with the profile radius to either side, normal to the centreline in
 // the view's plane, and where the jet runs out of the plane the ellipse that its circular section
 // projects to (a vertical jet seen from above is a disc).
-void drawBand(SvgPlot &plot, const std::vector<BandStep> &steps) {
+void drawBand(SvgPlot &plot, const std::vector<BandStep> &steps, bool clipAtGround) {
     const std::size_t n = steps.size();
     if (n < 2) {
         return;
@@ -189,9 +231,24 @@ void drawBand(SvgPlot &plot, const std::vector<BandStep> &steps) {
     fill.fill = kBandColour;
     fill.stroke = kBandColour;
     fill.strokeWidth = 0.8;
+    const auto area = [&](const std::vector<Point> &polygon) {
+        const std::vector<Point> shown = clipAtGround ? aboveGround(polygon) : polygon;
+        if (shown.size() > 2) {
+            plot.polygon(shown, fill);
+        }
+    };
+    const auto line = [&](const std::vector<Point> &points, const Style &style) {
+        if (!clipAtGround) {
+            plot.polyline(points, style);
+            return;
+        }
+        for (const std::vector<Point> &piece : piecesAboveGround(points)) {
+            plot.polyline(piece, style);
+        }
+    };
     plot.beginGroup(0.38);
     for (std::size_t k = 0; k + 1 < n; ++k) {
-        plot.polygon({left[k], left[k + 1], right[k + 1], right[k]}, fill);
+        area({left[k], left[k + 1], right[k + 1], right[k]});
     }
     const double unitsPerPixel = std::max(plot.unitsPerPixelX(), plot.unitsPerPixelY());
     for (std::size_t k = 0; k < n; ++k) {
@@ -209,45 +266,45 @@ void drawBand(SvgPlot &plot, const std::vector<BandStep> &steps) {
             section.push_back({centre[k].x + a * across[k].x + b * along[k].x,
                                centre[k].y + a * across[k].y + b * along[k].y});
         }
-        plot.polygon(section, fill);
+        area(section);
     }
     plot.endGroup();
     Style edge;
     edge.stroke = kBandColour;
     edge.strokeWidth = 1.0;
-    plot.polyline(left, edge);
-    plot.polyline(right, edge);
-    Style line;
-    line.stroke = kCentrelineColour;
-    line.strokeWidth = 1.8;
-    plot.polyline(centre, line);
+    line(left, edge);
+    line(right, edge);
+    Style centreLine;
+    centreLine.stroke = kCentrelineColour;
+    centreLine.strokeWidth = 1.8;
+    line(centre, centreLine);
 }
 
-std::string contourLegend(const std::vector<double> &drawn, double stoppingConcentration) {
+std::string contourLegend(const std::vector<std::size_t> &drawn, const std::vector<ContourLevel> &levels,
+                          std::string_view unitLabel) {
     if (drawn.empty()) {
-        return "No part of the field in this plane reaches the stopping concentration, so there are no "
-               "contours.";
+        return levels.empty()
+                   ? "There are no levels to draw as contours."
+                   : "No part of the field in this plane reaches the lowest level, so there are no "
+                     "contours.";
     }
-    std::string out = "Contours of concentration (mass fraction): ";
-    for (std::size_t l = 0; l < drawn.size(); ++l) {
+    std::string out = fmt::format("Contours of concentration ({}): ", escapeHtml(unitLabel));
+    for (std::size_t k = 0; k < drawn.size(); ++k) {
+        const std::size_t l = drawn[k];
         out += fmt::format("<span class=\"entry\"><span class=\"swatch\" style=\"background:{}\"></span>{}",
-                           kContourColours[l % kContourColours.size()], escapeHtml(levelText(drawn[l])));
-        if (stoppingConcentration > 0.0) {
-            const double multiple = drawn[l] / stoppingConcentration;
-            out += multiple == 1.0 ? " (the stopping concentration)"
-                                   : fmt::format(" ({}\u00d7)", escapeHtml(formatValue(multiple, 3)));
-        }
-        out += l + 1 < drawn.size() ? "</span>, " : "</span>. ";
+                           kContourColours[l % kContourColours.size()], escapeHtml(levels[l].name));
+        out += k + 1 < drawn.size() ? "</span>, " : "</span>. ";
     }
     return out;
 }
 
 std::string exaggerationNote(const ViewFrame &frame) {
-    if (frame.exaggeration <= 1.0 + 1e-9) {
+    // Below 1.006 the three-digit factor would read "1".
+    if (frame.exaggeration < 1.006) {
         return " Both axes are drawn to the same scale.";
     }
     return fmt::format(" The vertical scale is exaggerated {}\u00d7.",
-                       escapeHtml(formatValue(frame.exaggeration, 2)));
+                       escapeHtml(formatValue(frame.exaggeration, 3)));
 }
 
 double maxOf(const std::vector<double> &values) {
