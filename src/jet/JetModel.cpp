@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 namespace ostreljet {
@@ -84,6 +85,37 @@ void JetModel::resetModel() {
     centrelineMassFraction_ = 2.8;
     centrelineConcentrationValue_ = 2.8;
     centrelineToMeanRatio_ = 2.8;
+    stateCache_.valid = false;
+    stateIsCached_ = false;
+    centrelineSolves_ = 0;
+    residualEvaluations_ = 0;
+    lastArcLength_ = 0.0;
+    interruption_ = Interruption::None;
+    cancelRequested_.store(false, std::memory_order_relaxed);
+}
+
+void JetModel::cancel() {
+    cancelRequested_.store(true, std::memory_order_relaxed);
+}
+
+void JetModel::checkInterruption() {
+    // The first of the budget and a cancel request to be noticed ends the run with its own message.
+    if (interruption_ != Interruption::None) {
+        return;
+    }
+    if (cancelRequested_.load(std::memory_order_relaxed)) {
+        interruption_ = Interruption::Cancelled;
+        addMessage(formatDistance("The run was cancelled at %.1f m.", lastArcLength_), 2, runCancelledCode);
+    } else if (evaluationBudget_ != 0 && residualEvaluations_ >= evaluationBudget_) {
+        interruption_ = Interruption::BudgetSpent;
+        addMessage(
+            formatDistance("The run was ended at %.1f m: its budget of centreline evaluations is spent.",
+                           lastArcLength_),
+            2, budgetSpentCode);
+    } else {
+        return;
+    }
+    stop();
 }
 
 std::int32_t JetModel::numberOfOutputSteps() const {
@@ -159,7 +191,16 @@ void JetModel::updateJetState(const double *y) {
     // 2. Mass fraction, specific heat and temperature from the fluxes.
     // 3. Density by ideal mixing of specific volumes at the jet temperature.
     // 4. Velocity, radius and the radius of curvature, with the entrainment rate as last stored.
+    // The same state vector and entrainment rate give the same jet: the last one is recalled, not redone.
     atmosphere_.setLocation(vector3(y[positionXIndex_], y[positionYIndex_], y[positionZIndex_]));
+    if (stateCache_.valid && stateCache_.entrainmentRate == entrainmentRate_ &&
+        std::memcmp(stateCache_.y, y, sizeof stateCache_.y) == 0) {
+        jetGas_.current = stateCache_.gas;
+        jetGas_.setRadius(stateCache_.radius);
+        radiusOfCurvature_ = stateCache_.radiusOfCurvature;
+        stateIsCached_ = true;
+        return;
+    }
     Gas &gas = jetGas_.current;
     const double m = y[massIndex_];
     const double f = y[sourceGasIndex_] / m;
@@ -190,6 +231,15 @@ void JetModel::updateJetState(const double *y) {
     const vector3 acceleration((wind.x() - u.x()) * e / m, (wind.y() - u.y()) * e / m,
                                (minusPiG * b * b * (rho - atmosphere_.density()) - e * u.z()) / m);
     radiusOfCurvature_ = std::pow(speed, 3.0) / cross(u, acceleration).norm();
+
+    std::memcpy(stateCache_.y, y, sizeof stateCache_.y);
+    stateCache_.entrainmentRate = entrainmentRate_;
+    stateCache_.gas = gas;
+    stateCache_.radius = b;
+    stateCache_.radiusOfCurvature = radiusOfCurvature_;
+    stateCache_.profileValid = false;
+    stateCache_.valid = true;
+    stateIsCached_ = true;
 }
 
 void JetModel::calculateEntrainment(double s) {
@@ -240,6 +290,7 @@ void JetModel::calculateEntrainment(double s) {
 }
 
 void JetModel::calculateDerivatives(double t, const double *y, double *ydot) {
+    lastArcLength_ = t;
     updateJetState(y);
     calculateEntrainment(t);
     const double e = entrainmentRate_;
@@ -373,6 +424,7 @@ void JetModel::setInitialConditions(double *t0, double *y0) {
     current.setDensity(source.density());
     current.setMassFraction(source.massFraction());
     jetGas_.setRadius(sourceRadius_);
+    stateIsCached_ = false;
 
     *t0 = 0.0;
     calculateEntrainment(*t0);
@@ -439,13 +491,37 @@ void JetModel::calculateCentrelineProperties() {
     const Gas &gas = jetGas_.current;
     const double f = gas.massFraction();
     const double tolerance = getTolerance();
-    const double up = windAlongAxis();
-    const ProfileCoefficients coefficients = profileCoefficients(up);
-    auto residual = [&coefficients](double fc) { return coefficients.evaluate(fc); };
+    // The wind along the axis, the residual's coefficients and its value at f belong to the jet state:
+    // the solves at one state (its stopping functions and its output step) compute them once.
+    if (!stateIsCached_ || !stateCache_.profileValid) {
+        stateCache_.up = windAlongAxis();
+        stateCache_.coefficients = profileCoefficients(stateCache_.up);
+        stateCache_.residualAtMean = stateCache_.coefficients.evaluate(f);
+        stateCache_.profileValid = stateIsCached_;
+    }
+    const double up = stateCache_.up;
+    const ProfileCoefficients &coefficients = stateCache_.coefficients;
+    ++centrelineSolves_;
+    std::uint64_t evaluations = 0;
+    auto residual = [&coefficients, &evaluations](double fc) {
+        ++evaluations;
+        return coefficients.evaluate(fc);
+    };
     double root = 0.0;
-    bool solved = findRoot(f, centrelineMassFraction_, tolerance, residual, root);
-    for (int i = 1; !solved && i < centrelineSolveAttempts; ++i) {
-        solved = findRoot(f, f * (1.0 + 0.01 * i), tolerance, residual, root);
+    bool solved = false;
+    if (!runInterrupted()) {
+        // Every bracket starts at f: its residual is evaluated once per state and shared by all of them.
+        const double atMean = stateCache_.residualAtMean;
+        ++evaluations;
+        solved = findRootFrom(f, atMean, centrelineMassFraction_, tolerance, residual, root);
+        for (int i = 1; !solved && i < centrelineSolveAttempts; ++i) {
+            if (evaluationBudget_ != 0 && residualEvaluations_ + evaluations > evaluationBudget_) {
+                break;
+            }
+            solved = findRootFrom(f, atMean, f * (1.0 + 0.01 * i), tolerance, residual, root);
+        }
+        residualEvaluations_ += evaluations;
+        checkInterruption();
     }
     double fc;
     if (solved) {
@@ -514,6 +590,7 @@ void JetModel::updateMaxima(double height, double radius) {
 
 void JetModel::storeOutputStep(double t, const double *y) {
     ++resultsRevision_;
+    lastArcLength_ = t;
     updateJetState(y);
     calculateCentrelineProperties();
     centrelineLocation_.emplace_back(y[positionXIndex_], y[positionYIndex_], y[positionZIndex_]);
@@ -537,7 +614,8 @@ void JetModel::storeOutputStep(double t, const double *y) {
     centrelineVelocity_.push_back(uc < sourceSpeed ? uc : sourceSpeed);
 }
 
-double JetModel::calculateRootFunction(double /*t*/, const double *y, int iroot) {
+double JetModel::calculateRootFunction(double t, const double *y, int iroot) {
+    lastArcLength_ = t;
     updateJetState(y);
     calculateCentrelineProperties();
     const double z = y[positionZIndex_];

@@ -5,6 +5,7 @@
 #include "ostreljet/numerics/ODESolverDDRIV3.hpp"
 #include "ostreljet/numerics/vector3.hpp"
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -81,6 +82,19 @@ public:
     bool validateInputs();
     // Empties the results and messages and returns the working values to their starting values.
     void resetModel();
+
+    // A bound on the work of a run: when the residual evaluations of its centreline solves pass this
+    // number, the run ends with a message of its own (number budgetSpentCode). 0, the default, is no bound.
+    std::uint64_t evaluationBudget() const { return evaluationBudget_; }
+    void setEvaluationBudget(std::uint64_t evaluations) { evaluationBudget_ = evaluations; }
+    // Asks the run in progress to end soon, with a message of its own (number runCancelledCode); safe to
+    // call from another thread. A run clears the request when it starts.
+    void cancel();
+    static constexpr std::int32_t budgetSpentCode = 90;  // message number of a run ended by its budget
+    static constexpr std::int32_t runCancelledCode = 91; // message number of a cancelled run
+    // Work done by the last run: centreline solves and the residual evaluations inside them.
+    std::uint64_t centrelineSolves() const { return centrelineSolves_; }
+    std::uint64_t residualEvaluations() const { return residualEvaluations_; }
 
     // Results of the last run, one entry per output step. Indexes are not checked.
     std::int32_t numberOfOutputSteps() const;
@@ -162,6 +176,12 @@ private:
     SourceRatios sourceRatios() const;
     void updateMaxima(double height, double radius);
 
+    // Why a run was ended before its stopping conditions.
+    enum class Interruption { None, BudgetSpent, Cancelled };
+    bool runInterrupted() const { return interruption_ != Interruption::None; }
+    // Ends the run (message and stop) once the budget is spent or a cancel has been asked for.
+    void checkInterruption();
+
     // State-vector positions and the one-based components of a 3-vector.
     std::int32_t massIndex_;      // m, kg/s
     std::int32_t momentumXIndex_; // Mx, kg m/s^2
@@ -207,6 +227,29 @@ private:
     double maxCentrelineHeight_ = 0.0;          // m
 
     std::uint64_t resultsRevision_ = 0; // counts the changes of the results
+
+    // The jet state last computed from a state vector, and what the centreline solve derives from it;
+    // recalled while the same state vector and entrainment rate come back.
+    struct JetStateCache {
+        bool valid = false;
+        double y[9] = {};                 // the state vector
+        double entrainmentRate = 0.0;     // kg/(m s), as it stood for that state
+        Gas gas;                          // the jet's gas there
+        double radius = 0.0;              // m
+        double radiusOfCurvature = 0.0;   // m
+        bool profileValid = false;        // whether the three below belong to this state
+        double up = 0.0;                  // m/s, wind along the jet's axis
+        ProfileCoefficients coefficients; // of the profile residual
+        double residualAtMean = 0.0;      // the residual at the mean mass fraction f
+    };
+    JetStateCache stateCache_;
+    bool stateIsCached_ = false; // the jet state is the cached one (false after anything else moves it)
+    std::uint64_t evaluationBudget_ = 0;    // residual evaluations a run may spend; 0 is no bound
+    std::uint64_t centrelineSolves_ = 0;    // of the current run
+    std::uint64_t residualEvaluations_ = 0; // of the current run
+    double lastArcLength_ = 0.0;            // m, the arc length the run last evaluated
+    Interruption interruption_ = Interruption::None;
+    std::atomic<bool> cancelRequested_{false};
 
     // Output series, one entry per output step.
     std::vector<vector3> centrelineLocation_;        // m
