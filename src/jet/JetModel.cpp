@@ -498,6 +498,7 @@ void JetModel::calculateCentrelineProperties() {
         stateCache_.coefficients = profileCoefficients(stateCache_.up);
         stateCache_.residualAtMean = stateCache_.coefficients.evaluate(f);
         stateCache_.profileValid = stateIsCached_;
+        stateCache_.wideningKnown = false;
     }
     const double up = stateCache_.up;
     const ProfileCoefficients &coefficients = stateCache_.coefficients;
@@ -514,11 +515,22 @@ void JetModel::calculateCentrelineProperties() {
         const double atMean = stateCache_.residualAtMean;
         ++evaluations;
         solved = findRootFrom(f, atMean, centrelineMassFraction_, tolerance, residual, root);
-        for (int i = 1; !solved && i < centrelineSolveAttempts; ++i) {
-            if (evaluationBudget_ != 0 && residualEvaluations_ + evaluations > evaluationBudget_) {
-                break;
+        // The widened brackets depend on the state alone, so their outcome is found once per state.
+        if (!solved && stateCache_.profileValid && stateCache_.wideningKnown) {
+            solved = stateCache_.wideningSolved;
+            root = stateCache_.wideningRoot;
+        } else if (!solved) {
+            bool spent = false;
+            for (int i = 1; !solved && i < centrelineSolveAttempts; ++i) {
+                if (evaluationBudget_ != 0 && residualEvaluations_ + evaluations > evaluationBudget_) {
+                    spent = true;
+                    break;
+                }
+                solved = findRootFrom(f, atMean, f * (1.0 + 0.01 * i), tolerance, residual, root);
             }
-            solved = findRootFrom(f, atMean, f * (1.0 + 0.01 * i), tolerance, residual, root);
+            stateCache_.wideningKnown = !spent;
+            stateCache_.wideningSolved = solved;
+            stateCache_.wideningRoot = root;
         }
         residualEvaluations_ += evaluations;
         checkInterruption();
@@ -572,10 +584,11 @@ void JetModel::calculateCentrelineProperties() {
     profileRadiusValue_ = rp;
 
     if (rp > radiusOfCurvature_) {
-        addMessage(
+        // Made once: this check runs at every solve and must not allocate.
+        static const std::string bendingTooSharply =
             "The jet may be bending too sharply for the model to be valid. Please use results with caution "
-            "or consider changing input parameters.",
-            -1, 29);
+            "or consider changing input parameters.";
+        addMessage(bendingTooSharply, -1, 29);
     }
 }
 

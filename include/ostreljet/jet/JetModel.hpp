@@ -90,6 +90,8 @@ public:
     // Asks the run in progress to end soon, with a message of its own (number runCancelledCode); safe to
     // call from another thread. A run clears the request when it starts.
     void cancel();
+    // A budget for the fronts: far above the work of any ordinary run, yet spent in well under a second.
+    static constexpr std::uint64_t recommendedEvaluationBudget = 20000000;
     static constexpr std::int32_t budgetSpentCode = 90;  // message number of a run ended by its budget
     static constexpr std::int32_t runCancelledCode = 91; // message number of a cancelled run
     // Work done by the last run: centreline solves and the residual evaluations inside them.
@@ -241,6 +243,9 @@ private:
         double up = 0.0;                  // m/s, wind along the jet's axis
         ProfileCoefficients coefficients; // of the profile residual
         double residualAtMean = 0.0;      // the residual at the mean mass fraction f
+        bool wideningKnown = false;       // whether the outcome of the widened brackets below is known
+        bool wideningSolved = false;      // whether one of them gave a root
+        double wideningRoot = 0.0;        // that root, -
     };
     JetStateCache stateCache_;
     bool stateIsCached_ = false; // the jet state is the cached one (false after anything else moves it)
