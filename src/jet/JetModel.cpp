@@ -499,6 +499,8 @@ void JetModel::calculateCentrelineProperties() {
         stateCache_.residualAtMean = stateCache_.coefficients.evaluate(f);
         stateCache_.profileValid = stateIsCached_;
         stateCache_.wideningKnown = false;
+        stateCache_.solveCount = 0;
+        stateCache_.nextSolveSlot = 0;
     }
     const double up = stateCache_.up;
     const ProfileCoefficients &coefficients = stateCache_.coefficients;
@@ -514,23 +516,42 @@ void JetModel::calculateCentrelineProperties() {
         // Every bracket starts at f: its residual is evaluated once per state and shared by all of them.
         const double atMean = stateCache_.residualAtMean;
         ++evaluations;
-        solved = findRootFrom(f, atMean, centrelineMassFraction_, tolerance, residual, root);
-        // The widened brackets depend on the state alone, so their outcome is found once per state.
-        if (!solved && stateCache_.profileValid && stateCache_.wideningKnown) {
-            solved = stateCache_.wideningSolved;
-            root = stateCache_.wideningRoot;
-        } else if (!solved) {
-            bool spent = false;
-            for (int i = 1; !solved && i < centrelineSolveAttempts; ++i) {
-                if (evaluationBudget_ != 0 && residualEvaluations_ + evaluations > evaluationBudget_) {
-                    spent = true;
-                    break;
+        // A solve is a function of the state and its starting end: one met before at this state is recalled.
+        const double start = centrelineMassFraction_;
+        const bool memoUsable = stateCache_.profileValid;
+        int memo = 0;
+        while (memoUsable && memo < stateCache_.solveCount && !(stateCache_.solves[memo].start == start)) {
+            ++memo;
+        }
+        if (memoUsable && memo < stateCache_.solveCount) {
+            solved = stateCache_.solves[memo].solved;
+            root = stateCache_.solves[memo].root;
+        } else {
+            bool complete = true;
+            solved = findRootFrom(f, atMean, start, tolerance, residual, root);
+            // The widened brackets depend on the state alone, so their outcome is found once per state.
+            if (!solved && memoUsable && stateCache_.wideningKnown) {
+                solved = stateCache_.wideningSolved;
+                root = stateCache_.wideningRoot;
+            } else if (!solved) {
+                for (int i = 1; !solved && i < centrelineSolveAttempts; ++i) {
+                    if (evaluationBudget_ != 0 && residualEvaluations_ + evaluations > evaluationBudget_) {
+                        complete = false;
+                        break;
+                    }
+                    solved = findRootFrom(f, atMean, f * (1.0 + 0.01 * i), tolerance, residual, root);
                 }
-                solved = findRootFrom(f, atMean, f * (1.0 + 0.01 * i), tolerance, residual, root);
+                stateCache_.wideningKnown = complete;
+                stateCache_.wideningSolved = solved;
+                stateCache_.wideningRoot = root;
             }
-            stateCache_.wideningKnown = !spent;
-            stateCache_.wideningSolved = solved;
-            stateCache_.wideningRoot = root;
+            if (memoUsable && complete) {
+                JetStateCache::Solve &entry =
+                    stateCache_.solves[stateCache_.solveCount < JetStateCache::solveSlots
+                                           ? stateCache_.solveCount++
+                                           : stateCache_.nextSolveSlot++ % JetStateCache::solveSlots];
+                entry = JetStateCache::Solve{start, solved, root};
+            }
         }
         residualEvaluations_ += evaluations;
         checkInterruption();

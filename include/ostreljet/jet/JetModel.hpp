@@ -246,6 +246,16 @@ private:
         bool wideningKnown = false;       // whether the outcome of the widened brackets below is known
         bool wideningSolved = false;      // whether one of them gave a root
         double wideningRoot = 0.0;        // that root, -
+        // Solves already made at this state, by their starting end.
+        struct Solve {
+            double start; // the bracket's first far end, -
+            bool solved;  // whether a root was found
+            double root;  // that root, -
+        };
+        static constexpr int solveSlots = 8;
+        Solve solves[solveSlots] = {};
+        int solveCount = 0;    // filled slots
+        int nextSolveSlot = 0; // the slot to overwrite once all are filled
     };
     JetStateCache stateCache_;
     bool stateIsCached_ = false; // the jet state is the cached one (false after anything else moves it)
