@@ -54,7 +54,10 @@ public:
         ++roots;
         return JetModel::calculateRootFunction(t, y, iroot);
     }
-    void afterStep() override { ++steps; }
+    void afterStep() override {
+        ++steps;
+        JetModel::afterStep();
+    }
 };
 
 void runExample(benchmark::State &state, const char *file,

@@ -160,13 +160,17 @@ std::string runJob(const Job &job, const std::vector<double> &levels) {
             inputs["gas"] = scenario.gas();
         }
         result["inputs"] = inputs;
+        model.setEvaluationBudget(JetModel::recommendedEvaluationBudget); // a worker is never held for long
         const bool ok = model.runModel();
         result["ok"] = ok;
         json messages = json::array();
+        bool budgetSpent = false;
         for (std::int32_t i = 0; i < model.messageCount(); ++i) {
             messages.push_back(model.messageText(i));
+            budgetSpent = budgetSpent || model.messageCode(i) == JetModel::budgetSpentCode;
         }
         result["messages"] = messages;
+        result["budgetSpent"] = budgetSpent;
         const std::size_t steps = static_cast<std::size_t>(model.numberOfOutputSteps());
         result["steps"] = steps;
         if (steps > 0) {

@@ -89,9 +89,15 @@ void JetModel::resetModel() {
     stateIsCached_ = false;
     centrelineSolves_ = 0;
     residualEvaluations_ = 0;
+    derivativeEvaluations_ = 0;
     lastArcLength_ = 0.0;
     interruption_ = Interruption::None;
     cancelRequested_.store(false, std::memory_order_relaxed);
+}
+
+void JetModel::afterStep() {
+    // Integrator calls that accept no step evaluate no stopping function: the run is checked here too.
+    checkInterruption();
 }
 
 void JetModel::cancel() {
@@ -106,7 +112,7 @@ void JetModel::checkInterruption() {
     if (cancelRequested_.load(std::memory_order_relaxed)) {
         interruption_ = Interruption::Cancelled;
         addMessage(formatDistance("The run was cancelled at %.1f m.", lastArcLength_), 2, runCancelledCode);
-    } else if (evaluationBudget_ != 0 && residualEvaluations_ >= evaluationBudget_) {
+    } else if (evaluationBudget_ != 0 && workDone() >= evaluationBudget_) {
         interruption_ = Interruption::BudgetSpent;
         addMessage(
             formatDistance("The run was ended at %.1f m: its budget of centreline evaluations is spent.",
@@ -291,6 +297,7 @@ void JetModel::calculateEntrainment(double s) {
 
 void JetModel::calculateDerivatives(double t, const double *y, double *ydot) {
     lastArcLength_ = t;
+    ++derivativeEvaluations_;
     updateJetState(y);
     calculateEntrainment(t);
     const double e = entrainmentRate_;
@@ -535,7 +542,8 @@ void JetModel::calculateCentrelineProperties() {
                 root = stateCache_.wideningRoot;
             } else if (!solved) {
                 for (int i = 1; !solved && i < centrelineSolveAttempts; ++i) {
-                    if (evaluationBudget_ != 0 && residualEvaluations_ + evaluations > evaluationBudget_) {
+                    if ((evaluationBudget_ != 0 && workDone() + evaluations > evaluationBudget_) ||
+                        cancelRequested_.load(std::memory_order_relaxed)) {
                         complete = false;
                         break;
                     }
