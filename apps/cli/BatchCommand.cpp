@@ -29,6 +29,7 @@ struct BatchOptions {
     std::string output;
     unsigned jobs = 0;
     std::string levels;
+    double maxSeconds = 10.0; // s, each run's time limit
 };
 
 // One run of the batch: the scenario text it was expanded to, or the error of its line.
@@ -134,7 +135,7 @@ json finite(double value) {
     return std::isfinite(value) ? json(value) : json(nullptr);
 }
 
-std::string runJob(const Job &job, const std::vector<double> &levels) {
+std::string runJob(const Job &job, const std::vector<double> &levels, double maxSeconds) {
     json result;
     result["line"] = job.line;
     result["index"] = job.index;
@@ -161,16 +162,18 @@ std::string runJob(const Job &job, const std::vector<double> &levels) {
         }
         result["inputs"] = inputs;
         model.setEvaluationBudget(JetModel::recommendedEvaluationBudget); // a worker is never held for long
+        model.setTimeLimit(maxSeconds);
         const bool ok = model.runModel();
         result["ok"] = ok;
         json messages = json::array();
         bool budgetSpent = false;
         for (std::int32_t i = 0; i < model.messageCount(); ++i) {
             messages.push_back(model.messageText(i));
-            budgetSpent = budgetSpent || model.messageCode(i) == JetModel::budgetSpentCode;
+            const std::int32_t code = model.messageCode(i);
+            budgetSpent = budgetSpent || code == JetModel::budgetSpentCode || code == JetModel::timeLimitCode;
         }
         result["messages"] = messages;
-        result["budgetSpent"] = budgetSpent;
+        result["budgetSpent"] = budgetSpent; // ended by its evaluation budget or its time limit
         const std::size_t steps = static_cast<std::size_t>(model.numberOfOutputSteps());
         result["steps"] = steps;
         if (steps > 0) {
@@ -233,6 +236,12 @@ void registerBatchCommand(CLI::App &app) {
         ->type_name("RESULTS.jsonl");
     command->add_option("--jobs", options->jobs, "runs at a time (default: one per core)")->type_name("N");
     command
+        ->add_option("--max-seconds", options->maxSeconds,
+                     "time limit of each run in s; a run that reaches it ends with a message and "
+                     "\"budgetSpent\": true (default: 10)")
+        ->type_name("S")
+        ->check(CLI::PositiveNumber);
+    command
         ->add_option("--levels", options->levels,
                      "concentrations at which to report where the centreline first falls below them")
         ->type_name("C1,C2,...");
@@ -262,7 +271,7 @@ void registerBatchCommand(CLI::App &app) {
         std::atomic<std::size_t> done{0};
         auto work = [&]() {
             for (std::size_t j = next.fetch_add(1); j < jobs.size(); j = next.fetch_add(1)) {
-                jobs[j].result = runJob(jobs[j], levels);
+                jobs[j].result = runJob(jobs[j], levels, options->maxSeconds);
                 done.fetch_add(1);
             }
         };

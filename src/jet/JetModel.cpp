@@ -3,6 +3,7 @@
 #include "ostreljet/numerics/RootFinder.hpp"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -54,6 +55,11 @@ JetModel::~JetModel() = default;
 
 bool JetModel::runModel() {
     resetModel();
+    if (timeLimit_ > 0.0) {
+        deadline_ = std::chrono::steady_clock::now() +
+                    std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                        std::chrono::duration<double>(timeLimit_));
+    }
     solverState = 1;
     if (!validateInputs()) {
         return false;
@@ -96,8 +102,22 @@ void JetModel::resetModel() {
 }
 
 void JetModel::afterStep() {
-    // Integrator calls that accept no step evaluate no stopping function: the run is checked here too.
+    // Integrator calls that accept no step evaluate no stopping function: the run is checked here too,
+    // and the clock only here and in the bracket widening.
+    checkDeadline();
     checkInterruption();
+}
+
+void JetModel::checkDeadline() {
+    if (timeLimit_ > 0.0 && interruption_ == Interruption::None &&
+        std::chrono::steady_clock::now() >= deadline_) {
+        interruption_ = Interruption::TimeLimit;
+        char text[200];
+        std::snprintf(text, sizeof text, "The run was ended at %.1f m: its time limit of %g s was reached.",
+                      lastArcLength_, timeLimit_);
+        addMessage(text, 2, timeLimitCode);
+        stop();
+    }
 }
 
 void JetModel::cancel() {
@@ -542,8 +562,11 @@ void JetModel::calculateCentrelineProperties() {
                 root = stateCache_.wideningRoot;
             } else if (!solved) {
                 for (int i = 1; !solved && i < centrelineSolveAttempts; ++i) {
+                    if (timeLimit_ > 0.0) {
+                        checkDeadline();
+                    }
                     if ((evaluationBudget_ != 0 && workDone() + evaluations > evaluationBudget_) ||
-                        cancelRequested_.load(std::memory_order_relaxed)) {
+                        cancelRequested_.load(std::memory_order_relaxed) || runInterrupted()) {
                         complete = false;
                         break;
                     }

@@ -128,3 +128,28 @@ TEST(Cancel, ACancelFromAnotherThreadEndsTheRunPromptlyAndALaterRunIsUnaffected)
     ASSERT_TRUE(vent.runModel());
     EXPECT_EQ(vent.messageText(vent.messageCount() - 1).rfind("Stopping concentration reached at", 0), 0u);
 }
+
+TEST(TimeLimit, ARunPastItsTimeLimitEndsWithItsOwnMessage) {
+    JetModel model;
+    setHardCase(model); // about a second of work without a budget
+    model.setTimeLimit(0.05);
+    const auto start = std::chrono::steady_clock::now();
+    ASSERT_TRUE(model.runModel());
+    EXPECT_LT(seconds(start), 0.5);
+    const int ended = onlyMessageNumbered(model, JetModel::timeLimitCode);
+    ASSERT_GE(ended, 0);
+    char expected[120];
+    std::snprintf(expected, sizeof expected,
+                  "The run was ended at %.1f m: its time limit of 0.05 s was reached.", 0.0);
+    EXPECT_EQ(model.messageText(ended), expected);
+
+    JetModel vent; // an ordinary run is far inside a generous limit and is unchanged by it
+    JetModel limited;
+    setValidRelease(vent);
+    setValidRelease(limited);
+    limited.setTimeLimit(60.0);
+    ASSERT_TRUE(vent.runModel());
+    ASSERT_TRUE(limited.runModel());
+    EXPECT_EQ(limited.centrelineConcentrations(), vent.centrelineConcentrations());
+    EXPECT_EQ(limited.messageCount(), vent.messageCount());
+}

@@ -6,6 +6,7 @@
 #include "ostreljet/numerics/vector3.hpp"
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -98,6 +99,11 @@ public:
     static constexpr std::uint64_t recommendedEvaluationBudget = 5000000;
     static constexpr std::int32_t budgetSpentCode = 90;  // message number of a run ended by its budget
     static constexpr std::int32_t runCancelledCode = 91; // message number of a cancelled run
+    static constexpr std::int32_t timeLimitCode = 92;    // message number of a run ended by its time limit
+    // A limit on a run's duration in seconds (0, the default: none). It ends the run like the budget, with
+    // a message of its own (number timeLimitCode); results then depend on the machine's speed.
+    double timeLimit() const { return timeLimit_; }
+    void setTimeLimit(double seconds) { timeLimit_ = seconds; }
     // Work done by the last run: centreline solves and the residual evaluations inside them.
     std::uint64_t centrelineSolves() const { return centrelineSolves_; }
     std::uint64_t residualEvaluations() const { return residualEvaluations_; }
@@ -187,10 +193,12 @@ private:
     void updateMaxima(double height, double radius);
 
     // Why a run was ended before its stopping conditions.
-    enum class Interruption { None, BudgetSpent, Cancelled };
+    enum class Interruption { None, BudgetSpent, Cancelled, TimeLimit };
     bool runInterrupted() const { return interruption_ != Interruption::None; }
     // Ends the run (message and stop) once the budget is spent or a cancel has been asked for.
     void checkInterruption();
+    // Ends the run (message and stop) once its time limit has passed.
+    void checkDeadline();
 
     // State-vector positions and the one-based components of a 3-vector.
     std::int32_t massIndex_;      // m, kg/s
@@ -274,6 +282,8 @@ private:
     double lastArcLength_ = 0.0;              // m, the arc length the run last evaluated
     Interruption interruption_ = Interruption::None;
     std::atomic<bool> cancelRequested_{false};
+    double timeLimit_ = 0.0;                           // s, 0 for none
+    std::chrono::steady_clock::time_point deadline_{}; // of the run under way
 
     // Output series, one entry per output step.
     std::vector<vector3> centrelineLocation_;        // m
