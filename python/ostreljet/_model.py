@@ -472,13 +472,13 @@ class Model:
         with self._lock:
             handle = self._live()
             # Each thread integrates with its own solver state, so separate models run side by side.
-            status, error = self._run_interruptibly(handle)
+            status = self._run_interruptibly(handle)
             object.__setattr__(self, "_results", None)
             object.__setattr__(self, "_messages", None)
             if status == -2:
-                raise ValueError("the run was refused: %s" % error)
+                raise ValueError("the run was refused: %s" % _library.last_error())
             if status < 0:
-                raise OstreljetError("the run failed: %s" % error)
+                raise OstreljetError("the run failed: %s" % _library.last_error())
         return self.status == "ok"
 
     @property
@@ -538,15 +538,10 @@ class Model:
     def _run_interruptibly(self, handle):
         # Ctrl-C reaches only the main thread, and only between bytecodes: there the run goes to a helper
         # thread while this one waits; KeyboardInterrupt cancels the run, waits for it to end, and goes on.
-        # The library's last error belongs to the thread that made the call, so it is read there.
-        def run():
-            status = self._lib.ostreljet_run(handle)
-            return status, (_library.last_error() if status < 0 else "")
-
         if threading.current_thread() is not threading.main_thread():
-            return run()
+            return self._lib.ostreljet_run(handle)
         outcome = []
-        worker = threading.Thread(target=lambda: outcome.append(run()), daemon=True)
+        worker = threading.Thread(target=lambda: outcome.append(self._lib.ostreljet_run(handle)), daemon=True)
         worker.start()
         try:
             while worker.is_alive():
@@ -557,7 +552,7 @@ class Model:
             object.__setattr__(self, "_results", None)
             object.__setattr__(self, "_messages", None)
             raise
-        return outcome[0] if outcome else (-3, "the run's thread ended without a status")
+        return outcome[0] if outcome else -1
 
     @property
     def step_count(self):
