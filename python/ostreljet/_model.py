@@ -472,7 +472,7 @@ class Model:
         with self._lock:
             handle = self._live()
             # Each thread integrates with its own solver state, so separate models run side by side.
-            status = self._run_interruptibly(handle)
+            status = self._lib.ostreljet_run(handle)
             object.__setattr__(self, "_results", None)
             object.__setattr__(self, "_messages", None)
             if status == -2:
@@ -534,25 +534,6 @@ class Model:
             if count < 0:
                 raise ValueError(_library.last_error())
             return read_summary(self, handle, count)
-
-    def _run_interruptibly(self, handle):
-        # Ctrl-C reaches only the main thread, and only between bytecodes: there the run goes to a helper
-        # thread while this one waits; KeyboardInterrupt cancels the run, waits for it to end, and goes on.
-        if threading.current_thread() is not threading.main_thread():
-            return self._lib.ostreljet_run(handle)
-        outcome = []
-        worker = threading.Thread(target=lambda: outcome.append(self._lib.ostreljet_run(handle)), daemon=True)
-        worker.start()
-        try:
-            while worker.is_alive():
-                worker.join(0.05)
-        except BaseException:
-            self._lib.ostreljet_cancel(handle)
-            worker.join()
-            object.__setattr__(self, "_results", None)
-            object.__setattr__(self, "_messages", None)
-            raise
-        return outcome[0] if outcome else -1
 
     @property
     def step_count(self):

@@ -1,7 +1,5 @@
 #include "cli/CliTestSupport.hpp"
 
-#include <chrono>
-
 using namespace ostreljet::testsupport;
 
 namespace {
@@ -94,30 +92,4 @@ TEST_F(BatchCommand, BadOptionsAreRefusedWithoutOutput) {
                      "mass) or one of LFL, UFL, LFL/2, IDLH");
     EXPECT_EQ(batch("no/such/out.jsonl", {}).exitStatus, 2);
     EXPECT_EQ(folder.entries(), std::set<std::string>{"in.jsonl"});
-}
-
-TEST(BatchLimits, ARunThatReachesItsLimitIsRecordedAndTheOthersAreNot) {
-    TemporaryFolder folder;
-    nlohmann::ordered_json vent =
-        nlohmann::ordered_json::parse(readText(example("vertical_buoyant_vent.json")));
-    nlohmann::ordered_json hard = vent;
-    hard["stackHeight"] = 0.0;
-    hard["releaseAngle"] = -68.85;
-    hard["orificeDiameter"] = 0.0002;
-    hard["referenceWindSpeed"] = 11.7;
-    hard["massFlowrate"] = 1e-7;
-    const std::string input = folder.write("in.jsonl", vent.dump() + "\n" + hard.dump() + "\n");
-    const auto start = std::chrono::steady_clock::now();
-    const CommandResult result =
-        cli({"batch", input, "-o", folder.file("out.jsonl"), "--max-seconds", "0.05", "--jobs", "1"});
-    EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), 5.0);
-    ASSERT_EQ(result.exitStatus, 0) << result.err;
-    const std::vector<std::string> lines = linesOf(readText(folder.file("out.jsonl")));
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(nlohmann::json::parse(lines[0])["budgetSpent"], false);
-    const nlohmann::json second = nlohmann::json::parse(lines[1]);
-    EXPECT_EQ(second["budgetSpent"], true);
-    EXPECT_EQ(second["messages"].back().get<std::string>().rfind("The run was ended at ", 0), 0u);
-
-    EXPECT_NE(cli({"batch", input, "-o", folder.file("bad.jsonl"), "--max-seconds", "0"}).exitStatus, 0);
 }
