@@ -4,3 +4,6 @@ ostreljet_add_bench(concentration_bench ${CMAKE_CURRENT_LIST_DIR}/ConcentrationB
 foreach(target jet_run_bench concentration_bench)
   target_compile_definitions(${target} PRIVATE OSTRELJET_EXAMPLES_DIR="${PROJECT_SOURCE_DIR}/examples")
 endforeach()
+# Side by side against another build of the library: side_by_side_bench BASELINE.so CANDIDATE.so DIR
+add_executable(side_by_side_bench ${CMAKE_CURRENT_LIST_DIR}/SideBySideBench.cpp)
+target_link_libraries(side_by_side_bench PRIVATE ${CMAKE_DL_LIBS})

@@ -41,6 +41,7 @@ struct BatchOptions {
     std::string levels;
     std::string unit = "vol";
     std::size_t maximumRuns = kDefaultMaximumRuns;
+    double maxSeconds = 10.0; // s, each run's time limit
 };
 
 // One run of the batch: the scenario text it was expanded to, or the error of its line.
@@ -149,7 +150,7 @@ struct LevelRequest {
     ConcentrationUnit unit = ConcentrationUnit::volumeFraction;
 };
 
-std::string runJob(const Job &job, const LevelRequest &request) {
+std::string runJob(const Job &job, const LevelRequest &request, double maxSeconds) {
     json result;
     result["line"] = job.line;
     result["index"] = job.index;
@@ -175,6 +176,8 @@ std::string runJob(const Job &job, const LevelRequest &request) {
             inputs["gas"] = scenario.gas();
         }
         result["inputs"] = inputs;
+        model.setEvaluationBudget(JetModel::recommendedEvaluationBudget); // a worker is never held for long
+        model.setTimeLimit(maxSeconds);
         const bool accepted = model.runModel();
         std::vector<double> levels;
         if (accepted) {
@@ -189,11 +192,15 @@ std::string runJob(const Job &job, const LevelRequest &request) {
         result["status"] = report::runStatus(summary);
         result["unit"] = concentrationUnitWord(request.unit);
         json messages = json::array();
+        bool budgetSpent = false;
         for (const RunSummary::Message &message : summary.messages) {
             messages.push_back(
                 {{"severity", RunSummary::severityName(message.severity)}, {"text", message.text}});
+            budgetSpent = budgetSpent || message.code == JetModel::budgetSpentCode ||
+                          message.code == JetModel::timeLimitCode;
         }
         result["messages"] = messages;
+        result["budgetSpent"] = budgetSpent; // ended by its evaluation budget or its time limit
         const std::size_t steps = static_cast<std::size_t>(model.numberOfOutputSteps());
         result["steps"] = steps;
         if (steps > 0) {
@@ -275,6 +282,12 @@ void registerBatchCommand(CLI::App &app) {
                                  kDefaultMaximumRuns))
         ->type_name("N");
     command
+        ->add_option("--max-seconds", options->maxSeconds,
+                     "time limit of each run in s; a run that reaches it ends with a message and "
+                     "\"budgetSpent\": true (default: 10)")
+        ->type_name("S")
+        ->check(CLI::PositiveNumber);
+    command
         ->add_option("--levels", options->levels,
                      "levels to report for each run (numbers with an optional unit: 0.01, 2%, 5000ppm, "
                      "100mg/m3; or LFL, UFL, LFL/2, IDLH of the run's gas): where the centreline first falls "
@@ -319,7 +332,7 @@ void registerBatchCommand(CLI::App &app) {
         auto work = [&]() {
             try {
                 for (std::size_t j = next.fetch_add(1); j < jobs.size(); j = next.fetch_add(1)) {
-                    jobs[j].result = runJob(jobs[j], levels);
+                    jobs[j].result = runJob(jobs[j], levels, options->maxSeconds);
                     done.fetch_add(1);
                 }
             } catch (...) {

@@ -10,6 +10,7 @@
 #include <fmt/format.h>
 
 #include <array>
+#include <charconv>
 #include <cstdint>
 #include <cstdio>
 #include <iterator>
@@ -127,7 +128,13 @@ void writeGridCsv(std::FILE *out, const GridSpec &grid, const std::vector<double
                 for (const std::string &zText : zTexts) {
                     buffer.append(prefix.data(), prefix.data() + prefix.size());
                     buffer.append(zText.data(), zText.data() + zText.size());
-                    fmt::format_to(std::back_inserter(buffer), "{:.17g}\n", values[p++]);
+                    // std::to_chars with 17 digits writes what "%.17g" writes, without a format string.
+                    char text[32];
+                    char *end = std::to_chars(text, text + sizeof text - 1, values[p++],
+                                              std::chars_format::general, 17)
+                                    .ptr;
+                    *end++ = '\n';
+                    buffer.append(text, end);
                 }
                 if (buffer.size() >= kCsvFlushBytes) {
                     flush();

@@ -121,6 +121,7 @@ Scenario loadScenario(const std::string &path) {
 
 bool runScenario(JetModel &model, const Scenario &scenario) {
     scenario.applyTo(model);
+    model.setEvaluationBudget(JetModel::recommendedEvaluationBudget); // every run ends in bounded time
     return model.runModel();
 }
 

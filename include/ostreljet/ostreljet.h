@@ -78,6 +78,16 @@ OSTRELJET_API int ostreljet_get(const ostreljet_model *m, const char *property, 
  * (stackHeight <= 0) and points downward (releaseAngle < 0): ostreljet_last_error() says so and the
  * model keeps the results of its previous run. */
 OSTRELJET_API int ostreljet_run(ostreljet_model *m);
+/* Asks the run in progress on m to end soon; safe to call from any thread while ostreljet_run runs on
+ * another. The run then ends with the message "The run was cancelled at ... m." (number 91). 0; -2 on a
+ * null model. A run that starts later is not affected. */
+OSTRELJET_API int ostreljet_cancel(ostreljet_model *m);
+/* Bounds the work of every later run of m to this many evaluations of the centreline residual (0: no
+ * bound). A new model has a bound far above what any ordinary run needs; a run that spends it ends with the
+ * message "The run was ended at ... m: its budget of centreline evaluations is spent." (number 90).
+ * 0; -2 on a null model. */
+OSTRELJET_API int ostreljet_set_budget(ostreljet_model *m, unsigned long long evaluations);
+
 /* Number of output steps of the last run. */
 OSTRELJET_API int ostreljet_step_count(const ostreljet_model *m);
 /* Copies a series of the last run into out: the number of values copied (at most capacity);

@@ -91,6 +91,7 @@ _PROTOTYPES = {
     "ostreljet_set": (ctypes.c_int, [ctypes.c_void_p, ctypes.c_char_p, ctypes.c_double]),
     "ostreljet_get": (ctypes.c_int, [ctypes.c_void_p, ctypes.c_char_p, _c_double_p]),
     "ostreljet_run": (ctypes.c_int, [ctypes.c_void_p]),
+    "ostreljet_cancel": (ctypes.c_int, [ctypes.c_void_p]),
     "ostreljet_step_count": (ctypes.c_int, [ctypes.c_void_p]),
     "ostreljet_series": (ctypes.c_int, [ctypes.c_void_p, ctypes.c_char_p, _c_double_p, ctypes.c_int]),
     "ostreljet_message_count": (ctypes.c_int, [ctypes.c_void_p]),

@@ -472,13 +472,13 @@ class Model:
         with self._lock:
             handle = self._live()
             # Each thread integrates with its own solver state, so separate models run side by side.
-            status = self._lib.ostreljet_run(handle)
+            status, error = self._run_interruptibly(handle)
             object.__setattr__(self, "_results", None)
             object.__setattr__(self, "_messages", None)
             if status == -2:
-                raise ValueError("the run was refused: %s" % _library.last_error())
+                raise ValueError("the run was refused: %s" % error)
             if status < 0:
-                raise OstreljetError("the run failed: %s" % _library.last_error())
+                raise OstreljetError("the run failed: %s" % error)
         return self.status == "ok"
 
     @property
@@ -534,6 +534,30 @@ class Model:
             if count < 0:
                 raise ValueError(_library.last_error())
             return read_summary(self, handle, count)
+
+    def _run_interruptibly(self, handle):
+        # Ctrl-C reaches only the main thread, and only between bytecodes: there the run goes to a helper
+        # thread while this one waits; KeyboardInterrupt cancels the run, waits for it to end, and goes on.
+        # The library's last error belongs to the thread that made the call, so it is read there.
+        def run():
+            status = self._lib.ostreljet_run(handle)
+            return status, (_library.last_error() if status < 0 else "")
+
+        if threading.current_thread() is not threading.main_thread():
+            return run()
+        outcome = []
+        worker = threading.Thread(target=lambda: outcome.append(run()), daemon=True)
+        worker.start()
+        try:
+            while worker.is_alive():
+                worker.join(0.05)
+        except BaseException:
+            self._lib.ostreljet_cancel(handle)
+            worker.join()
+            object.__setattr__(self, "_results", None)
+            object.__setattr__(self, "_messages", None)
+            raise
+        return outcome[0] if outcome else (-3, "the run's thread ended without a status")
 
     @property
     def step_count(self):

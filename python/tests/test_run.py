@@ -97,3 +97,20 @@ def test_grid_shape_and_x_outermost_order(vent, array_mode, counts, axes, nonzer
 def test_grid_refusals(vent, array_mode, arguments, error, shown):
     with pytest.raises(error, match=shown):
         vent.grid(*arguments)
+
+
+def test_keyboard_interrupt_cancels_the_run_and_leaves_the_model_usable():
+    import _thread
+    import threading
+
+    model = Model.from_scenario(VENT)
+    # Interrupt the main thread while it runs the vent over and over; the interrupt lands in run().
+    timer = threading.Timer(0.05, _thread.interrupt_main)
+    timer.start()
+    with pytest.raises(KeyboardInterrupt):
+        for _ in range(100000):
+            model.run()
+    timer.join()
+    assert model.run() is True
+    assert model.messages[-1].startswith("Stopping concentration reached at ")
+    model.close()

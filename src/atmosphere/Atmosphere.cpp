@@ -12,18 +12,26 @@ static_assert(constants::degreesToRadians == constants::pi / 180.0,
 Atmosphere::Atmosphere() : location_(0.0, 0.0, 0.0) {}
 
 // Evaluates the air at a point.
-// Phases: store the point; wind speed at its height, turned to the bearing; temperature; density from the
-// ideal-gas law at the fixed pressure; eddy diffusivity.
+// Phases: store the point; unless the height is the one last evaluated under the same inputs, the wind
+// speed at its height turned to the bearing, the temperature, the density from the ideal-gas law at the
+// fixed pressure and the eddy diffusivity; then the air takes those values.
 void Atmosphere::setLocation(const vector3 &p) {
     location_ = p;
     const double z = location_.z();
-    const double u = CAtmosSurfaceLayerProf::windSpeed(z);
-    const double bearing = referenceWindBearing_ * constants::degreesToRadians;
-    setVelocity(vector3(u * std::sin(bearing), u * std::cos(bearing), 0.0));
-    const double t = CAtmosSurfaceLayerProf::temperature(z);
-    setTemperature(t);
-    setDensity(pressure_ * molecularWeight_ / (t * constants::gasConstant));
-    eddyDiffusivity_ = CAtmosSurfaceLayerProf::eddyDiffusivity(z);
+    if (!localValid_ || !(z == localHeight_)) {
+        const double u = CAtmosSurfaceLayerProf::windSpeed(z);
+        const double bearing = referenceWindBearing_ * constants::degreesToRadians;
+        localVelocity_ = vector3(u * std::sin(bearing), u * std::cos(bearing), 0.0);
+        localTemperature_ = CAtmosSurfaceLayerProf::temperature(z);
+        localDensity_ = pressure_ * molecularWeight_ / (localTemperature_ * constants::gasConstant);
+        localEddyDiffusivity_ = CAtmosSurfaceLayerProf::eddyDiffusivity(z);
+        localHeight_ = z;
+        localValid_ = true;
+    }
+    setVelocity(localVelocity_);
+    setTemperature(localTemperature_);
+    setDensity(localDensity_);
+    eddyDiffusivity_ = localEddyDiffusivity_;
 }
 
 const vector3 &Atmosphere::location() const {
@@ -33,6 +41,7 @@ const vector3 &Atmosphere::location() const {
 void Atmosphere::setReferenceTemperature(double temperature) {
     referenceTemperature_ = temperature;
     setTemperature(temperature);
+    localValid_ = false;
     rebuildProfile();
 }
 
@@ -59,12 +68,15 @@ void Atmosphere::setPasquillStability(std::int32_t stabilityClass) {
 
 void Atmosphere::setMolecularWeight(double molecularWeight) {
     molecularWeight_ = molecularWeight;
+    localValid_ = false;
 }
 void Atmosphere::setPressure(double pressure) {
     pressure_ = pressure;
+    localValid_ = false;
 }
 void Atmosphere::setReferenceWindBearing(double bearing) {
     referenceWindBearing_ = bearing;
+    localValid_ = false;
 }
 
 std::int32_t Atmosphere::pasquillStability() const {
@@ -128,6 +140,7 @@ double Atmosphere::boundaryLayerHeightFor(std::int32_t stabilityClass) {
 }
 
 void Atmosphere::rebuildProfile() {
+    localValid_ = false;
     initialise(pasquillStability_, 0.0, referenceWindHeight_, surfaceRoughness_, referenceWindBearing_,
                referenceWindSpeed_, referenceTemperature_);
 }

@@ -284,7 +284,27 @@ const KeptSummary *keptSummary(const ostreljet_model *m) {
 extern "C" {
 
 ostreljet_model *ostreljet_create(void) {
-    return guarded<ostreljet_model *>(nullptr, [] { return new ostreljet_model(); });
+    return guarded<ostreljet_model *>(nullptr, [] {
+        auto *m = new ostreljet_model();
+        m->model.setEvaluationBudget(ostreljet::JetModel::recommendedEvaluationBudget);
+        return m;
+    });
+}
+
+int ostreljet_cancel(ostreljet_model *m) {
+    if (m == nullptr) {
+        return fail(invalidArgument, "null model");
+    }
+    m->model.cancel();
+    return 0;
+}
+
+int ostreljet_set_budget(ostreljet_model *m, unsigned long long evaluations) {
+    if (m == nullptr) {
+        return fail(invalidArgument, "null model");
+    }
+    m->model.setEvaluationBudget(evaluations);
+    return 0;
 }
 
 void ostreljet_destroy(ostreljet_model *m) {

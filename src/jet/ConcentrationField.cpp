@@ -256,6 +256,9 @@ double ConcentrationField::sampleSegment(const vector3 &q, const vector3 &a, con
     const vector3 &t = segment.t;
     const double tLength = segment.tLength;
     vector3 offset = a;
+    // The cosine of the best offset so far, kept rather than worked out again for every sample; it is the
+    // same expression of the same offset, so the same number.
+    double cosR = dot(t, offset) / (tLength * offset.norm());
     double radius = 0.0;
     double concentration = 0.0;
     for (int k = 0; k < samplesPerSegment; ++k) {
@@ -265,12 +268,14 @@ double ConcentrationField::sampleSegment(const vector3 &q, const vector3 &a, con
                          (q.z() - w * p0.z()) - s * p1.z());
         const double dkLength = dk.norm();
         bool accept = dkLength == 0.0;
+        double cosK = 0.0;
         if (!accept) {
-            const double cosK = dot(t, dk) / (tLength * dkLength);
-            const double cosR = dot(t, offset) / (tLength * offset.norm());
+            cosK = dot(t, dk) / (tLength * dkLength);
             accept = std::fabs(cosR) >= std::fabs(cosK);
         }
         if (accept) {
+            // A zero offset has no direction: its cosine is 0/0, as the full expression gives.
+            cosR = dkLength == 0.0 ? dot(t, dk) / (tLength * dkLength) : cosK;
             offset = dk;
             radius = w * segment.r0 + (static_cast<double>(k) * segment.r1) / 25.0;
             concentration = w * segment.c0 + (static_cast<double>(k) * segment.c1) / 25.0;

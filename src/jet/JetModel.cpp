@@ -5,8 +5,10 @@
 #include "ostreljet/numerics/RootFinder.hpp"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 namespace ostreljet {
@@ -56,6 +58,11 @@ JetModel::~JetModel() = default;
 
 bool JetModel::runModel() {
     resetModel();
+    if (timeLimit_ > 0.0) {
+        deadline_ = std::chrono::steady_clock::now() +
+                    std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                        std::chrono::duration<double>(timeLimit_));
+    }
     solverState = 1;
     if (!validateInputs()) {
         return false;
@@ -87,6 +94,57 @@ void JetModel::resetModel() {
     centrelineMassFraction_ = 2.8;
     centrelineConcentrationValue_ = 2.8;
     centrelineToMeanRatio_ = 2.8;
+    stateCache_.valid = false;
+    stateIsCached_ = false;
+    centrelineSolves_ = 0;
+    residualEvaluations_ = 0;
+    derivativeEvaluations_ = 0;
+    lastArcLength_ = 0.0;
+    interruption_ = Interruption::None;
+    cancelRequested_.store(false, std::memory_order_relaxed);
+}
+
+void JetModel::afterStep() {
+    // Integrator calls that accept no step evaluate no stopping function: the run is checked here too,
+    // and the clock only here and in the bracket widening.
+    checkDeadline();
+    checkInterruption();
+}
+
+void JetModel::checkDeadline() {
+    if (timeLimit_ > 0.0 && interruption_ == Interruption::None &&
+        std::chrono::steady_clock::now() >= deadline_) {
+        interruption_ = Interruption::TimeLimit;
+        char text[200];
+        std::snprintf(text, sizeof text, "The run was ended at %.1f m: its time limit of %g s was reached.",
+                      lastArcLength_, timeLimit_);
+        addMessage(text, 2, timeLimitCode);
+        stop();
+    }
+}
+
+void JetModel::cancel() {
+    cancelRequested_.store(true, std::memory_order_relaxed);
+}
+
+void JetModel::checkInterruption() {
+    // The first of the budget and a cancel request to be noticed ends the run with its own message.
+    if (interruption_ != Interruption::None) {
+        return;
+    }
+    if (cancelRequested_.load(std::memory_order_relaxed)) {
+        interruption_ = Interruption::Cancelled;
+        addMessage(formatDistance("The run was cancelled at %.1f m.", lastArcLength_), 2, runCancelledCode);
+    } else if (evaluationBudget_ != 0 && workDone() >= evaluationBudget_) {
+        interruption_ = Interruption::BudgetSpent;
+        addMessage(
+            formatDistance("The run was ended at %.1f m: its budget of centreline evaluations is spent.",
+                           lastArcLength_),
+            2, budgetSpentCode);
+    } else {
+        return;
+    }
+    stop();
 }
 
 std::int32_t JetModel::numberOfOutputSteps() const {
@@ -167,7 +225,16 @@ void JetModel::updateJetState(const double *y) {
     // 2. Mass fraction, specific heat and temperature from the fluxes.
     // 3. Density by ideal mixing of specific volumes at the jet temperature.
     // 4. Velocity, radius and the radius of curvature, with the entrainment rate as last stored.
+    // The same state vector and entrainment rate give the same jet: the last one is recalled, not redone.
     atmosphere_.setLocation(vector3(y[positionXIndex_], y[positionYIndex_], y[positionZIndex_]));
+    if (stateCache_.valid && stateCache_.entrainmentRate == entrainmentRate_ &&
+        std::memcmp(stateCache_.y, y, sizeof stateCache_.y) == 0) {
+        jetGas_.current = stateCache_.gas;
+        jetGas_.setRadius(stateCache_.radius);
+        radiusOfCurvature_ = stateCache_.radiusOfCurvature;
+        stateIsCached_ = true;
+        return;
+    }
     Gas &gas = jetGas_.current;
     const double m = y[massIndex_];
     const double f = y[sourceGasIndex_] / m;
@@ -198,6 +265,15 @@ void JetModel::updateJetState(const double *y) {
     const vector3 acceleration((wind.x() - u.x()) * e / m, (wind.y() - u.y()) * e / m,
                                (minusPiG * b * b * (rho - atmosphere_.density()) - e * u.z()) / m);
     radiusOfCurvature_ = std::pow(speed, 3.0) / cross(u, acceleration).norm();
+
+    std::memcpy(stateCache_.y, y, sizeof stateCache_.y);
+    stateCache_.entrainmentRate = entrainmentRate_;
+    stateCache_.gas = gas;
+    stateCache_.radius = b;
+    stateCache_.radiusOfCurvature = radiusOfCurvature_;
+    stateCache_.profileValid = false;
+    stateCache_.valid = true;
+    stateIsCached_ = true;
 }
 
 void JetModel::calculateEntrainment(double s) {
@@ -248,6 +324,8 @@ void JetModel::calculateEntrainment(double s) {
 }
 
 void JetModel::calculateDerivatives(double t, const double *y, double *ydot) {
+    lastArcLength_ = t;
+    ++derivativeEvaluations_;
     updateJetState(y);
     calculateEntrainment(t);
     const double e = entrainmentRate_;
@@ -381,6 +459,7 @@ void JetModel::setInitialConditions(double *t0, double *y0) {
     current.setDensity(source.density());
     current.setMassFraction(source.massFraction());
     jetGas_.setRadius(sourceRadius_);
+    stateIsCached_ = false;
 
     *t0 = 0.0;
     calculateEntrainment(*t0);
@@ -447,13 +526,74 @@ void JetModel::calculateCentrelineProperties() {
     const Gas &gas = jetGas_.current;
     const double f = gas.massFraction();
     const double tolerance = getTolerance();
-    const double up = windAlongAxis();
-    const ProfileCoefficients coefficients = profileCoefficients(up);
-    auto residual = [&coefficients](double fc) { return coefficients.evaluate(fc); };
+    // The wind along the axis, the residual's coefficients and its value at f belong to the jet state:
+    // the solves at one state (its stopping functions and its output step) compute them once.
+    if (!stateIsCached_ || !stateCache_.profileValid) {
+        stateCache_.up = windAlongAxis();
+        stateCache_.coefficients = profileCoefficients(stateCache_.up);
+        stateCache_.residualAtMean = stateCache_.coefficients.evaluate(f);
+        stateCache_.profileValid = stateIsCached_;
+        stateCache_.wideningKnown = false;
+        stateCache_.solveCount = 0;
+        stateCache_.nextSolveSlot = 0;
+    }
+    const double up = stateCache_.up;
+    const ProfileCoefficients &coefficients = stateCache_.coefficients;
+    ++centrelineSolves_;
+    std::uint64_t evaluations = 0;
+    auto residual = [&coefficients, &evaluations](double fc) {
+        ++evaluations;
+        return coefficients.evaluate(fc);
+    };
     double root = 0.0;
-    bool solved = findRoot(f, centrelineMassFraction_, tolerance, residual, root);
-    for (int i = 1; !solved && i < centrelineSolveAttempts; ++i) {
-        solved = findRoot(f, f * (1.0 + 0.01 * i), tolerance, residual, root);
+    bool solved = false;
+    if (!runInterrupted()) {
+        // Every bracket starts at f: its residual is evaluated once per state and shared by all of them.
+        const double atMean = stateCache_.residualAtMean;
+        ++evaluations;
+        // A solve is a function of the state and its starting end: one met before at this state is recalled.
+        const double start = centrelineMassFraction_;
+        const bool memoUsable = stateCache_.profileValid;
+        int memo = 0;
+        while (memoUsable && memo < stateCache_.solveCount && !(stateCache_.solves[memo].start == start)) {
+            ++memo;
+        }
+        if (memoUsable && memo < stateCache_.solveCount) {
+            solved = stateCache_.solves[memo].solved;
+            root = stateCache_.solves[memo].root;
+        } else {
+            bool complete = true;
+            solved = findRootFrom(f, atMean, start, tolerance, residual, root);
+            // The widened brackets depend on the state alone, so their outcome is found once per state.
+            if (!solved && memoUsable && stateCache_.wideningKnown) {
+                solved = stateCache_.wideningSolved;
+                root = stateCache_.wideningRoot;
+            } else if (!solved) {
+                for (int i = 1; !solved && i < centrelineSolveAttempts; ++i) {
+                    if (timeLimit_ > 0.0) {
+                        checkDeadline();
+                    }
+                    if ((evaluationBudget_ != 0 && workDone() + evaluations > evaluationBudget_) ||
+                        cancelRequested_.load(std::memory_order_relaxed) || runInterrupted()) {
+                        complete = false;
+                        break;
+                    }
+                    solved = findRootFrom(f, atMean, f * (1.0 + 0.01 * i), tolerance, residual, root);
+                }
+                stateCache_.wideningKnown = complete;
+                stateCache_.wideningSolved = solved;
+                stateCache_.wideningRoot = root;
+            }
+            if (memoUsable && complete) {
+                JetStateCache::Solve &entry =
+                    stateCache_.solves[stateCache_.solveCount < JetStateCache::solveSlots
+                                           ? stateCache_.solveCount++
+                                           : stateCache_.nextSolveSlot++ % JetStateCache::solveSlots];
+                entry = JetStateCache::Solve{start, solved, root};
+            }
+        }
+        residualEvaluations_ += evaluations;
+        checkInterruption();
     }
     double fc;
     if (solved) {
@@ -504,10 +644,11 @@ void JetModel::calculateCentrelineProperties() {
     profileRadiusValue_ = rp;
 
     if (rp > radiusOfCurvature_) {
-        addMessage(
+        // Made once: this check runs at every solve and must not allocate.
+        static const std::string bendingTooSharply =
             "The jet may be bending too sharply for the model to be valid. Please use results with caution "
-            "or consider changing input parameters.",
-            -1, 29);
+            "or consider changing input parameters.";
+        addMessage(bendingTooSharply, -1, 29);
     }
 }
 
@@ -522,6 +663,7 @@ void JetModel::updateMaxima(double height, double radius) {
 
 void JetModel::storeOutputStep(double t, const double *y) {
     ++resultsRevision_;
+    lastArcLength_ = t;
     updateJetState(y);
     calculateCentrelineProperties();
     centrelineLocation_.emplace_back(y[positionXIndex_], y[positionYIndex_], y[positionZIndex_]);
@@ -545,7 +687,8 @@ void JetModel::storeOutputStep(double t, const double *y) {
     centrelineVelocity_.push_back(uc < sourceSpeed ? uc : sourceSpeed);
 }
 
-double JetModel::calculateRootFunction(double /*t*/, const double *y, int iroot) {
+double JetModel::calculateRootFunction(double t, const double *y, int iroot) {
+    lastArcLength_ = t;
     updateJetState(y);
     calculateCentrelineProperties();
     const double z = y[positionZIndex_];

@@ -110,3 +110,21 @@ TEST(Atmosphere, PressureAndMolecularWeightActAtTheNextLocationTheReferenceTempe
     EXPECT_EQ(air.referenceTemperature(), 300.0);
     EXPECT_EQ(air.surfaceTemperature(), 300.0);
 }
+
+TEST(Atmosphere, TheAirOfTheLastHeightIsReusedOnlyWhileNoInputChanges) {
+    Atmosphere air = atmosphereFor(PASQUILL_D);
+    air.setLocation(vector3(0.0, 0.0, 50.0));
+    const double wind = air.velocity().x();
+    const double density = air.density();
+    air.setTemperature(1.0); // a write to the air itself is undone by the next location
+    air.setLocation(vector3(3.0, 4.0, 50.0));
+    EXPECT_EQ(air.velocity().x(), wind);
+    EXPECT_EQ(air.density(), density);
+    EXPECT_EQ(air.location().x(), 3.0);
+    air.setReferenceWindSpeed(10.0); // a profile input: the same height now has twice the wind
+    air.setLocation(vector3(0.0, 0.0, 50.0));
+    EXPECT_NEAR(air.velocity().x(), 2.0 * wind, 1e-12);
+    air.setSurfaceRoughness(1.0);
+    air.setLocation(vector3(0.0, 0.0, 50.0));
+    EXPECT_NE(air.velocity().x(), 2.0 * wind);
+}

@@ -17,6 +17,11 @@ TEST(CApiBadInput, NullPointersAreRefused) {
     EXPECT_EQ(ostreljet_get(m, "stackHeight", nullptr), -2);
     EXPECT_STREQ(ostreljet_last_error(), "null model, property name or result pointer");
     EXPECT_EQ(ostreljet_run(nullptr), -2);
+    EXPECT_EQ(ostreljet_cancel(nullptr), -2);
+    EXPECT_EQ(ostreljet_set_budget(nullptr, 1), -2);
+    EXPECT_STREQ(ostreljet_last_error(), "null model");
+    EXPECT_EQ(ostreljet_cancel(m), 0);
+    EXPECT_EQ(ostreljet_set_budget(m, 0), 0);
     EXPECT_EQ(ostreljet_step_count(nullptr), -2);
     EXPECT_EQ(ostreljet_message_count(nullptr), -2);
     EXPECT_EQ(ostreljet_message(nullptr, 0), nullptr);

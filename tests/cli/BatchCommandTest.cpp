@@ -1,5 +1,7 @@
 #include "cli/CliTestSupport.hpp"
 
+#include <chrono>
+
 using namespace ostreljet::testsupport;
 
 namespace {
@@ -92,4 +94,28 @@ TEST_F(BatchCommand, BadOptionsAreRefusedWithoutOutput) {
                      "mass) or one of LFL, UFL, LFL/2, IDLH");
     EXPECT_EQ(batch("no/such/out.jsonl", {}).exitStatus, 2);
     EXPECT_EQ(folder.entries(), std::set<std::string>{"in.jsonl"});
+}
+
+TEST(BatchLimits, ARunThatReachesItsTimeLimitIsRecorded) {
+    // The release of the slow case in the reliability report starts at ground level pointing downward,
+    // which the scenario reader refuses at once; a time limit far below a run's cost stands in for it.
+    TemporaryFolder folder;
+    const std::string input = folder.write(
+        "in.jsonl",
+        nlohmann::ordered_json::parse(readText(example("hot_stack_unstable.json"))).dump() + "\n");
+    const CommandResult normal = cli({"batch", input, "-o", folder.file("normal.jsonl"), "--jobs", "1"});
+    ASSERT_EQ(normal.exitStatus, 0) << normal.err;
+    EXPECT_EQ(nlohmann::json::parse(readText(folder.file("normal.jsonl")))["budgetSpent"], false);
+
+    const auto start = std::chrono::steady_clock::now();
+    const CommandResult limited =
+        cli({"batch", input, "-o", folder.file("limited.jsonl"), "--max-seconds", "1e-6", "--jobs", "1"});
+    EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), 5.0);
+    ASSERT_EQ(limited.exitStatus, 0) << limited.err;
+    const nlohmann::json result = nlohmann::json::parse(readText(folder.file("limited.jsonl")));
+    EXPECT_EQ(result["budgetSpent"], true);
+    EXPECT_EQ(result["messages"].back()["text"],
+              "The run was ended at 0.0 m: its time limit of 1e-06 s was reached.");
+
+    EXPECT_NE(cli({"batch", input, "-o", folder.file("bad.jsonl"), "--max-seconds", "0"}).exitStatus, 0);
 }

@@ -18,7 +18,8 @@ public:
     // height 1000 m until those inputs are set; the local air stays all zero until the first setLocation.
     Atmosphere();
 
-    // Moves to p and evaluates the wind vector, temperature, density and eddy diffusivity there.
+    // Moves to p and evaluates the wind vector, temperature, density and eddy diffusivity there; the
+    // values of the last height are reused when p is at that height and no input has changed since.
     void setLocation(const vector3 &p);
     const vector3 &location() const;
 
@@ -79,6 +80,14 @@ private:
     double referenceWindBearing_ = 90.0;          // degrees from +y towards +x, where the wind blows to
     double eddyDiffusivity_ = 0.0;                // m2/s, at the current location
     double boundaryLayerHeight_ = 1000.0;         // m
+
+    // The air last evaluated by setLocation, reused while the height and the inputs stay the same.
+    bool localValid_ = false;           // false until evaluated and after any input changes
+    double localHeight_ = 0.0;          // m
+    vector3 localVelocity_;             // m/s
+    double localTemperature_ = 0.0;     // K
+    double localDensity_ = 0.0;         // kg/m3
+    double localEddyDiffusivity_ = 0.0; // m2/s
 };
 
 } // namespace ostreljet

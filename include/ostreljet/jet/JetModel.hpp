@@ -7,6 +7,8 @@
 #include "ostreljet/numerics/ODESolverDDRIV3.hpp"
 #include "ostreljet/numerics/vector3.hpp"
 
+#include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -84,6 +86,33 @@ public:
     // Empties the results and messages and returns the working values to their starting values.
     void resetModel();
 
+    // A bound on the work of a run, counted as the residual evaluations of its centreline solves plus ten
+    // for each evaluation of the derivatives (about their relative cost): when the work passes this number,
+    // the run ends at the end of the integrator call under way with a message of its own (number
+    // budgetSpentCode). 0, the default, is no bound.
+    std::uint64_t evaluationBudget() const { return evaluationBudget_; }
+    void setEvaluationBudget(std::uint64_t evaluations) { evaluationBudget_ = evaluations; }
+    // Asks the run in progress to end soon, with a message of its own (number runCancelledCode); safe to
+    // call from another thread. A run clears the request when it starts.
+    void cancel();
+    // A budget for the fronts: far above the work of any ordinary run, yet spent in well under a second.
+    // Ordinary runs do less than 100,000; a run at the 10,000-call cap with every solve widening about
+    // 1.5 million.
+    static constexpr std::uint64_t recommendedEvaluationBudget = 5000000;
+    static constexpr std::int32_t budgetSpentCode = 90;  // message number of a run ended by its budget
+    static constexpr std::int32_t runCancelledCode = 91; // message number of a cancelled run
+    static constexpr std::int32_t timeLimitCode = 92;    // message number of a run ended by its time limit
+    // A limit on a run's duration in seconds (0, the default: none). It ends the run like the budget, with
+    // a message of its own (number timeLimitCode); results then depend on the machine's speed.
+    double timeLimit() const { return timeLimit_; }
+    void setTimeLimit(double seconds) { timeLimit_ = seconds; }
+    // Work done by the last run: centreline solves and the residual evaluations inside them.
+    std::uint64_t centrelineSolves() const { return centrelineSolves_; }
+    std::uint64_t residualEvaluations() const { return residualEvaluations_; }
+    std::uint64_t derivativeEvaluations() const { return derivativeEvaluations_; }
+    // The work counted against the budget.
+    std::uint64_t workDone() const { return residualEvaluations_ + 10 * derivativeEvaluations_; }
+
     // Results of the last run, one entry per output step. Indexes are not checked.
     std::int32_t numberOfOutputSteps() const;
     double profileRadius(std::int32_t outputStep) const;
@@ -127,6 +156,7 @@ protected:
     double getEndValue() override;
     void setInitialConditions(double *t0, double *y0) override;
     void calculateDerivatives(double t, const double *y, double *ydot) override;
+    void afterStep() override;
     void storeOutputStep(double t, const double *y) override;
     double calculateRootFunction(double t, const double *y, int iroot) override;
     bool checkContinue(double t, const double *y) override;
@@ -171,6 +201,14 @@ private:
     };
     SourceRatios sourceRatios() const;
     void updateMaxima(double height, double radius);
+
+    // Why a run was ended before its stopping conditions.
+    enum class Interruption { None, BudgetSpent, Cancelled, TimeLimit };
+    bool runInterrupted() const { return interruption_ != Interruption::None; }
+    // Ends the run (message and stop) once the budget is spent or a cancel has been asked for.
+    void checkInterruption();
+    // Ends the run (message and stop) once its time limit has passed.
+    void checkDeadline();
 
     // State-vector positions and the one-based components of a 3-vector.
     std::int32_t massIndex_;      // m, kg/s
@@ -217,6 +255,45 @@ private:
     double maxCentrelineHeight_ = 0.0;          // m
 
     std::uint64_t resultsRevision_ = 0; // counts the changes of the results
+
+    // The jet state last computed from a state vector, and what the centreline solve derives from it;
+    // recalled while the same state vector and entrainment rate come back.
+    struct JetStateCache {
+        bool valid = false;
+        double y[9] = {};                 // the state vector
+        double entrainmentRate = 0.0;     // kg/(m s), as it stood for that state
+        Gas gas;                          // the jet's gas there
+        double radius = 0.0;              // m
+        double radiusOfCurvature = 0.0;   // m
+        bool profileValid = false;        // whether the three below belong to this state
+        double up = 0.0;                  // m/s, wind along the jet's axis
+        ProfileCoefficients coefficients; // of the profile residual
+        double residualAtMean = 0.0;      // the residual at the mean mass fraction f
+        bool wideningKnown = false;       // whether the outcome of the widened brackets below is known
+        bool wideningSolved = false;      // whether one of them gave a root
+        double wideningRoot = 0.0;        // that root, -
+        // Solves already made at this state, by their starting end.
+        struct Solve {
+            double start; // the bracket's first far end, -
+            bool solved;  // whether a root was found
+            double root;  // that root, -
+        };
+        static constexpr int solveSlots = 8;
+        Solve solves[solveSlots] = {};
+        int solveCount = 0;    // filled slots
+        int nextSolveSlot = 0; // the slot to overwrite once all are filled
+    };
+    JetStateCache stateCache_;
+    bool stateIsCached_ = false; // the jet state is the cached one (false after anything else moves it)
+    std::uint64_t evaluationBudget_ = 0;      // residual evaluations a run may spend; 0 is no bound
+    std::uint64_t centrelineSolves_ = 0;      // of the current run
+    std::uint64_t residualEvaluations_ = 0;   // of the current run
+    std::uint64_t derivativeEvaluations_ = 0; // of the current run
+    double lastArcLength_ = 0.0;              // m, the arc length the run last evaluated
+    Interruption interruption_ = Interruption::None;
+    std::atomic<bool> cancelRequested_{false};
+    double timeLimit_ = 0.0;                           // s, 0 for none
+    std::chrono::steady_clock::time_point deadline_{}; // of the run under way
 
     // Output series, one entry per output step.
     std::vector<vector3> centrelineLocation_;        // m

@@ -4,10 +4,11 @@
 
 namespace ostreljet {
 
-// Brent's method on [a, b]: true and the root, or false and 0.0 when the ends do not bracket a root or
-// 100000 iterations do not converge. tolerance is in the units of the argument.
+// Brent's method on [a, b] with fa = function(a) already known: true and the root, or false and 0.0 when
+// the ends do not bracket a root or 100000 iterations do not converge. tolerance is in the units of the
+// argument. The same steps as findRoot below, for callers that try several brackets from one end.
 template <typename Function>
-bool findRoot(double a, double b, double tolerance, Function &&function, double &result) {
+bool findRootFrom(double a, double fa, double b, double tolerance, Function &&function, double &result) {
     // Brent's method: bisection, secant and inverse quadratic interpolation on a shrinking bracket.
     // 1. Evaluate both ends and refuse a bracket without a sign change.
     // 2. Keep b the best estimate and c the other side of the root; take the interpolation step when
@@ -15,7 +16,6 @@ bool findRoot(double a, double b, double tolerance, Function &&function, double 
     // 3. Stop when half the bracket is within 2 eps |b| + tol / 2 or the function is exactly zero.
     constexpr int maximumIterations = 100000;
     constexpr double twiceEpsilon = 4.4e-16;
-    double fa = function(a);
     double fb = function(b);
     if ((fa > 0.0 && fb > 0.0) || (fa < 0.0 && fb < 0.0)) {
         result = 0.0;
@@ -87,6 +87,14 @@ bool findRoot(double a, double b, double tolerance, Function &&function, double 
     }
     result = 0.0;
     return false;
+}
+
+// Brent's method on [a, b]: true and the root, or false and 0.0 when the ends do not bracket a root or
+// 100000 iterations do not converge. tolerance is in the units of the argument.
+template <typename Function>
+bool findRoot(double a, double b, double tolerance, Function &&function, double &result) {
+    const double fa = function(a);
+    return findRootFrom(a, fa, b, tolerance, function, result);
 }
 
 } // namespace ostreljet

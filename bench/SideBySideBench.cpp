@@ -1,0 +1,218 @@
+// Runs every scenario through two builds of the library in one process and compares them: time per run,
+// grid points per second, identical messages and the largest relative difference of every series.
+// Usage: side_by_side_bench BASELINE.so CANDIDATE.so EXAMPLES_DIR
+// Phases: load both libraries side by side (RTLD_LOCAL | RTLD_DEEPBIND); per scenario run each library
+// until a time budget is spent, keeping the best mean; compare messages and series; time the grids.
+
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+struct Api {
+    void *handle = nullptr;
+    void *(*create)() = nullptr;
+    void (*destroy)(void *) = nullptr;
+    int (*set)(void *, const char *, double) = nullptr;
+    int (*run)(void *) = nullptr;
+    int (*stepCount)(const void *) = nullptr;
+    int (*series)(const void *, const char *, double *, int) = nullptr;
+    int (*messageCount)(const void *) = nullptr;
+    const char *(*message)(const void *, int) = nullptr;
+    int (*loadScenario)(void *, const char *) = nullptr;
+    long long (*grid)(const void *, double, double, double, double, double, double, int, int, int, double *,
+                      long long) = nullptr;
+
+    bool load(const char *path) {
+        handle = dlopen(path, RTLD_NOW | RTLD_LOCAL | RTLD_DEEPBIND);
+        if (handle == nullptr) {
+            std::fprintf(stderr, "cannot load %s: %s\n", path, dlerror());
+            return false;
+        }
+        bool ok = true;
+        auto bind = [&](auto &fn, const char *name) {
+            void *symbol = dlsym(handle, name);
+            if (symbol == nullptr) {
+                std::fprintf(stderr, "%s has no %s\n", path, name);
+                ok = false;
+            }
+            std::memcpy(&fn, &symbol, sizeof symbol);
+        };
+        bind(create, "ostreljet_create");
+        bind(destroy, "ostreljet_destroy");
+        bind(set, "ostreljet_set");
+        bind(run, "ostreljet_run");
+        bind(stepCount, "ostreljet_step_count");
+        bind(series, "ostreljet_series");
+        bind(messageCount, "ostreljet_message_count");
+        bind(message, "ostreljet_message");
+        bind(loadScenario, "ostreljet_load_scenario");
+        bind(grid, "ostreljet_concentration_grid");
+        return ok;
+    }
+};
+
+struct Scenario {
+    std::string name;
+    std::string file;                                     // example file the scenario starts from
+    std::vector<std::pair<const char *, double>> changes; // properties set after loading
+};
+
+struct Outcome {
+    std::vector<std::string> messages;
+    std::vector<std::vector<double>> series;
+    double secondsPerRun = 0.0; // s
+};
+
+const char *const seriesNames[] = {
+    "arclength",         "x", "y", "z", "profileRadius", "centrelineConcentration", "centrelineTemperature",
+    "centrelineVelocity"};
+
+void *prepare(const Api &api, const Scenario &scenario) {
+    void *model = api.create();
+    if (api.loadScenario(model, scenario.file.c_str()) != 0) {
+        std::fprintf(stderr, "cannot load scenario %s\n", scenario.file.c_str());
+    }
+    for (const auto &[property, value] : scenario.changes) {
+        api.set(model, property, value);
+    }
+    return model;
+}
+
+Outcome measure(const Api &api, const Scenario &scenario, double budgetSeconds) {
+    using clock = std::chrono::steady_clock;
+    void *model = prepare(api, scenario);
+    Outcome outcome;
+    outcome.secondsPerRun = 1e300;
+    const auto start = clock::now();
+    int rounds = 0;
+    do {
+        const auto t0 = clock::now();
+        int runs = 0;
+        do {
+            api.run(model);
+            ++runs;
+        } while (std::chrono::duration<double>(clock::now() - t0).count() < 0.05);
+        const double mean = std::chrono::duration<double>(clock::now() - t0).count() / runs;
+        outcome.secondsPerRun = std::min(outcome.secondsPerRun, mean);
+        ++rounds;
+    } while (std::chrono::duration<double>(clock::now() - start).count() < budgetSeconds || rounds < 3);
+    for (int i = 0; i < api.messageCount(model); ++i) {
+        outcome.messages.emplace_back(api.message(model, i));
+    }
+    const int steps = api.stepCount(model);
+    for (const char *name : seriesNames) {
+        std::vector<double> values(static_cast<std::size_t>(steps));
+        api.series(model, name, values.data(), steps);
+        outcome.series.push_back(std::move(values));
+    }
+    api.destroy(model);
+    return outcome;
+}
+
+// Largest |a - b| / max(|a|, |b|, tiny) over every series; infinity when the step counts differ.
+double largestRelativeDifference(const Outcome &a, const Outcome &b) {
+    double worst = 0.0;
+    for (std::size_t s = 0; s < a.series.size(); ++s) {
+        if (a.series[s].size() != b.series[s].size()) {
+            return INFINITY;
+        }
+        for (std::size_t k = 0; k < a.series[s].size(); ++k) {
+            const double x = a.series[s][k];
+            const double y = b.series[s][k];
+            const double scale = std::max({std::fabs(x), std::fabs(y), 1e-300});
+            worst = std::max(worst, std::fabs(x - y) / scale);
+        }
+    }
+    return worst;
+}
+
+// Points per second of one grid of n points in the box; the values are left in out.
+double gridPointsPerSecond(const Api &api, const Scenario &scenario, const double (&box)[6], int n,
+                           std::vector<double> &out) {
+    void *model = prepare(api, scenario);
+    api.run(model);
+    const int nz = 100;
+    const int ny = 100;
+    const int nx = n / (ny * nz);
+    out.assign(static_cast<std::size_t>(nx) * ny * nz, 0.0);
+    const auto t0 = std::chrono::steady_clock::now();
+    api.grid(model, box[0], box[1], box[2], box[3], box[4], box[5], nx, ny, nz, out.data(),
+             static_cast<long long>(out.size()));
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+    api.destroy(model);
+    return static_cast<double>(out.size()) / seconds;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    if (argc < 4) {
+        std::fprintf(stderr, "usage: %s BASELINE.so CANDIDATE.so EXAMPLES_DIR [seconds per scenario]\n",
+                     argv[0]);
+        return 2;
+    }
+    Api baseline;
+    Api candidate;
+    if (!baseline.load(argv[1]) || !candidate.load(argv[2])) {
+        return 2;
+    }
+    const std::string dir = argv[3];
+    const double budget = argc > 4 ? std::atof(argv[4]) : 1.0; // s
+    const std::vector<Scenario> scenarios = {
+        {"vertical_buoyant_vent", dir + "/vertical_buoyant_vent.json", {}},
+        {"horizontal_dense_release", dir + "/horizontal_dense_release.json", {}},
+        {"choked_high_pressure", dir + "/choked_high_pressure.json", {}},
+        {"hot_stack_unstable", dir + "/hot_stack_unstable.json", {}},
+        {"hot_stack_long", dir + "/hot_stack_unstable.json", {{"stoppingConcentration", 1e-6}}},
+    };
+    bool allSame = true;
+    std::printf("%-26s %14s %14s %8s %9s %12s\n", "scenario", "before (us)", "after (us)", "speedup",
+                "messages", "max rel diff");
+    for (const Scenario &scenario : scenarios) {
+        const Outcome before = measure(baseline, scenario, budget);
+        const Outcome after = measure(candidate, scenario, budget);
+        const bool sameMessages = before.messages == after.messages;
+        const double difference = largestRelativeDifference(before, after);
+        allSame = allSame && sameMessages;
+        std::printf("%-26s %14.1f %14.1f %8.2f %9s %12.3g\n", scenario.name.c_str(),
+                    before.secondsPerRun * 1e6, after.secondsPerRun * 1e6,
+                    before.secondsPerRun / after.secondsPerRun, sameMessages ? "same" : "DIFFER", difference);
+        if (!sameMessages) {
+            for (const std::string &m : before.messages) {
+                std::printf("   before: %s\n", m.c_str());
+            }
+            for (const std::string &m : after.messages) {
+                std::printf("   after:  %s\n", m.c_str());
+            }
+        }
+    }
+    const double ventBox[6] = {-20.0, -50.0, 0.0, 300.0, 50.0, 100.0};
+    const double stackBox[6] = {-50.0, -100.0, 0.0, 1000.0, 100.0, 400.0};
+    for (int n : {1000000}) {
+        const struct {
+            const char *name;
+            const Scenario &scenario;
+            const double (&box)[6];
+        } grids[] = {{"vent", scenarios[0], ventBox}, {"hot stack", scenarios[3], stackBox}};
+        for (const auto &g : grids) {
+            std::vector<double> before;
+            std::vector<double> after;
+            const double rateBefore = gridPointsPerSecond(baseline, g.scenario, g.box, n, before);
+            const double rateAfter = gridPointsPerSecond(candidate, g.scenario, g.box, n, after);
+            const bool same = before.size() == after.size() &&
+                              std::memcmp(before.data(), after.data(), before.size() * sizeof(double)) == 0;
+            allSame = allSame && same;
+            std::printf("grid of %d points, %-9s: before %.3g points/s, after %.3g points/s, values %s\n", n,
+                        g.name, rateBefore, rateAfter, same ? "bit-identical" : "DIFFER");
+        }
+    }
+    return allSame ? 0 : 1;
+}
