@@ -8,6 +8,7 @@ import math
 import numbers
 import operator
 import os
+import signal
 import sys
 import threading
 
@@ -537,26 +538,39 @@ class Model:
 
     def _run_interruptibly(self, handle):
         # Ctrl-C reaches only the main thread, and only between bytecodes: there the run goes to a helper
-        # thread while this one waits; KeyboardInterrupt cancels the run, waits for it to end, and goes on.
-        # The library's last error belongs to the thread that made the call, so it is read there.
+        # thread while this one waits. For that wait, SIGINT's handler is one that cancels the run and
+        # remembers the signal; once the run has ended the previous handler is restored and given the
+        # signal (the default one raises KeyboardInterrupt). The run's thread is therefore always joined
+        # before this returns or raises, wherever the interrupt lands. The library's last error belongs
+        # to the thread that made the call, so it is read there.
         def run():
             status = self._lib.ostreljet_run(handle)
             return status, (_library.last_error() if status < 0 else "")
 
         if threading.current_thread() is not threading.main_thread():
             return run()
+        previous = signal.getsignal(signal.SIGINT)
+        if not callable(previous):
+            return run()
+        interrupts = []
+
+        def on_interrupt(signum, frame):
+            interrupts.append((signum, frame))
+            self._lib.ostreljet_cancel(handle)
+
         outcome = []
         worker = threading.Thread(target=lambda: outcome.append(run()), daemon=True)
-        worker.start()
+        signal.signal(signal.SIGINT, on_interrupt)
         try:
+            worker.start()
             while worker.is_alive():
                 worker.join(0.05)
-        except BaseException:
-            self._lib.ostreljet_cancel(handle)
-            worker.join()
+        finally:
+            signal.signal(signal.SIGINT, previous)
+        if interrupts:
             object.__setattr__(self, "_results", None)
             object.__setattr__(self, "_messages", None)
-            raise
+            previous(*interrupts[0])
         return outcome[0] if outcome else (-3, "the run's thread ended without a status")
 
     @property
