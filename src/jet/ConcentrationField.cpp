@@ -10,6 +10,8 @@
 #include <cmath>
 #include <limits>
 #include <new>
+#include <string>
+#include <system_error>
 #include <thread>
 
 namespace ostreljet {
@@ -353,21 +355,42 @@ void ConcentrationField::grid(double *out, double xStart, double yStart, double 
         }
         threads = 1;
     }
+    // A thread that cannot be started, or a progress report that throws, ends the grid with that error
+    // once the threads already started have been told to stop and joined.
     std::vector<std::thread> helpers;
-    for (unsigned h = 1; h < threads; ++h) {
-        helpers.emplace_back(work);
-    }
-    if (progress) {
-        // This thread reports progress while the others work, then joins in.
-        std::thread worker(work);
-        while (pointsDone.load() < total) {
-            progress(pointsDone.load(), total);
-            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    try {
+        helpers.reserve(threads);
+        auto start = [&](unsigned number) {
+            try {
+                if (threadStartHook && !threadStartHook(number)) {
+                    throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
+                }
+                helpers.emplace_back(work);
+            } catch (const std::system_error &error) {
+                throw std::system_error(error.code(), "cannot start grid thread " + std::to_string(number) +
+                                                          " of " + std::to_string(threads));
+            }
+        };
+        for (unsigned h = 1; h < threads; ++h) {
+            start(h);
         }
-        worker.join();
-        progress(total, total);
-    } else {
-        work();
+        if (progress) {
+            // This thread reports progress while the others work.
+            start(threads);
+            while (pointsDone.load() < total) {
+                progress(pointsDone.load(), total);
+                std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            }
+            progress(total, total);
+        } else {
+            work();
+        }
+    } catch (...) {
+        nextRow.store(rows);
+        for (std::thread &helper : helpers) {
+            helper.join();
+        }
+        throw;
     }
     for (std::thread &helper : helpers) {
         helper.join();

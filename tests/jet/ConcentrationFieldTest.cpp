@@ -10,7 +10,9 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <stdexcept>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -243,6 +245,36 @@ TEST(ConcentrationField, ManyThreadsQueryingOneFieldAgreeWithOneThread) {
         nonZero += v > 0.0;
     }
     EXPECT_GT(nonZero, 30);
+}
+
+TEST(ConcentrationField, AThreadThatCannotStartEndsTheGridWithAnErrorAfterJoiningTheOthers) {
+    JetModel model;
+    setValidRelease(model);
+    ASSERT_TRUE(model.runModel());
+    const ConcentrationField field(model, Rules::exact);
+    std::vector<double> out(23 * 17 * 13, -2.0);
+    struct HookReset {
+        ~HookReset() { ConcentrationField::threadStartHook = nullptr; }
+    } reset;
+    // The third of four threads fails: two are running by then and must be joined before the error.
+    ConcentrationField::threadStartHook = [](unsigned number) { return number != 3; };
+    try {
+        field.grid(out.data(), -5, -8, 0, 80, 8, 40, 23, 17, 13, 4);
+        FAIL() << "the grid went on without its third thread";
+    } catch (const std::runtime_error &error) {
+        EXPECT_EQ(std::string(error.what()).rfind("cannot start grid thread 3 of 4: ", 0), 0u)
+            << error.what();
+    }
+    // The progress thread is started the same way.
+    ConcentrationField::threadStartHook = [](unsigned number) { return number != 2; };
+    EXPECT_THROW(
+        field.grid(out.data(), -5, -8, 0, 80, 8, 40, 23, 17, 13, 2, [](std::int64_t, std::int64_t) {}),
+        std::runtime_error);
+    // A progress report that throws ends the grid with its own error.
+    ConcentrationField::threadStartHook = nullptr;
+    EXPECT_THROW(field.grid(out.data(), -5, -8, 0, 80, 8, 40, 23, 17, 13, 3,
+                            [](std::int64_t, std::int64_t) { throw std::logic_error("stop"); }),
+                 std::logic_error);
 }
 
 TEST(ConcentrationField, GridAxesAreSpacedAsymmetrically) {

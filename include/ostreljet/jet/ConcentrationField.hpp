@@ -79,6 +79,10 @@ public:
               std::int32_t numberOfPointsX, std::int32_t numberOfPointsY, std::int32_t numberOfPointsZ,
               unsigned threads, const GridProgress &progress = {}) const;
 
+    // For tests: asked before each grid thread is started, with its number from 1; false makes that
+    // start fail as it does when the system has no thread left.
+    static inline std::function<bool(unsigned)> threadStartHook;
+
     // nx * ny * nz in 64 bits; negative when an odd number of counts is negative. A product beyond the
     // 64-bit range saturates at the largest (or smallest) 64-bit value, which no memory can hold.
     static std::int64_t gridPointCount(std::int32_t numberOfPointsX, std::int32_t numberOfPointsY,
