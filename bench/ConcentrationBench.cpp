@@ -130,4 +130,62 @@ BENCHMARK_CAPTURE(point, rejected, Where::Rejected)->Unit(benchmark::kNanosecond
 BENCHMARK_CAPTURE(point, behind_the_source, Where::BehindTheSource)->Unit(benchmark::kNanosecond);
 BENCHMARK_CAPTURE(point, near_the_jet, Where::NearTheJet)->Unit(benchmark::kNanosecond);
 
+// A jet of 10,000 output steps: the hot stack's centreline with every step cut into equal pieces
+// (positions, velocities, radii and concentrations interpolated linearly), so that a point beside its
+// middle is within reach of as many segments as a run of that many steps would put there.
+struct LongJet {
+    std::vector<ostreljet::vector3> locations;
+    std::vector<ostreljet::vector3> velocities;
+    std::vector<double> radii;
+    std::vector<double> concentrations;
+};
+
+const LongJet &longJet() {
+    static const LongJet jet = [] {
+        const ostreljet::JetModel &model = plume();
+        const auto &p = model.centrelineLocations();
+        const auto &v = model.centrelineVelocityVectors();
+        const auto &r = model.profileRadii();
+        const auto &c = model.centrelineConcentrations();
+        const std::size_t pieces = (10000 + p.size() - 2) / (p.size() - 1);
+        LongJet out;
+        for (std::size_t k = 0; k + 1 < p.size() && out.radii.size() < 9999; ++k) {
+            for (std::size_t j = 0; j < pieces && out.radii.size() < 9999; ++j) {
+                const double s = static_cast<double>(j) / static_cast<double>(pieces);
+                out.locations.push_back(p[k] + (p[k + 1] - p[k]) * s);
+                out.velocities.push_back(v[k] + (v[k + 1] - v[k]) * s);
+                out.radii.push_back(r[k] + (r[k + 1] - r[k]) * s);
+                out.concentrations.push_back(c[k] + (c[k + 1] - c[k]) * s);
+            }
+        }
+        out.locations.push_back(p.back());
+        out.velocities.push_back(v.back());
+        out.radii.push_back(r.back());
+        out.concentrations.push_back(c.back());
+        return out;
+    }();
+    return jet;
+}
+
+void pointBesideALongJet(benchmark::State &state) {
+    const ostreljet::JetModel &model = plume();
+    const LongJet &jet = longJet();
+    ostreljet::ConcentrationField::Series series = ostreljet::ConcentrationField::seriesOf(model);
+    series.locations = jet.locations;
+    series.velocities = jet.velocities;
+    series.radii = jet.radii;
+    series.concentrations = jet.concentrations;
+    const ostreljet::ConcentrationField field(series, ostreljet::ConcentrationField::Rules::exact, 0.0);
+    const ostreljet::vector3 &middle = jet.locations[jet.locations.size() / 2];
+    double value = 0.0;
+    for (auto _ : state) {
+        value = field.concentration(middle.x(), middle.y() + 1.0, middle.z());
+        benchmark::DoNotOptimize(value);
+    }
+    state.counters["concentration"] = value;
+    state.counters["steps"] = static_cast<double>(jet.radii.size());
+}
+
+BENCHMARK(pointBesideALongJet)->Unit(benchmark::kNanosecond);
+
 } // namespace

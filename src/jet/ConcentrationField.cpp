@@ -36,8 +36,46 @@ inline double lowerOrNaN(double a, double b) {
 inline double higherOrNaN(double a, double b) {
     return b > a || b != b ? b : a;
 }
+inline vector3 lowerOf(const vector3 &a, const vector3 &b) {
+    return vector3(lowerOrNaN(a.x(), b.x()), lowerOrNaN(a.y(), b.y()), lowerOrNaN(a.z(), b.z()));
+}
+inline vector3 higherOf(const vector3 &a, const vector3 &b) {
+    return vector3(higherOrNaN(a.x(), b.x()), higherOrNaN(a.y(), b.y()), higherOrNaN(a.z(), b.z()));
+}
 
 } // namespace
+
+bool ConcentrationField::beyondReach(const vector3 &q, const Segment &segment) {
+    // True when q is farther from the segment's line piece than its reach, so that no sample of the
+    // segment can reach it; the slack covers rounding in the distance many times over, and a NaN
+    // anywhere gives false (never skip then).
+    const vector3 a = q - segment.p0;
+    const double along = dot(a, segment.d) * segment.inverseLengthSquared;
+    const double s = along < 0.0 ? 0.0 : (along > 1.0 ? 1.0 : along);
+    const vector3 off(a.x() - s * segment.d.x(), a.y() - s * segment.d.y(), a.z() - s * segment.d.z());
+    const double slack = 1e-12 * (dot(a, a) + dot(segment.d, segment.d));
+    return dot(off, off) - slack > segment.reach * segment.reach;
+}
+
+bool ConcentrationField::clearlyNotBeside(const vector3 &q, const Segment &segment, const Segment &before) {
+    // True only when the full test would certainly find q beside neither the segment's end planes nor
+    // the wedge it makes with the segment before: the same products, decided by their signs where the
+    // cosines are far from any rounding to 0. Anything in doubt (q on a plane or at the shared end, a
+    // value not finite) gives false, and the full test decides.
+    const vector3 a = q - segment.p0; // also q less the end of the segment before: the same point
+    const double alpha = dot(a, segment.t);
+    const double beta = dot(q - segment.p1, segment.t);
+    if (!(alpha * beta > 0.0)) {
+        return false;
+    }
+    const double betaBefore = dot(a, before.t);
+    const double floor = 1e-140 * (std::fabs(a.x()) + std::fabs(a.y()) + std::fabs(a.z()));
+    if (!(std::fabs(alpha) >= floor * segment.tLength) ||
+        !(std::fabs(betaBefore) >= floor * before.tLength)) {
+        return false;
+    }
+    return (alpha > 0.0) == (betaBefore > 0.0);
+}
 
 ConcentrationField::ConcentrationField() = default;
 
@@ -97,6 +135,9 @@ ConcentrationField::ConcentrationField(const Series &series, Rules rules, double
         segment.p1 = series.locations[i + 1];
         segment.t = series.velocities[i];
         segment.tLength = segment.t.norm();
+        segment.d = segment.p1 - segment.p0;
+        const double lengthSquared = dot(segment.d, segment.d);
+        segment.inverseLengthSquared = lengthSquared > 0.0 ? 1.0 / lengthSquared : 0.0;
         segment.r0 = series.radii[i];
         segment.r1 = series.radii[i + 1];
         segment.c0 = series.concentrations[i];
@@ -122,21 +163,30 @@ ConcentrationField::ConcentrationField(const Series &series, Rules rules, double
         segments_.push_back(segment);
     }
     const std::size_t blocks = (segments_.size() + blockSize - 1) / blockSize;
+    std::vector<vector3> low(blocks);
+    std::vector<vector3> high(blocks);
     for (std::size_t block = 0; block < blocks; ++block) {
         const std::size_t first = block * blockSize;
         const std::size_t last = std::min(first + blockSize, segments_.size());
-        vector3 low = segments_[first].nearLow;
-        vector3 high = segments_[first].nearHigh;
+        low[block] = segments_[first].nearLow;
+        high[block] = segments_[first].nearHigh;
         for (std::size_t i = first + 1; i < last; ++i) {
-            const Segment &segment = segments_[i];
-            low = vector3(lowerOrNaN(low.x(), segment.nearLow.x()), lowerOrNaN(low.y(), segment.nearLow.y()),
-                          lowerOrNaN(low.z(), segment.nearLow.z()));
-            high = vector3(higherOrNaN(high.x(), segment.nearHigh.x()),
-                           higherOrNaN(high.y(), segment.nearHigh.y()),
-                           higherOrNaN(high.z(), segment.nearHigh.z()));
+            low[block] = lowerOf(low[block], segments_[i].nearLow);
+            high[block] = higherOf(high[block], segments_[i].nearHigh);
         }
-        blockLow_.push_back(low);
-        blockHigh_.push_back(high);
+    }
+    // 3. A binary tree over the blocks: each level holds the unions of pairs of boxes of the level
+    //    below, up to a single box around the whole jet.
+    boxLevels_.push_back({std::move(low), std::move(high)});
+    while (boxLevels_.back().low.size() > 1) {
+        const BoxLevel &below = boxLevels_.back();
+        BoxLevel level;
+        for (std::size_t k = 0; k < below.low.size(); k += 2) {
+            const bool pair = k + 1 < below.low.size();
+            level.low.push_back(pair ? lowerOf(below.low[k], below.low[k + 1]) : below.low[k]);
+            level.high.push_back(pair ? higherOf(below.high[k], below.high[k + 1]) : below.high[k]);
+        }
+        boxLevels_.push_back(std::move(level));
     }
 }
 
@@ -166,9 +216,10 @@ double ConcentrationField::concentration(double x, double y, double z) const {
     //    normal to the jet, interpolate radius and centreline concentration there and apply the
     //    raised-cosine profile; keep the largest contribution.
     // 3. Report values below the cutoff as 0.
-    // Segments (and blocks of them) whose reach does not include the point cannot contribute, so they
-    // are passed over; whether a segment lies beside the point depends only on it and its predecessor,
-    // whose end-plane cosine is then worked out as the full loop would have. The answer is the same.
+    // Segments (and blocks of them, and the tree's boxes around those) whose reach does not include the
+    // point cannot contribute, so they are passed over; whether a segment lies beside the point depends only
+    // on it and its predecessor, whose end-plane cosine is then worked out as the full loop would have. The
+    // answer is the same.
     const vector3 q(x, y, z);
     if (segments_.empty() || (rules_ == Rules::asSpecified && rejectedQuickly(q))) {
         return 0.0;
@@ -176,14 +227,39 @@ double ConcentrationField::concentration(double x, double y, double z) const {
     double result = 0.0;
     double previousCosB = 0.0;
     std::size_t previousIndex = std::numeric_limits<std::size_t>::max(); // segment whose cosB is held
-    for (std::size_t block = 0; block < blockLow_.size(); ++block) {
-        if (outside(q, blockLow_[block], blockHigh_[block])) {
+    // The tree is walked depth first, left before right, so that segments are met in their own order.
+    struct Node {
+        std::size_t level;
+        std::size_t index;
+    };
+    Node pending[64]; // two per level at most; 64 levels would hold 2^66 segments
+    std::size_t top = 0;
+    pending[top++] = {boxLevels_.size() - 1, 0};
+    if (searchEverySegment) {
+        for (std::size_t i = 0; i < segments_.size(); ++i) {
+            previousCosB = contributeFromSegment(q, i, segments_[i], previousCosB, result);
+        }
+        top = 0;
+    }
+    while (top > 0) {
+        const Node node = pending[--top];
+        const BoxLevel &level = boxLevels_[node.level];
+        if (outside(q, level.low[node.index], level.high[node.index])) {
             continue;
         }
-        const std::size_t last = std::min((block + 1) * blockSize, segments_.size());
-        for (std::size_t i = block * blockSize; i < last; ++i) {
+        if (node.level > 0) {
+            const std::size_t left = 2 * node.index;
+            if (left + 1 < boxLevels_[node.level - 1].low.size()) {
+                pending[top++] = {node.level - 1, left + 1};
+            }
+            pending[top++] = {node.level - 1, left};
+            continue;
+        }
+        const std::size_t last = std::min((node.index + 1) * blockSize, segments_.size());
+        for (std::size_t i = node.index * blockSize; i < last; ++i) {
             const Segment &segment = segments_[i];
-            if (outside(q, segment.nearLow, segment.nearHigh)) {
+            if (outside(q, segment.nearLow, segment.nearHigh) || beyondReach(q, segment) ||
+                (i > 0 && clearlyNotBeside(q, segment, segments_[i - 1]))) {
                 continue;
             }
             if (i > 0 && previousIndex != i - 1) {

@@ -277,6 +277,61 @@ TEST(ConcentrationField, AThreadThatCannotStartEndsTheGridWithAnErrorAfterJoinin
                  std::logic_error);
 }
 
+TEST(ConcentrationField, PassingSegmentsOverNeverChangesAnAnswer) {
+    // Points beside every example's jet, on its steps, on the end planes of its segments and just off
+    // them, and scattered around it: the same bits whether segments are passed over or all searched.
+    struct Reset {
+        ~Reset() { ConcentrationField::searchEverySegment = false; }
+    } reset;
+    for (const char *name : {"choked_high_pressure", "horizontal_dense_release", "hot_stack_unstable",
+                             "vertical_buoyant_vent"}) {
+        JetModel model;
+        runExample(model, name);
+        const ConcentrationField field(model, Rules::exact, 0.0);
+        const auto &p = model.centrelineLocations();
+        const auto &v = model.centrelineVelocityVectors();
+        const auto &r = model.profileRadii();
+        std::vector<vector3> points;
+        for (std::size_t k = 0; k + 1 < p.size(); ++k) {
+            // A direction normal to the jet's velocity at the step: on the step's plane.
+            const vector3 side = cross(v[k], vector3(0.0, 0.0, 1.0)).norm() > 0.0
+                                     ? cross(v[k], vector3(0, 0, 1))
+                                     : vector3(1.0, 0.0, 0.0);
+            const vector3 unit = side * (1.0 / side.norm());
+            for (const double f : {0.0, 0.3, 0.99, 1.0, 1.01, 2.5}) {
+                points.push_back(p[k] + unit * (f * r[k]));
+                points.push_back(p[k] + unit * (f * r[k]) + v[k] * 1e-9);
+                points.push_back(p[k] + (p[k + 1] - p[k]) * 0.5 + vector3(0.0, 0.0, f * r[k]));
+            }
+        }
+        std::uint64_t state = 88172645463325252ull;
+        const auto uniform = [&state] {
+            state ^= state << 13;
+            state ^= state >> 7;
+            state ^= state << 17;
+            return static_cast<double>(state >> 11) / 9007199254740992.0;
+        };
+        for (int k = 0; k < 4000; ++k) {
+            const vector3 &near = p[static_cast<std::size_t>(uniform() * static_cast<double>(p.size() - 1))];
+            points.push_back(near + vector3(uniform() - 0.5, uniform() - 0.5, uniform() - 0.5) * 80.0);
+        }
+        std::vector<double> passed;
+        for (const vector3 &q : points) {
+            passed.push_back(field.concentration(q));
+        }
+        ConcentrationField::searchEverySegment = true;
+        int nonZero = 0;
+        for (std::size_t k = 0; k < points.size(); ++k) {
+            const double searched = field.concentration(points[k]);
+            ASSERT_EQ(std::memcmp(&searched, &passed[k], sizeof searched), 0)
+                << name << " point " << k << ": " << searched << " searched, " << passed[k] << " passed over";
+            nonZero += searched > 0.0;
+        }
+        ConcentrationField::searchEverySegment = false;
+        EXPECT_GT(nonZero, static_cast<int>(points.size() / 10)) << name;
+    }
+}
+
 TEST(ConcentrationField, GridAxesAreSpacedAsymmetrically) {
     // x includes its end; y and z stop one step short of theirs.
     EXPECT_EQ(ConcentrationField::gridCoordinate(0, 10, 1, 3, true), 5.0);

@@ -14,7 +14,7 @@ namespace ostreljet {
 
 class JetModel;
 
-// The concentration (mass fraction) around a jet, implied by the centreline series of one run.
+// The concentration (volume fraction) around a jet, implied by the centreline series of one run.
 // A field is immutable once built: any number of threads may query one field at once without a lock.
 // Values below the cutoff (normally the run's stopping concentration) are reported as 0.
 class OSTRELJET_EXPORT ConcentrationField {
@@ -33,7 +33,7 @@ public:
         std::span<const vector3> locations;     // centreline positions, m
         std::span<const vector3> velocities;    // jet velocity at each step, m/s; only the direction is used
         std::span<const double> radii;          // profile radii, m; their count is the number of steps
-        std::span<const double> concentrations; // centreline concentrations, mass fraction
+        std::span<const double> concentrations; // centreline concentrations, volume fraction
         double maxProfileRadius = 0.0;          // m, for the as-specified rejection
         double maxCentrelineHeight = 0.0;       // m, for the as-specified rejection
         vector3 wind;                           // m/s, for the as-specified rejection
@@ -83,6 +83,9 @@ public:
     // start fail as it does when the system has no thread left.
     static inline std::function<bool(unsigned)> threadStartHook;
 
+    // For tests: true makes every query search every segment in order, passing none over.
+    static inline bool searchEverySegment = false;
+
     // nx * ny * nz in 64 bits; negative when an odd number of counts is negative. A product beyond the
     // 64-bit range saturates at the largest (or smallest) 64-bit value, which no memory can hold.
     static std::int64_t gridPointCount(std::int32_t numberOfPointsX, std::int32_t numberOfPointsY,
@@ -94,26 +97,30 @@ public:
 private:
     // One segment of the centreline between two output steps, with what every point query needs of it.
     struct Segment {
-        vector3 p0;        // start, m
-        vector3 p1;        // end, m
-        vector3 t;         // jet velocity at the start, m/s; only its direction matters
-        double tLength;    // |t|, m/s
-        double r0, r1;     // profile radii at the ends, m
-        double c0, c1;     // centreline concentrations at the ends, mass fraction
-        double reach;      // a bound on the interpolated radius, m
-        vector3 low, high; // corners of the box spanned by p0 and p1, m
-        vector3 nearLow;   // the box grown by the reach on every side: no point outside it can receive
-        vector3 nearHigh;  // anything from this segment, m
+        vector3 p0;                  // start, m
+        vector3 p1;                  // end, m
+        vector3 t;                   // jet velocity at the start, m/s; only its direction matters
+        double tLength;              // |t|, m/s
+        double r0, r1;               // profile radii at the ends, m
+        double c0, c1;               // centreline concentrations at the ends, volume fraction
+        double reach;                // a bound on the interpolated radius, m
+        vector3 d;                   // p1 - p0, m
+        double inverseLengthSquared; // 1 / |d|^2 (0 for a segment of no length), 1/m^2
+        vector3 low, high;           // corners of the box spanned by p0 and p1, m
+        vector3 nearLow;  // the box grown by the reach on every side: no point outside it can receive
+        vector3 nearHigh; // anything from this segment, m
     };
     static constexpr std::size_t blockSize = 16; // segments per block box
 
     bool rejectedQuickly(const vector3 &q) const;
+    static bool beyondReach(const vector3 &q, const Segment &segment);
+    static bool clearlyNotBeside(const vector3 &q, const Segment &segment, const Segment &before);
     static double contributeFromSegment(const vector3 &q, std::size_t i, const Segment &segment,
                                         double previousCosB, double &result);
     static double sampleSegment(const vector3 &q, const vector3 &a, const Segment &segment);
 
     Rules rules_ = Rules::exact;
-    double cutoff_ = 0.0;              // mass fraction; smaller values are reported as 0
+    double cutoff_ = 0.0;              // volume fraction; smaller values are reported as 0
     double maxProfileRadius_ = 0.0;    // m
     double maxCentrelineHeight_ = 0.0; // m
     double windX_ = 0.0;               // m/s
@@ -123,8 +130,13 @@ private:
     bool fromModel_ = false;           // built from a model, whose results revision follows
     std::uint64_t resultsRevision_ = 0;
     std::vector<Segment> segments_;
-    std::vector<vector3> blockLow_;  // m
-    std::vector<vector3> blockHigh_; // m
+    // Boxes around blocks of segments (level 0) and around pairs of the boxes below (each level up),
+    // ending in one box around the whole jet.
+    struct BoxLevel {
+        std::vector<vector3> low;  // m
+        std::vector<vector3> high; // m
+    };
+    std::vector<BoxLevel> boxLevels_;
 };
 
 } // namespace ostreljet

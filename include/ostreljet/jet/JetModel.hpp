@@ -235,7 +235,7 @@ private:
     double sourceMolecularWeight_ = 0.0;   // kg/mol
     double sourceSpecificHeatRatio_ = 0.0; // -
     std::int32_t timeAveraging_ = SHORT_TIME_AVERAGING;
-    double stoppingConcentration_ = 0.0; // mass fraction
+    double stoppingConcentration_ = 0.0; // volume fraction
     double stackBearing_ = 0.0;          // degrees from +y towards +x
 
     Atmosphere atmosphere_;
