@@ -186,9 +186,8 @@ void requireAbsolute(const std::filesystem::path &file) {
     }
 }
 
-} // namespace
-
-Registry::FileLock::FileLock(const std::filesystem::path &file) {
+// Refuses a relative registry path, and makes the folder that holds the file.
+void requireFolderOf(const std::filesystem::path &file) {
     requireAbsolute(file);
     const std::filesystem::path folder = file.parent_path();
     std::error_code ec;
@@ -196,6 +195,12 @@ Registry::FileLock::FileLock(const std::filesystem::path &file) {
     if (ec) {
         throw RegistryError("cannot create the folder " + folder.string() + ": " + ec.message());
     }
+}
+
+} // namespace
+
+Registry::FileLock::FileLock(const std::filesystem::path &file) {
+    requireFolderOf(file);
     const std::string lockFile = file.string() + ".lock";
     fd_ = ::open(lockFile.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666);
     if (fd_ < 0) {
@@ -433,13 +438,7 @@ Registry Registry::load(const std::filesystem::path &file) {
 }
 
 void Registry::save(const std::filesystem::path &file) const {
-    requireAbsolute(file);
-    const std::filesystem::path folder = file.parent_path();
-    std::error_code ec;
-    std::filesystem::create_directories(folder, ec);
-    if (ec) {
-        throw RegistryError("cannot create the folder " + folder.string() + ": " + ec.message());
-    }
+    requireFolderOf(file);
     const std::string text = toText();
     try {
         io::SafeFile::write(file, [&](std::FILE *out) { std::fwrite(text.data(), 1, text.size(), out); });
