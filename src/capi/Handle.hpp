@@ -1,0 +1,90 @@
+// What the parts of the C API share: the model handle, the thread's last error and the one translator
+// of exceptions into statuses.
+#pragma once
+
+#include "ostreljet/ostreljet.h"
+
+#include "ostreljet/io/ConcentrationUnit.hpp"
+#include "ostreljet/jet/ConcentrationField.hpp"
+#include "ostreljet/jet/JetModel.hpp"
+#include "ostreljet/jet/RunSummary.hpp"
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <optional>
+#include <string>
+#include <vector>
+
+// A summary kept on the handle with the unit and the level texts it was asked for.
+struct KeptSummary {
+    ostreljet::RunSummary summary;
+    ostreljet::ConcentrationUnit unit;
+    std::vector<std::string> levelTexts; // as written, or as the defaults name them
+    std::vector<double> levelValues;     // in `unit`
+    double groundMaximum;                // in `unit`, at the ground maximum's location; NaN when absent
+};
+
+struct ostreljet_model {
+    ostreljet::JetModel model;
+    std::string gas; // the gas of the table that the source properties came from; "" when none named
+    bool hasRun = false;
+    bool inputsAccepted = false;
+    ostreljet::RunSummary::Ending ending = ostreljet::RunSummary::Ending::other;
+    std::optional<std::string> endMessage;
+    std::vector<ostreljet::MessageSeverity> severities; // of the last run's messages, in order
+    std::optional<KeptSummary> summary;
+    // The exact concentration field of the last run, built on the first query after a change; queries
+    // from several threads share it.
+    mutable std::mutex fieldMutex;
+    mutable std::shared_ptr<const ostreljet::ConcentrationField> field;
+
+    std::shared_ptr<const ostreljet::ConcentrationField> currentField() const {
+        const std::lock_guard<std::mutex> lock(fieldMutex);
+        if (!field || !field->isCurrentFor(model, model.stoppingConcentration())) {
+            field = std::make_shared<const ostreljet::ConcentrationField>(
+                model, ostreljet::ConcentrationField::Rules::exact);
+        }
+        return field;
+    }
+};
+
+namespace ostreljet::capi {
+
+// Whether models of the C API echo their once-only notices to standard output; off until a host turns
+// it on. Each model applies it to its own message list, so a component in the same process keeps
+// echoing as it always does.
+inline std::atomic<bool> echoOn{false};
+
+inline thread_local std::string lastError;
+
+inline constexpr int unknownName = OSTRELJET_UNKNOWN_NAME;
+inline constexpr int invalidArgument = OSTRELJET_INVALID_ARGUMENT;
+inline constexpr int internalFailure = OSTRELJET_INTERNAL_ERROR;
+
+// Runs one API body; every exception becomes the status `failure` and the thread's last error.
+template <typename Result, typename Body> Result guarded(Result failure, Body &&body) noexcept {
+    try {
+        return body();
+    } catch (const std::bad_alloc &) {
+        lastError = "out of memory";
+    } catch (const std::exception &e) {
+        lastError = e.what();
+    } catch (...) {
+        lastError = "unknown internal error";
+    }
+    return failure;
+}
+
+// "nx x ny x nz", for messages about a grid.
+inline std::string gridSize(int nx, int ny, int nz) {
+    return std::to_string(nx) + " x " + std::to_string(ny) + " x " + std::to_string(nz);
+}
+
+template <typename Result> Result fail(Result status, std::string message) {
+    lastError = std::move(message);
+    return status;
+}
+
+} // namespace ostreljet::capi
