@@ -158,10 +158,29 @@ public:
             outside *= 2.0;
         }
         for (int k = 0; k < rayBisections; ++k) {
+            if (!couldWiden(origin + inside * e, origin + outside * e)) {
+                return;
+            }
             const double middle = 0.5 * (inside + outside);
             (above(origin + middle * e) ? inside : outside) = middle;
         }
         include(origin + inside * e);
+    }
+
+    // Whether a point between a and b could still move the farthest extent or the greatest half-width:
+    // downwind distance and crosswind offset are linear along the line, so their values at the ends
+    // bound them; the margin covers rounding many times over. A point that cannot widen the region
+    // leaves both answers as they are, so its search may stop.
+    bool couldWiden(const Point &a, const Point &b) const {
+        if (!farthest_ || !halfWidth_) {
+            return true;
+        }
+        const double da = frame_.downwind(a);
+        const double db = frame_.downwind(b);
+        const double ca = std::fabs(frame_.crosswind(a));
+        const double cb = std::fabs(frame_.crosswind(b));
+        const double margin = 1e-9 * (std::fabs(da) + std::fabs(db) + ca + cb + 1.0);
+        return std::max(da, db) + margin >= *farthest_ || std::max(ca, cb) + margin >= *halfWidth_;
     }
 
     // Between a point above the level and one below it on a straight line: the farthest point above it.
@@ -219,7 +238,9 @@ void searchRegion(const Series &series, RegionSearch &search) {
     for (std::size_t i = 0; i < n; ++i) {
         above[i] = search.above(series.location[i]);
     }
-    for (std::size_t i = 0; i < n; ++i) {
+    // The answers are maxima, so the order of the searches does not matter; from the last step back, the
+    // far end of the region is known early and most rays can stop soon (see couldWiden).
+    for (std::size_t i = n; i-- > 0;) {
         if (!above[i]) {
             continue;
         }
