@@ -4,7 +4,9 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <new>
 #include <string>
@@ -39,24 +41,64 @@ void operator delete(void *p, std::size_t) noexcept {
 
 namespace {
 
-// Counts the integrator's internal steps and the evaluations of the jet equations.
+// Counts the integrator's internal steps and the evaluations of the jet equations, the time spent in
+// them, and the states at which the derivatives were asked for.
 class CountingJetModel : public ostreljet::JetModel {
 public:
-    long steps = 0;       // integrator calls of the last run
-    long derivatives = 0; // derivative evaluations of the last run
-    long roots = 0;       // stopping-function evaluations of the last run
+    using clock = std::chrono::steady_clock;
+    long steps = 0;               // integrator calls of the last run
+    long derivatives = 0;         // derivative evaluations of the last run
+    long roots = 0;               // stopping-function evaluations of the last run
+    double callbackSeconds = 0.0; // s, inside the three calls below during the last run
+    bool recording = false;       // time the three calls below, and keep the derivative evaluations' states
+    struct State {
+        double t;
+        double y[9];
+    };
+    std::vector<State> states; // of the recorded run's derivative evaluations
 
     void calculateDerivatives(double t, const double *y, double *ydot) override {
         ++derivatives;
-        JetModel::calculateDerivatives(t, y, ydot);
+        if (recording) {
+            State state{t, {}};
+            std::copy(y, y + 9, state.y);
+            states.push_back(state);
+        }
+        timed([&] { JetModel::calculateDerivatives(t, y, ydot); });
     }
     double calculateRootFunction(double t, const double *y, int iroot) override {
         ++roots;
-        return JetModel::calculateRootFunction(t, y, iroot);
+        double g = 0.0;
+        timed([&] { g = JetModel::calculateRootFunction(t, y, iroot); });
+        return g;
     }
     void afterStep() override {
         ++steps;
-        JetModel::afterStep();
+        timed([&] { JetModel::afterStep(); });
+    }
+
+    template <typename Call> void timed(Call &&call) {
+        if (!recording) {
+            call();
+            return;
+        }
+        const auto t0 = clock::now();
+        call();
+        callbackSeconds += std::chrono::duration<double>(clock::now() - t0).count();
+    }
+
+    // Mean time of the recorded derivative evaluations made again one after another, alone, s.
+    double replaySeconds() {
+        double ydot[9];
+        const int rounds = 20;
+        const auto t0 = clock::now();
+        for (int r = 0; r < rounds; ++r) {
+            for (const State &state : states) {
+                JetModel::calculateDerivatives(state.t, state.y, ydot);
+                benchmark::DoNotOptimize(ydot);
+            }
+        }
+        return std::chrono::duration<double>(clock::now() - t0).count() / rounds;
     }
 };
 
@@ -82,6 +124,40 @@ void runExample(benchmark::State &state, const char *file,
         allocations = heapAllocations.load() - before;
         benchmark::DoNotOptimize(ok);
     }
+    // The floor of a run: its derivative evaluations made alone, one of them again per output step for
+    // that step's centreline solve, and the integrator's own work: the run less the time in the model's
+    // calls (measured in a timed run, less the cost of reading the clock).
+    using clock = CountingJetModel::clock;
+    const int untimedRuns = 20;
+    auto t0 = clock::now();
+    for (int r = 0; r < untimedRuns; ++r) {
+        model.runModel();
+    }
+    const double oneRun = std::chrono::duration<double>(clock::now() - t0).count() / untimedRuns;
+    const int clockReads = 100000;
+    t0 = clock::now();
+    for (int r = 0; r < clockReads; ++r) {
+        benchmark::DoNotOptimize(clock::now());
+    }
+    const double clockRead = std::chrono::duration<double>(clock::now() - t0).count() / clockReads;
+    model.derivatives = 0;
+    model.roots = 0;
+    model.steps = 0;
+    model.callbackSeconds = 0.0;
+    model.recording = true;
+    model.states.clear();
+    model.runModel();
+    model.recording = false;
+    const double calls = static_cast<double>(model.derivatives + model.roots + model.steps);
+    const double inModel = model.callbackSeconds - calls * clockRead;
+    const double derivativesAlone = model.replaySeconds();
+    const double perEvaluation = derivativesAlone / static_cast<double>(model.states.size());
+    const double integratorOwn = oneRun - inModel;
+    const double floor = derivativesAlone + perEvaluation * model.numberOfOutputSteps() + integratorOwn;
+    state.counters["floorUs"] = floor * 1e6;
+    state.counters["derivativeUs"] = perEvaluation * 1e6;
+    state.counters["integratorUs"] = integratorOwn * 1e6;
+    state.counters["runOverFloor"] = oneRun / floor;
     state.counters["rootFunctions"] = static_cast<double>(model.roots);
     state.counters["centrelineSolves"] = static_cast<double>(model.centrelineSolves());
     state.counters["residuals"] = static_cast<double>(model.residualEvaluations());
