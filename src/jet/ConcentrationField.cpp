@@ -177,7 +177,7 @@ ConcentrationField::ConcentrationField(const Series &series, Rules rules, double
     }
     // 3. A binary tree over the blocks: each level holds the unions of pairs of boxes of the level
     //    below, up to a single box around the whole jet.
-    boxLevels_.push_back({std::move(low), std::move(high)});
+    boxLevels_.push_back({std::move(low), std::move(high), {}});
     while (boxLevels_.back().low.size() > 1) {
         const BoxLevel &below = boxLevels_.back();
         BoxLevel level;
@@ -188,6 +188,65 @@ ConcentrationField::ConcentrationField(const Series &series, Rules rules, double
         }
         boxLevels_.push_back(std::move(level));
     }
+    // 4. Per box of the tree, the fan of its segments' end planes (see Fan).
+    for (std::size_t l = 0; l < boxLevels_.size(); ++l) {
+        const std::size_t span = blockSize << l; // segments under one box of this level
+        BoxLevel &level = boxLevels_[l];
+        for (std::size_t k = 0; k < level.low.size(); ++k) {
+            level.fans.push_back(fanOf(k * span, std::min((k + 1) * span, segments_.size())));
+        }
+    }
+}
+
+ConcentrationField::Fan ConcentrationField::fanOf(std::size_t first, std::size_t last) const {
+    // Centre and radius of a sphere around the ends of the segments, the mean direction of their
+    // velocities and the farthest any of those directions strays from it. A segment of no velocity, or
+    // anything not finite, leaves the fan unusable.
+    Fan fan;
+    vector3 low = segments_[first].low;
+    vector3 high = segments_[first].high;
+    vector3 sum(0.0, 0.0, 0.0);
+    for (std::size_t i = first; i < last; ++i) {
+        const Segment &segment = segments_[i];
+        if (!(segment.tLength > 0.0) || !std::isfinite(segment.tLength)) {
+            return fan;
+        }
+        low = lowerOf(low, segment.low);
+        high = higherOf(high, segment.high);
+        sum += segment.t * (1.0 / segment.tLength);
+    }
+    const double sumLength = sum.norm();
+    if (!(sumLength > 0.0) || !std::isfinite(sumLength)) {
+        return fan;
+    }
+    fan.centre = (low + high) * 0.5;
+    fan.axis = sum * (1.0 / sumLength);
+    for (std::size_t i = first; i < last; ++i) {
+        const Segment &segment = segments_[i];
+        fan.radius =
+            std::max({fan.radius, (segment.p0 - fan.centre).norm(), (segment.p1 - fan.centre).norm()});
+        fan.spread = std::max(fan.spread, (segment.t * (1.0 / segment.tLength) - fan.axis).norm());
+    }
+    fan.usable = std::isfinite(fan.radius) && std::isfinite(fan.spread) && std::isfinite(fan.centre.x()) &&
+                 std::isfinite(fan.centre.y()) && std::isfinite(fan.centre.z());
+    return fan;
+}
+
+bool ConcentrationField::Fan::allOnOneSide(const vector3 &q) const {
+    // For a unit velocity within `spread` of the axis and an end within `radius` of the centre, the
+    // distance of q ahead of that end's plane lies within along +- (|q - centre| spread + radius). When
+    // that whole interval is clear of 0 by more than rounding could move it, q is ahead of every plane
+    // or behind every one.
+    if (!usable) {
+        return false;
+    }
+    const vector3 d = q - centre;
+    const double along = dot(d, axis);
+    const double distance = d.norm();
+    const double slack = distance * spread + radius;
+    const double margin = 1e-9 * (distance + radius + std::fabs(centre.x()) + std::fabs(centre.y()) +
+                                  std::fabs(centre.z()) + 1.0);
+    return along - slack > margin || along + slack < -margin;
 }
 
 bool ConcentrationField::rejectedQuickly(const vector3 &q) const {
@@ -227,6 +286,20 @@ double ConcentrationField::concentration(double x, double y, double z) const {
     double result = 0.0;
     double previousCosB = 0.0;
     std::size_t previousIndex = std::numeric_limits<std::size_t>::max(); // segment whose cosB is held
+    auto visit = [&](std::size_t i) {
+        const Segment &segment = segments_[i];
+        if (outside(q, segment.nearLow, segment.nearHigh) || beyondReach(q, segment) ||
+            (i > 0 && clearlyNotBeside(q, segment, segments_[i - 1]))) {
+            return;
+        }
+        if (i > 0 && previousIndex != i - 1) {
+            const Segment &before = segments_[i - 1];
+            const vector3 b = q - before.p1;
+            previousCosB = dot(b, before.t) / (before.tLength * b.norm());
+        }
+        previousCosB = contributeFromSegment(q, i, segment, previousCosB, result);
+        previousIndex = i;
+    };
     // The tree is walked depth first, left before right, so that segments are met in their own order.
     struct Node {
         std::size_t level;
@@ -247,6 +320,12 @@ double ConcentrationField::concentration(double x, double y, double z) const {
         if (outside(q, level.low[node.index], level.high[node.index])) {
             continue;
         }
+        if (level.fans[node.index].allOnOneSide(q)) {
+            // Ahead of every end plane of these segments, or behind every one: none of them has q between
+            // its planes, and none but the first can have it in the wedge with the segment before.
+            visit(node.index * (blockSize << node.level));
+            continue;
+        }
         if (node.level > 0) {
             const std::size_t left = 2 * node.index;
             if (left + 1 < boxLevels_[node.level - 1].low.size()) {
@@ -257,19 +336,7 @@ double ConcentrationField::concentration(double x, double y, double z) const {
         }
         const std::size_t last = std::min((node.index + 1) * blockSize, segments_.size());
         for (std::size_t i = node.index * blockSize; i < last; ++i) {
-            const Segment &segment = segments_[i];
-            if (outside(q, segment.nearLow, segment.nearHigh) || beyondReach(q, segment) ||
-                (i > 0 && clearlyNotBeside(q, segment, segments_[i - 1]))) {
-                continue;
-            }
-            if (i > 0 && previousIndex != i - 1) {
-                const Segment &before = segments_[i - 1];
-                const vector3 b = q - before.p1;
-                previousCosB = dot(b, before.t) / (before.tLength * b.norm());
-            }
-            const double cosB = contributeFromSegment(q, i, segment, previousCosB, result);
-            previousCosB = cosB;
-            previousIndex = i;
+            visit(i);
         }
     }
     if (cutoff_ > result) {

@@ -332,6 +332,62 @@ TEST(ConcentrationField, PassingSegmentsOverNeverChangesAnAnswer) {
     }
 }
 
+TEST(ConcentrationField, PassingSegmentsOverBesideAJetOfManyShortSteps) {
+    // The hot stack's centreline with every step cut into 24 (about 7,000 segments, many of them within
+    // reach of each point): the fans of end planes pass most over, and the answers stay the same.
+    struct Reset {
+        ~Reset() { ConcentrationField::searchEverySegment = false; }
+    } reset;
+    JetModel model;
+    runExample(model, "hot_stack_unstable");
+    const auto &p = model.centrelineLocations();
+    const auto &v = model.centrelineVelocityVectors();
+    const auto &r = model.profileRadii();
+    const auto &c = model.centrelineConcentrations();
+    std::vector<vector3> locations, velocities;
+    std::vector<double> radii, concentrations;
+    for (std::size_t k = 0; k + 1 < p.size(); ++k) {
+        for (int j = 0; j < 24; ++j) {
+            const double s = j / 24.0;
+            locations.push_back(p[k] + (p[k + 1] - p[k]) * s);
+            velocities.push_back(v[k] + (v[k + 1] - v[k]) * s);
+            radii.push_back(r[k] + (r[k + 1] - r[k]) * s);
+            concentrations.push_back(c[k] + (c[k + 1] - c[k]) * s);
+        }
+    }
+    ConcentrationField::Series series = ConcentrationField::seriesOf(model);
+    series.locations = locations;
+    series.velocities = velocities;
+    series.radii = radii;
+    series.concentrations = concentrations;
+    const ConcentrationField field(series, Rules::exact, 0.0);
+    std::uint64_t state = 2463534242ull;
+    const auto uniform = [&state] {
+        state ^= state << 13;
+        state ^= state >> 7;
+        state ^= state << 17;
+        return static_cast<double>(state >> 11) / 9007199254740992.0;
+    };
+    int nonZero = 0;
+    for (int k = 0; k < 3000; ++k) {
+        const std::size_t at =
+            static_cast<std::size_t>(uniform() * static_cast<double>(locations.size() - 1));
+        // On a step exactly, on its plane, or scattered within two radii.
+        const double spread = 2.0 * radii[at];
+        const vector3 q = k % 3 == 0
+                              ? locations[at]
+                              : locations[at] + vector3(uniform() - 0.5, uniform() - 0.5, uniform() - 0.5) *
+                                                    (k % 3 == 1 ? 1e-9 : spread);
+        const double passed = field.concentration(q);
+        ConcentrationField::searchEverySegment = true;
+        const double searched = field.concentration(q);
+        ConcentrationField::searchEverySegment = false;
+        ASSERT_EQ(std::memcmp(&searched, &passed, sizeof searched), 0) << "point " << k;
+        nonZero += searched > 0.0;
+    }
+    EXPECT_GT(nonZero, 1000);
+}
+
 TEST(ConcentrationField, GridAxesAreSpacedAsymmetrically) {
     // x includes its end; y and z stop one step short of theirs.
     EXPECT_EQ(ConcentrationField::gridCoordinate(0, 10, 1, 3, true), 5.0);

@@ -132,11 +132,24 @@ private:
     std::vector<Segment> segments_;
     // Boxes around blocks of segments (level 0) and around pairs of the boxes below (each level up),
     // ending in one box around the whole jet.
+    // The end planes of a run of segments (each normal to the segment's velocity, through each end),
+    // bounded so that a point ahead of all of them, or behind all of them, is known at once.
+    struct Fan {
+        bool usable = false; // false when a velocity is 0 or anything is not finite
+        vector3 centre;      // of a sphere holding every end, m
+        double radius = 0.0; // of that sphere, m
+        vector3 axis;        // mean unit velocity
+        double spread = 0.0; // largest distance of a unit velocity from the axis
+        bool allOnOneSide(const vector3 &q) const;
+    };
     struct BoxLevel {
         std::vector<vector3> low;  // m
         std::vector<vector3> high; // m
+        std::vector<Fan> fans;     // of the segments under each box
     };
     std::vector<BoxLevel> boxLevels_;
+
+    Fan fanOf(std::size_t first, std::size_t last) const;
 };
 
 } // namespace ostreljet
