@@ -119,3 +119,23 @@ TEST(BatchLimits, ARunThatReachesItsTimeLimitIsRecorded) {
 
     EXPECT_NE(cli({"batch", input, "-o", folder.file("bad.jsonl"), "--max-seconds", "0"}).exitStatus, 0);
 }
+
+TEST(BatchLimits, AWorkerThreadThatCannotStartEndsTheBatchWithStatusTwo) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the address sanitizer reserves more address space than the limit leaves";
+#endif
+    // 500 runs on as many workers in 400 MB of address space: the stacks run out after some dozens.
+    TemporaryFolder folder;
+    nlohmann::ordered_json line;
+    line["base"] = nlohmann::ordered_json::parse(readText(example("vertical_buoyant_vent.json")));
+    line["vary"]["referenceWindSpeed"] = {2, 3, 4, 5, 6, 7, 8, 9, 10, 11};
+    line["vary"]["massFlowrate"] = {0.5, 1, 1.5, 2, 2.5, 3, 3.5, 4, 4.5, 5};
+    line["vary"]["stackHeight"] = {10, 15, 20, 25, 30};
+    const std::string input = folder.write("in.jsonl", line.dump() + "\n");
+    const CommandResult result =
+        cli({"batch", input, "-o", folder.file("out.jsonl"), "--jobs", "4096"}, 400u << 20);
+    EXPECT_EQ(result.exitStatus, 2) << result.err;
+    EXPECT_EQ(result.err.rfind("ostreljet: error: cannot start worker thread ", 0), 0u) << result.err;
+    EXPECT_NE(result.err.find(" of 500: Resource temporarily unavailable"), std::string::npos) << result.err;
+    EXPECT_EQ(folder.entries(), std::set<std::string>{"in.jsonl"});
+}

@@ -13,6 +13,7 @@
 #include <stdexcept>
 #include <stdlib.h>
 #include <string>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -25,8 +26,9 @@ struct CommandResult {
     std::string err;
 };
 
-// Forks and executes the tool (no shell) with its standard output and error on these descriptors.
-inline pid_t spawn(const std::vector<std::string> &arguments, int outFd, int errFd) {
+// Forks and executes the tool (no shell) with its standard output and error on these descriptors, and
+// its address space limited to `addressSpace` bytes when that is not 0.
+inline pid_t spawn(const std::vector<std::string> &arguments, int outFd, int errFd, rlim_t addressSpace = 0) {
     std::vector<std::string> strings{OSTRELJET_CLI_PATH};
     strings.insert(strings.end(), arguments.begin(), arguments.end());
     std::vector<char *> argv;
@@ -38,6 +40,10 @@ inline pid_t spawn(const std::vector<std::string> &arguments, int outFd, int err
     if (pid == 0) {
         dup2(outFd, STDOUT_FILENO);
         dup2(errFd, STDERR_FILENO);
+        if (addressSpace != 0) {
+            const rlimit limit{addressSpace, addressSpace};
+            setrlimit(RLIMIT_AS, &limit);
+        }
         execv(argv[0], argv.data());
         _exit(127);
     }
@@ -59,11 +65,11 @@ inline std::string readText(const std::string &path) {
 }
 
 // Runs the tool to its end. The streams go to unnamed temporary files, which never fill up like pipes.
-inline CommandResult cli(const std::vector<std::string> &arguments) {
+inline CommandResult cli(const std::vector<std::string> &arguments, rlim_t addressSpace = 0) {
     std::FILE *out = std::tmpfile();
     std::FILE *err = std::tmpfile();
     int status = 0;
-    EXPECT_GT(waitpid(spawn(arguments, fileno(out), fileno(err)), &status, 0), 0);
+    EXPECT_GT(waitpid(spawn(arguments, fileno(out), fileno(err), addressSpace), &status, 0), 0);
     const CommandResult result{WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status),
                                readText("/dev/fd/" + std::to_string(fileno(out))),
                                readText("/dev/fd/" + std::to_string(fileno(err)))};
