@@ -34,10 +34,6 @@ void Atmosphere::setLocation(const vector3 &p) {
     eddyDiffusivity_ = localEddyDiffusivity_;
 }
 
-const vector3 &Atmosphere::location() const {
-    return location_;
-}
-
 void Atmosphere::setReferenceTemperature(double temperature) {
     referenceTemperature_ = temperature;
     setTemperature(temperature);
@@ -85,12 +81,6 @@ std::int32_t Atmosphere::pasquillStability() const {
 double Atmosphere::surfaceRoughness() const {
     return surfaceRoughness_;
 }
-double Atmosphere::molecularWeight() const {
-    return molecularWeight_;
-}
-double Atmosphere::pressure() const {
-    return pressure_;
-}
 double Atmosphere::referenceWindSpeed() const {
     return referenceWindSpeed_;
 }
@@ -102,12 +92,6 @@ double Atmosphere::referenceTemperature() const {
 }
 double Atmosphere::referenceWindBearing() const {
     return referenceWindBearing_;
-}
-double Atmosphere::eddyDiffusivity() const {
-    return eddyDiffusivity_;
-}
-double Atmosphere::boundaryLayerHeight() const {
-    return boundaryLayerHeight_;
 }
 
 double Atmosphere::windSpeedAt(double z) {

@@ -15,21 +15,4 @@ void JetGas::reset() {
     radius_ = 0.0;
 }
 
-void JetGas::setSource(const Gas &gas) {
-    source_ = gas;
-}
-Gas &JetGas::source() {
-    return source_;
-}
-const Gas &JetGas::source() const {
-    return source_;
-}
-
-void JetGas::setRadius(double radius) {
-    radius_ = radius;
-}
-double JetGas::radius() const {
-    return radius_;
-}
-
 } // namespace ostreljet

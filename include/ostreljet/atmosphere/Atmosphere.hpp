@@ -21,7 +21,7 @@ public:
     // Moves to p and evaluates the wind vector, temperature, density and eddy diffusivity there; the
     // values of the last height are reused when p is at that height and no input has changed since.
     void setLocation(const vector3 &p);
-    const vector3 &location() const;
+    const vector3 &location() const { return location_; }
 
     // These store their value and rebuild the profile from all stored inputs.
     void setReferenceTemperature(double temperature); // also becomes the temperature of the air
@@ -37,14 +37,14 @@ public:
 
     std::int32_t pasquillStability() const;
     double surfaceRoughness() const;
-    double molecularWeight() const;
-    double pressure() const;
+    double molecularWeight() const { return molecularWeight_; }
+    double pressure() const { return pressure_; }
     double referenceWindSpeed() const;
     double referenceWindHeight() const;
     double referenceTemperature() const;
     double referenceWindBearing() const;
-    double eddyDiffusivity() const; // at the current location
-    double boundaryLayerHeight() const;
+    double eddyDiffusivity() const { return eddyDiffusivity_; } // at the current location
+    double boundaryLayerHeight() const { return boundaryLayerHeight_; }
 
     // The air at the current location.
     using Gas::density;

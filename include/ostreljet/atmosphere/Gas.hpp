@@ -12,20 +12,21 @@ class OSTRELJET_EXPORT Gas {
 public:
     Gas();
 
-    void setDensity(double density);
-    double density() const;
-    void setTemperature(double temperature);
-    double temperature() const;
-    void setSpecificHeat(double specificHeat);
-    double specificHeat() const;
-    void setMassFraction(double massFraction);
-    double massFraction() const;
+    // The accessors are defined here so that the jet's inner loops inline them.
+    void setDensity(double density) { density_ = density; }
+    double density() const { return density_; }
+    void setTemperature(double temperature) { temperature_ = temperature; }
+    double temperature() const { return temperature_; }
+    void setSpecificHeat(double specificHeat) { specificHeat_ = specificHeat; }
+    double specificHeat() const { return specificHeat_; }
+    void setMassFraction(double massFraction) { massFraction_ = massFraction; }
+    double massFraction() const { return massFraction_; }
 
-    // Copies the elements of v (resizing to its length); later changes to v do not reach this gas.
-    void setVelocity(const vector3 &v);
+    // Copies the elements of v; later changes to v do not reach this gas.
+    void setVelocity(const vector3 &v) { velocity_ = v; }
     // The stored velocity itself, so that callers read and write its components in place.
-    vector3 &velocity();
-    const vector3 &velocity() const;
+    vector3 &velocity() { return velocity_; }
+    const vector3 &velocity() const { return velocity_; }
 
 private:
     double density_ = 0.0;      // kg/m3

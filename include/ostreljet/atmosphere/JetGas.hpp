@@ -15,12 +15,12 @@ public:
     // Returns the jet to its starting state; the source gas, which carries user inputs, is kept.
     void reset();
 
-    void setSource(const Gas &gas);
-    Gas &source();
-    const Gas &source() const;
+    void setSource(const Gas &gas) { source_ = gas; }
+    Gas &source() { return source_; }
+    const Gas &source() const { return source_; }
 
-    void setRadius(double radius);
-    double radius() const;
+    void setRadius(double radius) { radius_ = radius; }
+    double radius() const { return radius_; }
 
     Gas current; // the jet's gas at its present point
 

@@ -40,7 +40,14 @@ public:
     }
 
     // This vector divided by its length; a zero vector is returned unchanged.
-    vector3 unit() const;
+    vector3 unit() const {
+        const double length = norm();
+        vector3 result(*this);
+        if (length > 0.0) {
+            result /= length;
+        }
+        return result;
+    }
 
     constexpr vector3 &operator+=(const vector3 &other) {
         data[0] += other.data[0];
@@ -68,8 +75,12 @@ public:
     }
 };
 
-// The right-handed cross product a x b.
-OSTRELJET_EXPORT vector3 cross(const vector3 &a, const vector3 &b);
+// The right-handed cross product a x b. The y component is formed as the negated difference, exactly as
+// the model was written.
+constexpr vector3 cross(const vector3 &a, const vector3 &b) {
+    return vector3(a.y() * b.z() - a.z() * b.y(), -(a.x() * b.z() - b.x() * a.z()),
+                   a.x() * b.y() - a.y() * b.x());
+}
 
 constexpr vector3 operator+(const vector3 &a, const vector3 &b) {
     return vector3(a.x() + b.x(), a.y() + b.y(), a.z() + b.z());
