@@ -96,6 +96,7 @@ void JetModel::resetModel() {
     centrelineToMeanRatio_ = 2.8;
     stateCache_.valid = false;
     stateIsCached_ = false;
+    centrelineRecall_.valid = false;
     centrelineSolves_ = 0;
     residualEvaluations_ = 0;
     derivativeEvaluations_ = 0;
@@ -266,6 +267,7 @@ void JetModel::updateJetState(const double *y) {
                                (minusPiG * b * b * (rho - atmosphere_.density()) - e * u.z()) / m);
     radiusOfCurvature_ = std::pow(speed, 3.0) / cross(u, acceleration).norm();
 
+    ++stateGeneration_;
     std::memcpy(stateCache_.y, y, sizeof stateCache_.y);
     stateCache_.entrainmentRate = entrainmentRate_;
     stateCache_.gas = gas;
@@ -460,6 +462,7 @@ void JetModel::setInitialConditions(double *t0, double *y0) {
     current.setMassFraction(source.massFraction());
     jetGas_.setRadius(sourceRadius_);
     stateIsCached_ = false;
+    centrelineRecall_.valid = false;
 
     *t0 = 0.0;
     calculateEntrainment(*t0);
@@ -640,16 +643,55 @@ void JetModel::calculateCentrelineProperties() {
 
     const double mRadius = (fc > 1.0 && dm < 0.0) ? ma : mc;
     const double z = 0.5 * up * mRadius - k1 * up * fc * dm + k4 * du * mRadius - k3 * du * fc * dm;
-    const double rp = std::sqrt(b * b * rho * speed * gasConstant * tc * mRadius / (2.0 * ma * pa * z));
-    profileRadiusValue_ = rp;
+    profileRadiusValue_ = std::sqrt(b * b * rho * speed * gasConstant * tc * mRadius / (2.0 * ma * pa * z));
 
-    if (rp > radiusOfCurvature_) {
+    warnIfBendingTooSharply();
+}
+
+void JetModel::warnIfBendingTooSharply() {
+    if (profileRadiusValue_ > radiusOfCurvature_) {
         // Made once: this check runs at every solve and must not allocate.
         static const std::string bendingTooSharply =
             "The jet may be bending too sharply for the model to be valid. Please use results with caution "
             "or consider changing input parameters.";
         addMessage(bendingTooSharply, -1, 29);
     }
+}
+
+void JetModel::updateCentreline(const double *y) {
+    // A recall has every effect of the call it stands for: the centreline values, the bending check, and
+    // the work counted as a solve met before at its state (one residual evaluation).
+    CentrelineRecall &last = centrelineRecall_;
+    if (last.valid && last.generation == stateGeneration_ && stateIsCached_ && !runInterrupted() &&
+        last.startFraction == centrelineMassFraction_ && last.startRatio == centrelineToMeanRatio_ &&
+        last.entrainmentRate == entrainmentRate_ && std::memcmp(last.y, y, sizeof last.y) == 0) {
+        centrelineMassFraction_ = last.fraction;
+        centrelineToMeanRatio_ = last.ratio;
+        centrelineConcentrationValue_ = last.concentration;
+        centrelineVelocityValue_ = last.velocity;
+        centrelineTemperatureValue_ = last.temperature;
+        profileRadiusValue_ = last.radius;
+        ++centrelineSolves_;
+        ++residualEvaluations_;
+        checkInterruption();
+        warnIfBendingTooSharply();
+        return;
+    }
+    last.startFraction = centrelineMassFraction_;
+    last.startRatio = centrelineToMeanRatio_;
+    updateJetState(y);
+    const bool interruptedBefore = runInterrupted();
+    calculateCentrelineProperties();
+    last.valid = !interruptedBefore && !runInterrupted();
+    last.generation = stateGeneration_;
+    std::memcpy(last.y, y, sizeof last.y);
+    last.entrainmentRate = entrainmentRate_;
+    last.fraction = centrelineMassFraction_;
+    last.ratio = centrelineToMeanRatio_;
+    last.concentration = centrelineConcentrationValue_;
+    last.velocity = centrelineVelocityValue_;
+    last.temperature = centrelineTemperatureValue_;
+    last.radius = profileRadiusValue_;
 }
 
 void JetModel::updateMaxima(double height, double radius) {
@@ -664,8 +706,7 @@ void JetModel::updateMaxima(double height, double radius) {
 void JetModel::storeOutputStep(double t, const double *y) {
     ++resultsRevision_;
     lastArcLength_ = t;
-    updateJetState(y);
-    calculateCentrelineProperties();
+    updateCentreline(y);
     centrelineLocation_.emplace_back(y[positionXIndex_], y[positionYIndex_], y[positionZIndex_]);
     centrelineVelocityVectors_.push_back(jetGas_.current.velocity());
     profileRadius_.push_back(profileRadiusValue_);
@@ -689,8 +730,7 @@ void JetModel::storeOutputStep(double t, const double *y) {
 
 double JetModel::calculateRootFunction(double t, const double *y, int iroot) {
     lastArcLength_ = t;
-    updateJetState(y);
-    calculateCentrelineProperties();
+    updateCentreline(y);
     const double z = y[positionZIndex_];
     updateMaxima(z, profileRadiusValue_);
     const vector3 &u = jetGas_.current.velocity();
