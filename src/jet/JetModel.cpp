@@ -5,11 +5,13 @@
 #include "ostreljet/numerics/RootFinder.hpp"
 
 #include <algorithm>
+#include <bit>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <utility>
 
 namespace ostreljet {
 
@@ -517,6 +519,47 @@ double JetModel::ProfileCoefficients::evaluate(double fc) const {
     return sum;
 }
 
+double JetModel::ProfileCoefficients::signKeptWithin(double x0, double value0) const {
+    // A distance r such that every floating-point evaluation within r of x0 keeps the strict sign of
+    // value0 = evaluate(x0), with room for every rounding error; 0 when none can be shown.
+    // 1. Taylor coefficients d_k at x0, and a_k of the polynomial with coefficients |c_k| at |x0|: within r
+    //    of x0 the residual moves by at most sum_k>=1 |d_k| r^k, an evaluation errs by at most a small
+    //    multiple of sum_k a_k r^k, and so do the computed d_k.
+    // 2. The margin is |value0| less the error of value0 itself; r starts at the linear estimate and is
+    //    halved until the bound on the residual's move and on the evaluation's error fits the margin.
+    constexpr double roundoff = 1e-13; // relative error of a sum of six products, with ample room
+    double d[6];
+    double a[6];
+    const double ax = std::fabs(x0);
+    for (int k = 0; k < 6; ++k) {
+        d[k] = c[k];
+        a[k] = std::fabs(c[k]);
+    }
+    for (int k = 0; k < 5; ++k) {
+        for (int j = 4; j >= k; --j) {
+            d[j] += x0 * d[j + 1];
+            a[j] += ax * a[j + 1];
+        }
+    }
+    const double margin = std::fabs(value0) - 2.0 * roundoff * a[0];
+    if (!(margin > 0.0) || !(a[0] > 1e-250) || !(a[0] < 1e250)) {
+        return 0.0;
+    }
+    double h[6];
+    for (int k = 1; k < 6; ++k) {
+        h[k] = std::fabs(d[k]) + 2.0 * roundoff * a[k];
+    }
+    double r = h[1] > 0.0 ? margin / h[1] : ax + 1.0;
+    for (int halvings = 0; halvings < 60; ++halvings) {
+        const double move = ((((h[5] * r + h[4]) * r + h[3]) * r + h[2]) * r + h[1]) * r;
+        if (move * (1.0 + 1e-12) < margin) {
+            return r;
+        }
+        r *= 0.5;
+    }
+    return 0.0;
+}
+
 double JetModel::profileResidual(double fc) const {
     return profileCoefficients(windAlongAxis()).evaluate(fc);
 }
@@ -537,6 +580,7 @@ void JetModel::calculateCentrelineProperties() {
         stateCache_.residualAtMean = stateCache_.coefficients.evaluate(f);
         stateCache_.profileValid = stateIsCached_;
         stateCache_.wideningKnown = false;
+        stateCache_.centrelineKnown = false;
         stateCache_.solveCount = 0;
         stateCache_.nextSolveSlot = 0;
     }
@@ -581,7 +625,23 @@ void JetModel::calculateCentrelineProperties() {
                         complete = false;
                         break;
                     }
-                    solved = findRootFrom(f, atMean, f * (1.0 + 0.01 * i), tolerance, residual, root);
+                    const double far = f * (1.0 + 0.01 * i);
+                    const double atFar = residual(far);
+                    if ((atMean > 0.0 && atFar > 0.0) || (atMean < 0.0 && atFar < 0.0)) {
+                        // This bracket fails, and so do the next ones whose far ends provably keep the
+                        // residual's sign: they are passed over without evaluating it there.
+                        const double reach = coefficients.signKeptWithin(far, atFar);
+                        while (i + 1 < centrelineSolveAttempts) {
+                            const double next = f * (1.0 + 0.01 * (i + 1));
+                            if (!(std::fabs(next - far) <= reach - 4.4e-16 * std::fabs(next))) {
+                                break;
+                            }
+                            ++i;
+                        }
+                        root = 0.0;
+                        continue;
+                    }
+                    solved = findRootBetween(f, atMean, far, atFar, tolerance, residual, root);
                 }
                 stateCache_.wideningKnown = complete;
                 stateCache_.wideningSolved = solved;
@@ -606,6 +666,17 @@ void JetModel::calculateCentrelineProperties() {
         fc = f * centrelineToMeanRatio_;
     }
     centrelineMassFraction_ = fc;
+    // The centreline values are a function of the state and fc: a solve at this state that ends on the
+    // same fc as the last one takes its values.
+    if (stateCache_.profileValid && stateCache_.centrelineKnown &&
+        std::bit_cast<std::uint64_t>(stateCache_.centreline.fraction) == std::bit_cast<std::uint64_t>(fc)) {
+        centrelineConcentrationValue_ = stateCache_.centreline.concentration;
+        centrelineVelocityValue_ = stateCache_.centreline.velocity;
+        centrelineTemperatureValue_ = stateCache_.centreline.temperature;
+        profileRadiusValue_ = stateCache_.centreline.radius;
+        warnIfBendingTooSharply();
+        return;
+    }
 
     const double ma = atmosphere_.molecularWeight();
     const double ms = sourceMolecularWeight_;
@@ -644,6 +715,8 @@ void JetModel::calculateCentrelineProperties() {
     const double mRadius = (fc > 1.0 && dm < 0.0) ? ma : mc;
     const double z = 0.5 * up * mRadius - k1 * up * fc * dm + k4 * du * mRadius - k3 * du * fc * dm;
     profileRadiusValue_ = std::sqrt(b * b * rho * speed * gasConstant * tc * mRadius / (2.0 * ma * pa * z));
+    stateCache_.centreline = {fc, centrelineConcentrationValue_, uc, tc, profileRadiusValue_};
+    stateCache_.centrelineKnown = stateCache_.profileValid;
 
     warnIfBendingTooSharply();
 }
@@ -733,19 +806,25 @@ double JetModel::calculateRootFunction(double t, const double *y, int iroot) {
     updateCentreline(y);
     const double z = y[positionZIndex_];
     updateMaxima(z, profileRadiusValue_);
-    const vector3 &u = jetGas_.current.velocity();
-    const double horizontalSpeed = std::sqrt(u.x() * u.x() + u.y() * u.y());
-    const double speed = u.norm();
     const double top = atmosphere_.boundaryLayerHeight();
+    // The speed and its horizontal part, for the two edge functions.
+    auto speeds = [this] {
+        const vector3 &u = jetGas_.current.velocity();
+        return std::pair{u.norm(), std::sqrt(u.x() * u.x() + u.y() * u.y())};
+    };
     switch (iroot) {
     case 1:
         return z;
     case 2:
         return z - top;
-    case 3:
+    case 3: {
+        const auto [speed, horizontalSpeed] = speeds();
         return (top - z) * speed / horizontalSpeed - profileRadiusValue_;
-    case 4:
+    }
+    case 4: {
+        const auto [speed, horizontalSpeed] = speeds();
         return z * speed / horizontalSpeed - profileRadiusValue_;
+    }
     case 5:
         return centrelineConcentrationValue_ - stoppingConcentration_;
     default:

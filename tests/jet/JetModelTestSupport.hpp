@@ -7,8 +7,14 @@
 
 namespace ostreljet {
 
-// The model's working state, reached by the tests of the orifice conditions and source checks.
+// The model's working state, reached by the tests of the orifice conditions and source checks, and by the
+// run benchmark to time one centreline solve alone.
 struct JetModelTestAccess {
+    using ProfileCoefficients = JetModel::ProfileCoefficients;
+    static void solveCentreline(JetModel &m, const double *y) {
+        m.updateJetState(y);
+        m.calculateCentrelineProperties();
+    }
     static void setInitialConditions(JetModel &m, double *t0, double *y0) { m.setInitialConditions(t0, y0); }
     static double sourceRadius(const JetModel &m) { return m.sourceRadius_; }
     static JetGas &jetGas(JetModel &m) { return m.jetGas_; }

@@ -188,6 +188,9 @@ private:
     struct ProfileCoefficients {
         double c[6]; // c0 .. c5
         double evaluate(double centrelineFraction) const;
+        // A distance r such that evaluate keeps the strict sign of value0 = evaluate(x0) at every point
+        // within r of x0, rounding included; 0 when none can be shown.
+        double signKeptWithin(double x0, double value0) const;
     };
     // up: the wind along the jet's axis, m/s.
     ProfileCoefficients profileCoefficients(double up) const;
@@ -272,9 +275,17 @@ private:
         double up = 0.0;                  // m/s, wind along the jet's axis
         ProfileCoefficients coefficients; // of the profile residual
         double residualAtMean = 0.0;      // the residual at the mean mass fraction f
-        bool wideningKnown = false;       // whether the outcome of the widened brackets below is known
-        bool wideningSolved = false;      // whether one of them gave a root
-        double wideningRoot = 0.0;        // that root, -
+        bool centrelineKnown = false;     // whether the centreline values below belong to this state
+        struct Centreline {
+            double fraction;      // -, the centreline mass fraction they follow from
+            double concentration; // mole fraction
+            double velocity;      // m/s
+            double temperature;   // K
+            double radius;        // m, the profile radius
+        } centreline = {};
+        bool wideningKnown = false;  // whether the outcome of the widened brackets below is known
+        bool wideningSolved = false; // whether one of them gave a root
+        double wideningRoot = 0.0;   // that root, -
         // Solves already made at this state, by their starting end.
         struct Solve {
             double start; // the bracket's first far end, -

@@ -4,19 +4,19 @@
 
 namespace ostreljet {
 
-// Brent's method on [a, b] with fa = function(a) already known: true and the root, or false and 0.0 when
-// the ends do not bracket a root or 100000 iterations do not converge. tolerance is in the units of the
-// argument. The same steps as findRoot below, for callers that try several brackets from one end.
+// Brent's method on [a, b] with fa = function(a) and fb = function(b) already known: true and the root,
+// or false and 0.0 when the ends do not bracket a root or 100000 iterations do not converge. tolerance is
+// in the units of the argument. The same steps as findRoot below, for callers that know both ends.
 template <typename Function>
-bool findRootFrom(double a, double fa, double b, double tolerance, Function &&function, double &result) {
+bool findRootBetween(double a, double fa, double b, double fb, double tolerance, Function &&function,
+                     double &result) {
     // Brent's method: bisection, secant and inverse quadratic interpolation on a shrinking bracket.
-    // 1. Evaluate both ends and refuse a bracket without a sign change.
+    // 1. Refuse a bracket without a sign change.
     // 2. Keep b the best estimate and c the other side of the root; take the interpolation step when
     //    it stays inside the bracket and shrinks fast enough, otherwise bisect.
     // 3. Stop when half the bracket is within 2 eps |b| + tol / 2 or the function is exactly zero.
     constexpr int maximumIterations = 100000;
     constexpr double twiceEpsilon = 4.4e-16;
-    double fb = function(b);
     if ((fa > 0.0 && fb > 0.0) || (fa < 0.0 && fb < 0.0)) {
         result = 0.0;
         return false;
@@ -87,6 +87,14 @@ bool findRootFrom(double a, double fa, double b, double tolerance, Function &&fu
     }
     result = 0.0;
     return false;
+}
+
+// Brent's method on [a, b] with fa = function(a) already known; see findRootBetween. For callers that try
+// several brackets from one end.
+template <typename Function>
+bool findRootFrom(double a, double fa, double b, double tolerance, Function &&function, double &result) {
+    const double fb = function(b);
+    return findRootBetween(a, fa, b, fb, tolerance, function, result);
 }
 
 // Brent's method on [a, b]: true and the root, or false and 0.0 when the ends do not bracket a root or
