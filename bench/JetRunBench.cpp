@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "JetModelTestSupport.hpp"
 #include "ostreljet/io/Scenario.hpp"
 
 namespace {
@@ -41,61 +42,106 @@ void operator delete(void *p, std::size_t) noexcept {
 
 namespace {
 
-// Counts the integrator's internal steps and the evaluations of the jet equations, the time spent in
-// them, and the states at which the derivatives were asked for.
+// Counts the integrator's internal steps and the evaluations of the jet equations. A recorded run also
+// keeps the states the derivatives and the output steps were asked at, and every answer the model gave the
+// integrator, so that a replayed run can give the integrator the same answers without computing them.
 class CountingJetModel : public ostreljet::JetModel {
 public:
     using clock = std::chrono::steady_clock;
-    long steps = 0;               // integrator calls of the last run
-    long derivatives = 0;         // derivative evaluations of the last run
-    long roots = 0;               // stopping-function evaluations of the last run
-    double callbackSeconds = 0.0; // s, inside the three calls below during the last run
-    bool recording = false;       // time the three calls below, and keep the derivative evaluations' states
+    enum class Mode { Compute, Record, Replay };
+    Mode mode = Mode::Compute;
+    long steps = 0;       // integrator calls of the last run
+    long derivatives = 0; // derivative evaluations of the last run
+    long roots = 0;       // stopping-function evaluations of the last run
     struct State {
         double t;
         double y[9];
     };
-    std::vector<State> states; // of the recorded run's derivative evaluations
+    std::vector<State> states;       // of the recorded run's derivative evaluations
+    std::vector<State> outputStates; // of the recorded run's output steps
+    std::vector<double> slopes;      // the recorded run's derivatives, nine per evaluation
+    std::vector<double> stopValues;  // the recorded run's stopping-function values
+    std::size_t slopeCursor = 0;     // next answers of a replayed run
+    std::size_t stopCursor = 0;
+
+    void record() {
+        mode = Mode::Record;
+        states.clear();
+        outputStates.clear();
+        slopes.clear();
+        stopValues.clear();
+    }
+    void replay() {
+        mode = Mode::Replay;
+        slopeCursor = 0;
+        stopCursor = 0;
+    }
 
     void calculateDerivatives(double t, const double *y, double *ydot) override {
         ++derivatives;
-        if (recording) {
-            State state{t, {}};
-            std::copy(y, y + 9, state.y);
-            states.push_back(state);
+        if (mode == Mode::Replay) {
+            if (slopeCursor + 9 <= slopes.size()) {
+                std::copy_n(slopes.data() + slopeCursor, 9, ydot);
+                slopeCursor += 9;
+            }
+            return;
         }
-        timed([&] { JetModel::calculateDerivatives(t, y, ydot); });
+        JetModel::calculateDerivatives(t, y, ydot);
+        if (mode == Mode::Record) {
+            State state{t, {}};
+            std::copy_n(y, 9, state.y);
+            states.push_back(state);
+            slopes.insert(slopes.end(), ydot, ydot + 9);
+        }
     }
     double calculateRootFunction(double t, const double *y, int iroot) override {
         ++roots;
-        double g = 0.0;
-        timed([&] { g = JetModel::calculateRootFunction(t, y, iroot); });
+        if (mode == Mode::Replay) {
+            return stopCursor < stopValues.size() ? stopValues[stopCursor++] : 1.0;
+        }
+        const double g = JetModel::calculateRootFunction(t, y, iroot);
+        if (mode == Mode::Record) {
+            stopValues.push_back(g);
+        }
         return g;
+    }
+    void storeOutputStep(double t, const double *y) override {
+        if (mode == Mode::Replay) {
+            return;
+        }
+        if (mode == Mode::Record) {
+            State state{t, {}};
+            std::copy_n(y, 9, state.y);
+            outputStates.push_back(state);
+        }
+        JetModel::storeOutputStep(t, y);
     }
     void afterStep() override {
         ++steps;
-        timed([&] { JetModel::afterStep(); });
-    }
-
-    template <typename Call> void timed(Call &&call) {
-        if (!recording) {
-            call();
-            return;
-        }
-        const auto t0 = clock::now();
-        call();
-        callbackSeconds += std::chrono::duration<double>(clock::now() - t0).count();
+        JetModel::afterStep();
     }
 
     // Mean time of the recorded derivative evaluations made again one after another, alone, s.
-    double replaySeconds() {
+    double derivativesAloneSeconds() {
         double ydot[9];
+        return replayed(states, [&](const State &state) {
+            JetModel::calculateDerivatives(state.t, state.y, ydot);
+            benchmark::DoNotOptimize(ydot);
+        });
+    }
+    // Mean time of one centreline solve at each recorded output step, one after another, each from the
+    // step before's centreline value, alone, s.
+    double solvesAloneSeconds() {
+        return replayed(outputStates, [&](const State &state) {
+            ostreljet::JetModelTestAccess::solveCentreline(*this, state.y);
+        });
+    }
+    template <typename Call> static double replayed(const std::vector<State> &recorded, Call &&call) {
         const int rounds = 20;
         const auto t0 = clock::now();
         for (int r = 0; r < rounds; ++r) {
-            for (const State &state : states) {
-                JetModel::calculateDerivatives(state.t, state.y, ydot);
-                benchmark::DoNotOptimize(ydot);
+            for (const State &state : recorded) {
+                call(state);
             }
         }
         return std::chrono::duration<double>(clock::now() - t0).count() / rounds;
@@ -124,38 +170,54 @@ void runExample(benchmark::State &state, const char *file,
         allocations = heapAllocations.load() - before;
         benchmark::DoNotOptimize(ok);
     }
-    // The floor of a run: its derivative evaluations made alone, one of them again per output step for
-    // that step's centreline solve, and the integrator's own work: the run less the time in the model's
-    // calls (measured in a timed run, less the cost of reading the clock).
+    // The floor of a run: its derivative evaluations made alone, one centreline solve per output step made
+    // alone, and the integrator's own work: a run whose calls to the model return the answers recorded
+    // from a real run (the same steps, none of the model's work). Each is the least of several
+    // measurements, which an interruption only lengthens.
     using clock = CountingJetModel::clock;
-    const int untimedRuns = 20;
-    auto t0 = clock::now();
-    for (int r = 0; r < untimedRuns; ++r) {
+    const int repetitions = 10;
+    auto leastSecondsPerRun = [&](auto &&run) {
+        double least = 1e30;
+        for (int r = 0; r < repetitions; ++r) {
+            const int runs = 10;
+            const auto t0 = clock::now();
+            for (int k = 0; k < runs; ++k) {
+                run();
+            }
+            least = std::min(least, std::chrono::duration<double>(clock::now() - t0).count() / runs);
+        }
+        return least;
+    };
+    model.mode = CountingJetModel::Mode::Compute;
+    const double oneRun = leastSecondsPerRun([&] { model.runModel(); });
+    model.record();
+    model.runModel();
+    model.mode = CountingJetModel::Mode::Compute;
+    const std::size_t recordedSteps = model.outputStates.size();
+    const double integratorOwn = leastSecondsPerRun([&] {
+        model.replay();
         model.runModel();
+    });
+    if (model.slopeCursor != model.slopes.size() || model.stopCursor != model.stopValues.size()) {
+        state.SkipWithError("the replayed run did not ask for the recorded answers");
     }
-    const double oneRun = std::chrono::duration<double>(clock::now() - t0).count() / untimedRuns;
-    const int clockReads = 100000;
-    t0 = clock::now();
-    for (int r = 0; r < clockReads; ++r) {
-        benchmark::DoNotOptimize(clock::now());
+    model.mode = CountingJetModel::Mode::Compute;
+    double derivativesAlone = 1e30;
+    double solvesAlone = 1e30;
+    for (int r = 0; r < repetitions; ++r) {
+        derivativesAlone = std::min(derivativesAlone, model.derivativesAloneSeconds());
+        solvesAlone = std::min(solvesAlone, model.solvesAloneSeconds());
     }
-    const double clockRead = std::chrono::duration<double>(clock::now() - t0).count() / clockReads;
+    const double perEvaluation = derivativesAlone / static_cast<double>(model.states.size());
+    // The counts below are those of one more run as the benchmark made it.
+    model.steps = 0;
     model.derivatives = 0;
     model.roots = 0;
-    model.steps = 0;
-    model.callbackSeconds = 0.0;
-    model.recording = true;
-    model.states.clear();
     model.runModel();
-    model.recording = false;
-    const double calls = static_cast<double>(model.derivatives + model.roots + model.steps);
-    const double inModel = model.callbackSeconds - calls * clockRead;
-    const double derivativesAlone = model.replaySeconds();
-    const double perEvaluation = derivativesAlone / static_cast<double>(model.states.size());
-    const double integratorOwn = oneRun - inModel;
-    const double floor = derivativesAlone + perEvaluation * model.numberOfOutputSteps() + integratorOwn;
+    const double floor = derivativesAlone + solvesAlone + integratorOwn;
     state.counters["floorUs"] = floor * 1e6;
     state.counters["derivativeUs"] = perEvaluation * 1e6;
+    state.counters["solveUs"] = solvesAlone / static_cast<double>(recordedSteps) * 1e6;
     state.counters["integratorUs"] = integratorOwn * 1e6;
     state.counters["runOverFloor"] = oneRun / floor;
     state.counters["rootFunctions"] = static_cast<double>(model.roots);

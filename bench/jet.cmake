@@ -1,6 +1,8 @@
 # Complete jet runs of the example scenarios, and the concentration field they imply.
 ostreljet_add_bench(jet_run_bench ${CMAKE_CURRENT_LIST_DIR}/JetRunBench.cpp)
 ostreljet_add_bench(concentration_bench ${CMAKE_CURRENT_LIST_DIR}/ConcentrationBench.cpp)
+# The run benchmark times one centreline solve alone through the tests' access to the model's working state.
+target_include_directories(jet_run_bench PRIVATE ${PROJECT_SOURCE_DIR}/tests/jet)
 foreach(target jet_run_bench concentration_bench)
   target_compile_definitions(${target} PRIVATE OSTRELJET_EXAMPLES_DIR="${PROJECT_SOURCE_DIR}/examples")
 endforeach()
