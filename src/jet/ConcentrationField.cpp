@@ -276,30 +276,19 @@ double ConcentrationField::concentration(double x, double y, double z) const {
     //    raised-cosine profile; keep the largest contribution.
     // 3. Report values below the cutoff as 0.
     // Segments (and blocks of them, and the tree's boxes around those) whose reach does not include the
-    // point cannot contribute, so they are passed over; whether a segment lies beside the point depends only
-    // on it and its predecessor, whose end-plane cosine is then worked out as the full loop would have. The
-    // answer is the same.
+    // point cannot contribute, so they are passed over (see PointSearch). The answer is the same.
     const vector3 q(x, y, z);
     if (segments_.empty() || (rules_ == Rules::asSpecified && rejectedQuickly(q))) {
         return 0.0;
     }
-    double result = 0.0;
-    double previousCosB = 0.0;
-    std::size_t previousIndex = std::numeric_limits<std::size_t>::max(); // segment whose cosB is held
-    auto visit = [&](std::size_t i) {
-        const Segment &segment = segments_[i];
-        if (outside(q, segment.nearLow, segment.nearHigh) || beyondReach(q, segment) ||
-            (i > 0 && clearlyNotBeside(q, segment, segments_[i - 1]))) {
-            return;
+    PointSearch search(*this, q);
+    if (searchEverySegment) {
+        for (std::size_t i = 0; i < segments_.size(); ++i) {
+            search.previousCosB =
+                contributeFromSegment(q, i, segments_[i], search.previousCosB, search.result);
         }
-        if (i > 0 && previousIndex != i - 1) {
-            const Segment &before = segments_[i - 1];
-            const vector3 b = q - before.p1;
-            previousCosB = dot(b, before.t) / (before.tLength * b.norm());
-        }
-        previousCosB = contributeFromSegment(q, i, segment, previousCosB, result);
-        previousIndex = i;
-    };
+        return search.value();
+    }
     // The tree is walked depth first, left before right, so that segments are met in their own order.
     struct Node {
         std::size_t level;
@@ -308,22 +297,9 @@ double ConcentrationField::concentration(double x, double y, double z) const {
     Node pending[64]; // two per level at most; 64 levels would hold 2^66 segments
     std::size_t top = 0;
     pending[top++] = {boxLevels_.size() - 1, 0};
-    if (searchEverySegment) {
-        for (std::size_t i = 0; i < segments_.size(); ++i) {
-            previousCosB = contributeFromSegment(q, i, segments_[i], previousCosB, result);
-        }
-        top = 0;
-    }
     while (top > 0) {
         const Node node = pending[--top];
-        const BoxLevel &level = boxLevels_[node.level];
-        if (outside(q, level.low[node.index], level.high[node.index])) {
-            continue;
-        }
-        if (level.fans[node.index].allOnOneSide(q)) {
-            // Ahead of every end plane of these segments, or behind every one: none of them has q between
-            // its planes, and none but the first can have it in the wedge with the segment before.
-            visit(node.index * (blockSize << node.level));
+        if (!search.needsChildren(node.level, node.index)) {
             continue;
         }
         if (node.level > 0) {
@@ -334,15 +310,74 @@ double ConcentrationField::concentration(double x, double y, double z) const {
             pending[top++] = {node.level - 1, left};
             continue;
         }
-        const std::size_t last = std::min((node.index + 1) * blockSize, segments_.size());
-        for (std::size_t i = node.index * blockSize; i < last; ++i) {
-            visit(i);
+        search.visitBlock(node.index);
+    }
+    return search.value();
+}
+
+double ConcentrationField::concentrationFromBlocks(double x, double y, double z,
+                                                   std::span<const std::size_t> blocks) const {
+    // The same answer as concentration(x, y, z) when `blocks` holds, in order, every block whose box can
+    // hold the point: those blocks are searched as the tree's walk would reach them.
+    const vector3 q(x, y, z);
+    if (segments_.empty() || searchEverySegment || (rules_ == Rules::asSpecified && rejectedQuickly(q))) {
+        return concentration(x, y, z);
+    }
+    PointSearch search(*this, q);
+    for (const std::size_t block : blocks) {
+        if (search.needsChildren(0, block)) {
+            search.visitBlock(block);
         }
     }
-    if (cutoff_ > result) {
-        return 0.0;
+    return search.value();
+}
+
+ConcentrationField::PointSearch::PointSearch(const ConcentrationField &field, const vector3 &q)
+    : field_(field), q_(q) {}
+
+void ConcentrationField::PointSearch::visit(std::size_t i) {
+    // Segments whose reach does not include the point, or beside which it clearly does not lie, are
+    // passed over; whether a segment lies beside the point depends only on it and its predecessor, whose
+    // end-plane cosine is then worked out as the full loop would have.
+    const std::vector<Segment> &segments = field_.segments_;
+    const Segment &segment = segments[i];
+    if (outside(q_, segment.nearLow, segment.nearHigh) || beyondReach(q_, segment) ||
+        (i > 0 && clearlyNotBeside(q_, segment, segments[i - 1]))) {
+        return;
     }
-    return result;
+    if (i > 0 && previousIndex_ != i - 1) {
+        const Segment &before = segments[i - 1];
+        const vector3 b = q_ - before.p1;
+        previousCosB = dot(b, before.t) / (before.tLength * b.norm());
+    }
+    previousCosB = contributeFromSegment(q_, i, segment, previousCosB, result);
+    previousIndex_ = i;
+}
+
+bool ConcentrationField::PointSearch::needsChildren(std::size_t level, std::size_t index) {
+    // False when the box leaves the point out, or when the point is ahead of every end plane of the
+    // box's segments or behind every one: then none of them has it between its planes, and none but the
+    // first can have it in the wedge with the segment before, which is visited here.
+    const BoxLevel &boxes = field_.boxLevels_[level];
+    if (outside(q_, boxes.low[index], boxes.high[index])) {
+        return false;
+    }
+    if (boxes.fans[index].allOnOneSide(q_)) {
+        visit(index * (blockSize << level));
+        return false;
+    }
+    return true;
+}
+
+void ConcentrationField::PointSearch::visitBlock(std::size_t block) {
+    const std::size_t last = std::min((block + 1) * blockSize, field_.segments_.size());
+    for (std::size_t i = block * blockSize; i < last; ++i) {
+        visit(i);
+    }
+}
+
+double ConcentrationField::PointSearch::value() const {
+    return field_.cutoff_ > result ? 0.0 : result;
 }
 
 double ConcentrationField::contributeFromSegment(const vector3 &q, std::size_t i, const Segment &segment,
@@ -475,15 +510,32 @@ void ConcentrationField::grid(double *out, double xStart, double yStart, double 
     const std::int64_t total = gridPointCount(numberOfPointsX, numberOfPointsY, numberOfPointsZ);
     std::atomic<std::int64_t> nextRow{0};
     std::atomic<std::int64_t> pointsDone{0};
+    // A row's points share x and y: the blocks whose boxes hold that vertical line over the row's heights
+    // are found once per row, and only they are searched for each point.
+    const double zLow = std::fmin(zStart, gridCoordinate(zStart, zEnd, nz - 1, nz, false));
+    const double zHigh = std::fmax(zStart, gridCoordinate(zStart, zEnd, nz - 1, nz, false));
+    const BoxLevel *leaves = boxLevels_.empty() ? nullptr : &boxLevels_.front();
     auto work = [&]() {
+        std::vector<std::size_t> blocks;
+        blocks.reserve(leaves != nullptr ? leaves->low.size() : 0);
         for (std::int64_t row = nextRow.fetch_add(1); row < rows; row = nextRow.fetch_add(1)) {
             const std::int64_t i = row / ny;
             const std::int64_t j = row % ny;
             const double x = gridCoordinate(xStart, xEnd, i, nx, true);
             const double y = gridCoordinate(yStart, yEnd, j, ny, false);
+            blocks.clear();
+            for (std::size_t b = 0; leaves != nullptr && b < leaves->low.size(); ++b) {
+                const vector3 &low = leaves->low[b];
+                const vector3 &high = leaves->high[b];
+                // A NaN bound never leaves a block out.
+                if (!(x < low.x() || x > high.x() || y < low.y() || y > high.y() || zHigh < low.z() ||
+                      zLow > high.z())) {
+                    blocks.push_back(b);
+                }
+            }
             double *target = out + row * nz;
             for (std::int64_t k = 0; k < nz; ++k) {
-                target[k] = concentration(x, y, gridCoordinate(zStart, zEnd, k, nz, false));
+                target[k] = concentrationFromBlocks(x, y, gridCoordinate(zStart, zEnd, k, nz, false), blocks);
             }
             pointsDone.fetch_add(nz, std::memory_order_relaxed);
         }

@@ -150,6 +150,30 @@ private:
     std::vector<BoxLevel> boxLevels_;
 
     Fan fanOf(std::size_t first, std::size_t last) const;
+
+    // The search of one point: the largest contribution met so far and the end-plane cosine of the last
+    // segment visited, which the next segment's wedge test needs.
+    class PointSearch {
+    public:
+        PointSearch(const ConcentrationField &field, const vector3 &q);
+        // Searches segment i unless it certainly cannot contribute.
+        void visit(std::size_t i);
+        // Whether the segments under box `index` of level `level` need searching one by one.
+        bool needsChildren(std::size_t level, std::size_t index);
+        void visitBlock(std::size_t block);
+        // The answer: the largest contribution, or 0 below the cutoff.
+        double value() const;
+
+        double result = 0.0;       // volume fraction
+        double previousCosB = 0.0; // -
+    private:
+        const ConcentrationField &field_;
+        vector3 q_;                                                // m
+        std::size_t previousIndex_ = static_cast<std::size_t>(-1); // segment whose cosB is held
+    };
+    // The concentration at a point, searching only `blocks` (in order), which must hold every block
+    // whose box holds the point.
+    double concentrationFromBlocks(double x, double y, double z, std::span<const std::size_t> blocks) const;
 };
 
 } // namespace ostreljet
