@@ -100,6 +100,7 @@ void JetModel::resetModel() {
     stateIsCached_ = false;
     centrelineRecall_.valid = false;
     centrelineSolves_ = 0;
+    centrelineRecalls_ = 0;
     residualEvaluations_ = 0;
     derivativeEvaluations_ = 0;
     lastArcLength_ = 0.0;
@@ -586,7 +587,6 @@ void JetModel::calculateCentrelineProperties() {
     }
     const double up = stateCache_.up;
     const ProfileCoefficients &coefficients = stateCache_.coefficients;
-    ++centrelineSolves_;
     std::uint64_t evaluations = 0;
     auto residual = [&coefficients, &evaluations](double fc) {
         ++evaluations;
@@ -606,9 +606,11 @@ void JetModel::calculateCentrelineProperties() {
             ++memo;
         }
         if (memoUsable && memo < stateCache_.solveCount) {
+            ++centrelineRecalls_;
             solved = stateCache_.solves[memo].solved;
             root = stateCache_.solves[memo].root;
         } else {
+            ++centrelineSolves_;
             bool complete = true;
             solved = findRootFrom(f, atMean, start, tolerance, residual, root);
             // The widened brackets depend on the state alone, so their outcome is found once per state.
@@ -744,7 +746,7 @@ void JetModel::updateCentreline(const double *y) {
         centrelineVelocityValue_ = last.velocity;
         centrelineTemperatureValue_ = last.temperature;
         profileRadiusValue_ = last.radius;
-        ++centrelineSolves_;
+        ++centrelineRecalls_;
         ++residualEvaluations_;
         checkInterruption();
         warnIfBendingTooSharply();

@@ -106,8 +106,11 @@ public:
     // a message of its own (number timeLimitCode); results then depend on the machine's speed.
     double timeLimit() const { return timeLimit_; }
     void setTimeLimit(double seconds) { timeLimit_ = seconds; }
-    // Work done by the last run: centreline solves and the residual evaluations inside them.
+    // Work done by the last run: centreline solves made, calls for centreline values answered by a solve
+    // made before at the same state and from the same start, and the residual evaluations of the solves
+    // (one for each answer recalled).
     std::uint64_t centrelineSolves() const { return centrelineSolves_; }
+    std::uint64_t centrelineRecalls() const { return centrelineRecalls_; }
     std::uint64_t residualEvaluations() const { return residualEvaluations_; }
     std::uint64_t derivativeEvaluations() const { return derivativeEvaluations_; }
     // The work counted against the budget.
@@ -324,6 +327,7 @@ private:
     bool stateIsCached_ = false; // the jet state is the cached one (false after anything else moves it)
     std::uint64_t evaluationBudget_ = 0;      // residual evaluations a run may spend; 0 is no bound
     std::uint64_t centrelineSolves_ = 0;      // of the current run
+    std::uint64_t centrelineRecalls_ = 0;     // of the current run
     std::uint64_t residualEvaluations_ = 0;   // of the current run
     std::uint64_t derivativeEvaluations_ = 0; // of the current run
     double lastArcLength_ = 0.0;              // m, the arc length the run last evaluated
