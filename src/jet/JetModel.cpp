@@ -671,11 +671,8 @@ void JetModel::calculateCentrelineProperties() {
     // The centreline values are a function of the state and fc: a solve at this state that ends on the
     // same fc as the last one takes its values.
     if (stateCache_.profileValid && stateCache_.centrelineKnown &&
-        std::bit_cast<std::uint64_t>(stateCache_.centreline.fraction) == std::bit_cast<std::uint64_t>(fc)) {
-        centrelineConcentrationValue_ = stateCache_.centreline.concentration;
-        centrelineVelocityValue_ = stateCache_.centreline.velocity;
-        centrelineTemperatureValue_ = stateCache_.centreline.temperature;
-        profileRadiusValue_ = stateCache_.centreline.radius;
+        std::bit_cast<std::uint64_t>(stateCache_.centrelineFraction) == std::bit_cast<std::uint64_t>(fc)) {
+        setCentrelineValues(stateCache_.centreline);
         warnIfBendingTooSharply();
         return;
     }
@@ -717,7 +714,8 @@ void JetModel::calculateCentrelineProperties() {
     const double mRadius = (fc > 1.0 && dm < 0.0) ? ma : mc;
     const double z = 0.5 * up * mRadius - k1 * up * fc * dm + k4 * du * mRadius - k3 * du * fc * dm;
     profileRadiusValue_ = std::sqrt(b * b * rho * speed * gasConstant * tc * mRadius / (2.0 * ma * pa * z));
-    stateCache_.centreline = {fc, centrelineConcentrationValue_, uc, tc, profileRadiusValue_};
+    stateCache_.centrelineFraction = fc;
+    stateCache_.centreline = centrelineValues();
     stateCache_.centrelineKnown = stateCache_.profileValid;
 
     warnIfBendingTooSharply();
@@ -742,10 +740,7 @@ void JetModel::updateCentreline(const double *y) {
         last.entrainmentRate == entrainmentRate_ && std::memcmp(last.y, y, sizeof last.y) == 0) {
         centrelineMassFraction_ = last.fraction;
         centrelineToMeanRatio_ = last.ratio;
-        centrelineConcentrationValue_ = last.concentration;
-        centrelineVelocityValue_ = last.velocity;
-        centrelineTemperatureValue_ = last.temperature;
-        profileRadiusValue_ = last.radius;
+        setCentrelineValues(last.values);
         ++centrelineRecalls_;
         ++residualEvaluations_;
         checkInterruption();
@@ -763,10 +758,14 @@ void JetModel::updateCentreline(const double *y) {
     last.entrainmentRate = entrainmentRate_;
     last.fraction = centrelineMassFraction_;
     last.ratio = centrelineToMeanRatio_;
-    last.concentration = centrelineConcentrationValue_;
-    last.velocity = centrelineVelocityValue_;
-    last.temperature = centrelineTemperatureValue_;
-    last.radius = profileRadiusValue_;
+    last.values = centrelineValues();
+}
+
+void JetModel::setCentrelineValues(const CentrelineValues &values) {
+    centrelineConcentrationValue_ = values.concentration;
+    centrelineVelocityValue_ = values.velocity;
+    centrelineTemperatureValue_ = values.temperature;
+    profileRadiusValue_ = values.radius;
 }
 
 void JetModel::updateMaxima(double height, double radius) {

@@ -265,6 +265,19 @@ private:
 
     std::uint64_t resultsRevision_ = 0; // counts the changes of the results
 
+    // The centreline values that follow from a jet state and its centreline mass fraction.
+    struct CentrelineValues {
+        double concentration; // mole fraction
+        double velocity;      // m/s
+        double temperature;   // K
+        double radius;        // m, the profile radius
+    };
+    CentrelineValues centrelineValues() const {
+        return {centrelineConcentrationValue_, centrelineVelocityValue_, centrelineTemperatureValue_,
+                profileRadiusValue_};
+    }
+    void setCentrelineValues(const CentrelineValues &values);
+
     // The jet state last computed from a state vector, and what the centreline solve derives from it;
     // recalled while the same state vector and entrainment rate come back.
     struct JetStateCache {
@@ -279,16 +292,11 @@ private:
         ProfileCoefficients coefficients; // of the profile residual
         double residualAtMean = 0.0;      // the residual at the mean mass fraction f
         bool centrelineKnown = false;     // whether the centreline values below belong to this state
-        struct Centreline {
-            double fraction;      // -, the centreline mass fraction they follow from
-            double concentration; // mole fraction
-            double velocity;      // m/s
-            double temperature;   // K
-            double radius;        // m, the profile radius
-        } centreline = {};
-        bool wideningKnown = false;  // whether the outcome of the widened brackets below is known
-        bool wideningSolved = false; // whether one of them gave a root
-        double wideningRoot = 0.0;   // that root, -
+        double centrelineFraction = 0.0;  // -, the centreline mass fraction the values below follow from
+        CentrelineValues centreline = {}; // at that fraction
+        bool wideningKnown = false;       // whether the outcome of the widened brackets below is known
+        bool wideningSolved = false;      // whether one of them gave a root
+        double wideningRoot = 0.0;        // that root, -
         // Solves already made at this state, by their starting end.
         struct Solve {
             double start; // the bracket's first far end, -
@@ -316,10 +324,7 @@ private:
         double startRatio = 0.0;      // -, fc / f before the call
         double fraction = 0.0;        // -, the centreline mass fraction after it
         double ratio = 0.0;           // -, fc / f after it
-        double concentration = 0.0;   // mole fraction
-        double velocity = 0.0;        // m/s
-        double temperature = 0.0;     // K
-        double radius = 0.0;          // m, the profile radius
+        CentrelineValues values = {};
     };
     CentrelineRecall centrelineRecall_;
     // The jet state and the centreline values at y: recalled when the last call left them, else computed.
