@@ -1,6 +1,6 @@
-// Cost of the concentration field behind a hot stack in an unstable atmosphere, whose plume rises from
-// 60 m and bends over in the wind: a 200 x 100 x 50 grid in the box that just holds the plume, on one
-// thread and on every core, and single points that show where the cost of a point lies.
+// Cost of the concentration field: grids of 1e6 and 1e7 points in the boxes that just hold the plumes of
+// the vent and of the hot stack, on one thread and on every core, and single points beside the hot stack's
+// plume and beside a 10,000-step jet that show where the cost of a point lies.
 
 #include <benchmark/benchmark.h>
 
@@ -14,17 +14,23 @@
 
 namespace {
 
-// The hot stack example, run once and shared by every benchmark.
-const ostreljet::JetModel &plume() {
-    static ostreljet::JetModel *model = [] {
+// An example run once and shared by every benchmark: 0 the vent, 1 the hot stack.
+const ostreljet::JetModel &example(int which) {
+    static ostreljet::JetModel *models[2] = {};
+    if (models[which] == nullptr) {
         ostreljet::JetModel::setEchoStream(nullptr);
         auto *run = new ostreljet::JetModel;
-        ostreljet::Scenario::fromFile(std::string(OSTRELJET_EXAMPLES_DIR) + "/hot_stack_unstable.json")
-            .applyTo(*run);
+        const char *file = which == 0 ? "/vertical_buoyant_vent.json" : "/hot_stack_unstable.json";
+        ostreljet::Scenario::fromFile(std::string(OSTRELJET_EXAMPLES_DIR) + file).applyTo(*run);
         run->runModel();
-        return run;
-    }();
-    return *model;
+        models[which] = run;
+    }
+    return *models[which];
+}
+
+// The hot stack, whose plume rises from 60 m and bends over in the wind.
+const ostreljet::JetModel &plume() {
+    return example(1);
 }
 
 // The box that just holds the plume: the bounds of the spheres of one profile radius around every
@@ -51,18 +57,20 @@ Box plumeBox(const ostreljet::JetModel &model) {
     return box;
 }
 
-constexpr std::int32_t kNx = 200;
-constexpr std::int32_t kNy = 100;
-constexpr std::int32_t kNz = 50;
-
+// A grid in the box that just holds the plume of example range(0): range(1) points (1e6 as 200 x 100 x 50,
+// 1e7 as 400 x 250 x 100) on range(2) threads (1 is the serial order, 0 one thread per core).
 void grid(benchmark::State &state) {
-    const ostreljet::JetModel &model = plume();
+    const ostreljet::JetModel &model = example(static_cast<int>(state.range(0)));
     const ostreljet::ConcentrationField field(model, ostreljet::ConcentrationField::Rules::asSpecified);
     const Box box = plumeBox(model);
-    const unsigned threads = static_cast<unsigned>(state.range(0));
-    std::vector<double> values(static_cast<std::size_t>(kNx) * kNy * kNz);
+    const bool large = state.range(1) > 1000000;
+    const std::int32_t nx = large ? 400 : 200;
+    const std::int32_t ny = large ? 250 : 100;
+    const std::int32_t nz = large ? 100 : 50;
+    const unsigned threads = static_cast<unsigned>(state.range(2));
+    std::vector<double> values(static_cast<std::size_t>(nx) * ny * nz);
     for (auto _ : state) {
-        field.grid(values.data(), box.x0, box.y0, box.z0, box.x1, box.y1, box.z1, kNx, kNy, kNz, threads);
+        field.grid(values.data(), box.x0, box.y0, box.z0, box.x1, box.y1, box.z1, nx, ny, nz, threads);
         benchmark::DoNotOptimize(values.data());
         benchmark::ClobberMemory();
     }
@@ -72,22 +80,15 @@ void grid(benchmark::State &state) {
     }
     state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(values.size()));
     state.counters["points"] = static_cast<double>(values.size());
-    state.counters["x0"] = box.x0;
-    state.counters["x1"] = box.x1;
-    state.counters["y1"] = box.y1;
-    state.counters["z0"] = box.z0;
-    state.counters["z1"] = box.z1;
     state.counters["inJet"] = static_cast<double>(inside);
 }
 
-// threads 1 is the serial order; threads 0 is one thread per core.
 BENCHMARK(grid)
-    ->ArgName("threads")
-    ->Arg(1)
-    ->Arg(0)
+    ->ArgNames({"example", "points", "threads"})
+    ->ArgsProduct({{0, 1}, {1000000, 10000000}, {1, 0}})
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime()
-    ->MinTime(5.0);
+    ->MinTime(2.0);
 
 // One point: (x, y, z) chosen by the benchmark's argument.
 enum class Where { Rejected, BehindTheSource, NearTheJet };
