@@ -78,6 +78,21 @@ const char *const seriesNames[] = {
     "arclength",         "x", "y", "z", "profileRadius", "centrelineConcentration", "centrelineTemperature",
     "centrelineVelocity"};
 
+// The messages and series of the model's last run.
+void collectResults(const Api &api, void *model, Outcome &outcome) {
+    for (int i = 0; i < api.messageCount(model); ++i) {
+        outcome.messages.emplace_back(api.message(model, i));
+    }
+    const int steps = api.stepCount(model);
+    for (const char *name : seriesNames) {
+        std::vector<double> values(static_cast<std::size_t>(steps > 0 ? steps : 0));
+        if (steps > 0) {
+            api.series(model, name, values.data(), steps);
+        }
+        outcome.series.push_back(std::move(values));
+    }
+}
+
 void *prepare(const Api &api, const Scenario &scenario) {
     void *model = api.create();
     if (api.loadScenario(model, scenario.file.c_str()) != 0) {
@@ -107,15 +122,7 @@ Outcome measure(const Api &api, const Scenario &scenario, double budgetSeconds) 
         outcome.secondsPerRun = std::min(outcome.secondsPerRun, mean);
         ++rounds;
     } while (std::chrono::duration<double>(clock::now() - start).count() < budgetSeconds || rounds < 3);
-    for (int i = 0; i < api.messageCount(model); ++i) {
-        outcome.messages.emplace_back(api.message(model, i));
-    }
-    const int steps = api.stepCount(model);
-    for (const char *name : seriesNames) {
-        std::vector<double> values(static_cast<std::size_t>(steps));
-        api.series(model, name, values.data(), steps);
-        outcome.series.push_back(std::move(values));
-    }
+    collectResults(api, model, outcome);
     api.destroy(model);
     return outcome;
 }
@@ -145,17 +152,7 @@ Outcome runOnce(const Api &api, const std::vector<std::pair<const char *, double
     }
     api.run(model);
     Outcome outcome;
-    for (int i = 0; i < api.messageCount(model); ++i) {
-        outcome.messages.emplace_back(api.message(model, i));
-    }
-    const int steps = api.stepCount(model);
-    for (const char *name : seriesNames) {
-        std::vector<double> values(static_cast<std::size_t>(steps > 0 ? steps : 0));
-        if (steps > 0) {
-            api.series(model, name, values.data(), steps);
-        }
-        outcome.series.push_back(std::move(values));
-    }
+    collectResults(api, model, outcome);
     api.destroy(model);
     return outcome;
 }
