@@ -98,7 +98,6 @@ void JetModel::resetModel() {
     centrelineToMeanRatio_ = 2.8;
     stateCache_.valid = false;
     stateIsCached_ = false;
-    centrelineRecall_.valid = false;
     centrelineSolves_ = 0;
     centrelineRecalls_ = 0;
     residualEvaluations_ = 0;
@@ -270,7 +269,6 @@ void JetModel::updateJetState(const double *y) {
                                (minusPiG * b * b * (rho - atmosphere_.density()) - e * u.z()) / m);
     radiusOfCurvature_ = std::pow(speed, 3.0) / cross(u, acceleration).norm();
 
-    ++stateGeneration_;
     std::memcpy(stateCache_.y, y, sizeof stateCache_.y);
     stateCache_.entrainmentRate = entrainmentRate_;
     stateCache_.gas = gas;
@@ -465,7 +463,6 @@ void JetModel::setInitialConditions(double *t0, double *y0) {
     current.setMassFraction(source.massFraction());
     jetGas_.setRadius(sourceRadius_);
     stateIsCached_ = false;
-    centrelineRecall_.valid = false;
 
     *t0 = 0.0;
     calculateEntrainment(*t0);
@@ -731,36 +728,6 @@ void JetModel::warnIfBendingTooSharply() {
     }
 }
 
-void JetModel::updateCentreline(const double *y) {
-    // A recall has every effect of the call it stands for: the centreline values, the bending check, and
-    // the work counted as a solve met before at its state (one residual evaluation).
-    CentrelineRecall &last = centrelineRecall_;
-    if (last.valid && last.generation == stateGeneration_ && stateIsCached_ && !runInterrupted() &&
-        last.startFraction == centrelineMassFraction_ && last.startRatio == centrelineToMeanRatio_ &&
-        last.entrainmentRate == entrainmentRate_ && std::memcmp(last.y, y, sizeof last.y) == 0) {
-        centrelineMassFraction_ = last.fraction;
-        centrelineToMeanRatio_ = last.ratio;
-        setCentrelineValues(last.values);
-        ++centrelineRecalls_;
-        ++residualEvaluations_;
-        checkInterruption();
-        warnIfBendingTooSharply();
-        return;
-    }
-    last.startFraction = centrelineMassFraction_;
-    last.startRatio = centrelineToMeanRatio_;
-    updateJetState(y);
-    const bool interruptedBefore = runInterrupted();
-    calculateCentrelineProperties();
-    last.valid = !interruptedBefore && !runInterrupted();
-    last.generation = stateGeneration_;
-    std::memcpy(last.y, y, sizeof last.y);
-    last.entrainmentRate = entrainmentRate_;
-    last.fraction = centrelineMassFraction_;
-    last.ratio = centrelineToMeanRatio_;
-    last.values = centrelineValues();
-}
-
 void JetModel::setCentrelineValues(const CentrelineValues &values) {
     centrelineConcentrationValue_ = values.concentration;
     centrelineVelocityValue_ = values.velocity;
@@ -780,7 +747,8 @@ void JetModel::updateMaxima(double height, double radius) {
 void JetModel::storeOutputStep(double t, const double *y) {
     ++resultsRevision_;
     lastArcLength_ = t;
-    updateCentreline(y);
+    updateJetState(y);
+    calculateCentrelineProperties();
     centrelineLocation_.emplace_back(y[positionXIndex_], y[positionYIndex_], y[positionZIndex_]);
     centrelineVelocityVectors_.push_back(jetGas_.current.velocity());
     profileRadius_.push_back(profileRadiusValue_);
@@ -804,7 +772,8 @@ void JetModel::storeOutputStep(double t, const double *y) {
 
 double JetModel::calculateRootFunction(double t, const double *y, int iroot) {
     lastArcLength_ = t;
-    updateCentreline(y);
+    updateJetState(y);
+    calculateCentrelineProperties();
     const double z = y[positionZIndex_];
     updateMaxima(z, profileRadiusValue_);
     const double top = atmosphere_.boundaryLayerHeight();

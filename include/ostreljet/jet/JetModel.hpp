@@ -309,26 +309,6 @@ private:
         int nextSolveSlot = 0; // the slot to overwrite once all are filled
     };
     JetStateCache stateCache_;
-    std::uint64_t stateGeneration_ = 0; // counts the jet states computed afresh (misses of the cache above)
-
-    // The centreline values at the last state the stopping functions or the output step asked for, and
-    // the two working values the centreline solve starts from. The five stopping functions and the output
-    // step come to one state one after another: once its solve no longer moves its own start, every later
-    // call at that state is recalled whole.
-    struct CentrelineRecall {
-        bool valid = false;
-        std::uint64_t generation = 0; // of the jet state it was computed at
-        double y[9] = {};             // the state vector
-        double entrainmentRate = 0.0; // kg/(m s)
-        double startFraction = 0.0;   // -, the centreline mass fraction before the call
-        double startRatio = 0.0;      // -, fc / f before the call
-        double fraction = 0.0;        // -, the centreline mass fraction after it
-        double ratio = 0.0;           // -, fc / f after it
-        CentrelineValues values = {};
-    };
-    CentrelineRecall centrelineRecall_;
-    // The jet state and the centreline values at y: recalled when the last call left them, else computed.
-    void updateCentreline(const double *y);
     bool stateIsCached_ = false; // the jet state is the cached one (false after anything else moves it)
     std::uint64_t evaluationBudget_ = 0;      // residual evaluations a run may spend; 0 is no bound
     std::uint64_t centrelineSolves_ = 0;      // of the current run
