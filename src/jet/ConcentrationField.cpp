@@ -278,15 +278,12 @@ double ConcentrationField::concentration(double x, double y, double z) const {
     // Segments (and blocks of them, and the tree's boxes around those) whose reach does not include the
     // point cannot contribute, so they are passed over (see PointSearch). The answer is the same.
     const vector3 q(x, y, z);
-    if (segments_.empty() || (rules_ == Rules::asSpecified && rejectedQuickly(q))) {
+    if (zeroAtOnce(q)) {
         return 0.0;
     }
     PointSearch search(*this, q);
     if (searchEverySegment) {
-        for (std::size_t i = 0; i < segments_.size(); ++i) {
-            search.previousCosB =
-                contributeFromSegment(q, i, segments_[i], search.previousCosB, search.result);
-        }
+        search.contributeFromEverySegment();
         return search.value();
     }
     // The tree is walked depth first, left before right, so that segments are met in their own order.
@@ -320,7 +317,7 @@ double ConcentrationField::concentrationFromBlocks(double x, double y, double z,
     // The same answer as concentration(x, y, z) when `blocks` holds, in order, every block whose box can
     // hold the point: those blocks are searched as the tree's walk would reach them.
     const vector3 q(x, y, z);
-    if (segments_.empty() || searchEverySegment || (rules_ == Rules::asSpecified && rejectedQuickly(q))) {
+    if (searchEverySegment || zeroAtOnce(q)) {
         return concentration(x, y, z);
     }
     PointSearch search(*this, q);
@@ -332,8 +329,34 @@ double ConcentrationField::concentrationFromBlocks(double x, double y, double z,
     return search.value();
 }
 
+bool ConcentrationField::zeroAtOnce(const vector3 &q) const {
+    return segments_.empty() || (rules_ == Rules::asSpecified && rejectedQuickly(q));
+}
+
+void ConcentrationField::blocksOnVerticalLine(double x, double y, double zLow, double zHigh,
+                                              std::vector<std::size_t> &blocks) const {
+    blocks.clear();
+    const BoxLevel &leaves = boxLevels_.front();
+    for (std::size_t b = 0; b < leaves.low.size(); ++b) {
+        const vector3 &low = leaves.low[b];
+        const vector3 &high = leaves.high[b];
+        // A NaN bound never leaves a block out.
+        if (!(x < low.x() || x > high.x() || y < low.y() || y > high.y() || zHigh < low.z() ||
+              zLow > high.z())) {
+            blocks.push_back(b);
+        }
+    }
+}
+
 ConcentrationField::PointSearch::PointSearch(const ConcentrationField &field, const vector3 &q)
     : field_(field), q_(q) {}
+
+void ConcentrationField::PointSearch::contributeFromEverySegment() {
+    const std::vector<Segment> &segments = field_.segments_;
+    for (std::size_t i = 0; i < segments.size(); ++i) {
+        previousCosB_ = contributeFromSegment(q_, i, segments[i], previousCosB_, result_);
+    }
+}
 
 void ConcentrationField::PointSearch::visit(std::size_t i) {
     // Segments whose reach does not include the point, or beside which it clearly does not lie, are
@@ -348,9 +371,9 @@ void ConcentrationField::PointSearch::visit(std::size_t i) {
     if (i > 0 && previousIndex_ != i - 1) {
         const Segment &before = segments[i - 1];
         const vector3 b = q_ - before.p1;
-        previousCosB = dot(b, before.t) / (before.tLength * b.norm());
+        previousCosB_ = dot(b, before.t) / (before.tLength * b.norm());
     }
-    previousCosB = contributeFromSegment(q_, i, segment, previousCosB, result);
+    previousCosB_ = contributeFromSegment(q_, i, segment, previousCosB_, result_);
     previousIndex_ = i;
 }
 
@@ -377,7 +400,7 @@ void ConcentrationField::PointSearch::visitBlock(std::size_t block) {
 }
 
 double ConcentrationField::PointSearch::value() const {
-    return field_.cutoff_ > result ? 0.0 : result;
+    return field_.cutoff_ > result_ ? 0.0 : result_;
 }
 
 double ConcentrationField::contributeFromSegment(const vector3 &q, std::size_t i, const Segment &segment,
@@ -514,24 +537,16 @@ void ConcentrationField::grid(double *out, double xStart, double yStart, double 
     // are found once per row, and only they are searched for each point.
     const double zLow = std::fmin(zStart, gridCoordinate(zStart, zEnd, nz - 1, nz, false));
     const double zHigh = std::fmax(zStart, gridCoordinate(zStart, zEnd, nz - 1, nz, false));
-    const BoxLevel *leaves = boxLevels_.empty() ? nullptr : &boxLevels_.front();
     auto work = [&]() {
         std::vector<std::size_t> blocks;
-        blocks.reserve(leaves != nullptr ? leaves->low.size() : 0);
+        blocks.reserve(boxLevels_.empty() ? 0 : boxLevels_.front().low.size());
         for (std::int64_t row = nextRow.fetch_add(1); row < rows; row = nextRow.fetch_add(1)) {
             const std::int64_t i = row / ny;
             const std::int64_t j = row % ny;
             const double x = gridCoordinate(xStart, xEnd, i, nx, true);
             const double y = gridCoordinate(yStart, yEnd, j, ny, false);
-            blocks.clear();
-            for (std::size_t b = 0; leaves != nullptr && b < leaves->low.size(); ++b) {
-                const vector3 &low = leaves->low[b];
-                const vector3 &high = leaves->high[b];
-                // A NaN bound never leaves a block out.
-                if (!(x < low.x() || x > high.x() || y < low.y() || y > high.y() || zHigh < low.z() ||
-                      zLow > high.z())) {
-                    blocks.push_back(b);
-                }
+            if (!boxLevels_.empty()) {
+                blocksOnVerticalLine(x, y, zLow, zHigh, blocks);
             }
             double *target = out + row * nz;
             for (std::int64_t k = 0; k < nz; ++k) {

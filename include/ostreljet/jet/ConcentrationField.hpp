@@ -156,6 +156,8 @@ private:
     class PointSearch {
     public:
         PointSearch(const ConcentrationField &field, const vector3 &q);
+        // Searches every segment in order, passing none over.
+        void contributeFromEverySegment();
         // Searches segment i unless it certainly cannot contribute.
         void visit(std::size_t i);
         // Whether the segments under box `index` of level `level` need searching one by one.
@@ -164,13 +166,18 @@ private:
         // The answer: the largest contribution, or 0 below the cutoff.
         double value() const;
 
-        double result = 0.0;       // volume fraction
-        double previousCosB = 0.0; // -
     private:
         const ConcentrationField &field_;
-        vector3 q_;                                                // m
+        double result_ = 0.0;       // volume fraction, the largest contribution so far
+        double previousCosB_ = 0.0; // -
+        vector3 q_;                 // m
         std::size_t previousIndex_ = static_cast<std::size_t>(-1); // segment whose cosB is held
     };
+    // True when the point is 0 before any segment is searched: no segments, or the as-specified rejection.
+    bool zeroAtOnce(const vector3 &q) const;
+    // The blocks (in order) whose boxes hold some point of the vertical line at (x, y) from zLow to zHigh.
+    void blocksOnVerticalLine(double x, double y, double zLow, double zHigh,
+                              std::vector<std::size_t> &blocks) const;
     // The concentration at a point, searching only `blocks` (in order), which must hold every block
     // whose box holds the point.
     double concentrationFromBlocks(double x, double y, double z, std::span<const std::size_t> blocks) const;
