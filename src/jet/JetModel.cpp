@@ -558,6 +558,45 @@ double JetModel::ProfileCoefficients::signKeptWithin(double x0, double value0) c
     return 0.0;
 }
 
+bool JetModel::solveWidened(const ProfileCoefficients &coefficients, double f, double atMean,
+                            double tolerance, std::uint64_t &evaluations, double &root, bool &complete) {
+    // Brackets from f to f (1 + 0.01 i), i = 1, 2, ..., until one holds a root: true and the root, or false
+    // and 0. complete is false when the run's budget, a cancel or its time limit cut the search short.
+    // A bracket that fails is followed by those whose far ends provably keep the residual's sign: they
+    // are passed over without evaluating it there.
+    auto residual = [&coefficients, &evaluations](double fc) {
+        ++evaluations;
+        return coefficients.evaluate(fc);
+    };
+    auto farEnd = [f](int i) { return f * (1.0 + 0.01 * i); };
+    root = 0.0;
+    complete = true;
+    for (int i = 1; i < centrelineSolveAttempts; ++i) {
+        if (timeLimit_ > 0.0) {
+            checkDeadline();
+        }
+        if ((evaluationBudget_ != 0 && workDone() + evaluations > evaluationBudget_) ||
+            cancelRequested_.load(std::memory_order_relaxed) || runInterrupted()) {
+            complete = false;
+            return false;
+        }
+        const double far = farEnd(i);
+        const double atFar = residual(far);
+        if (!sameStrictSign(atMean, atFar)) {
+            if (findRootBetween(f, atMean, far, atFar, tolerance, residual, root)) {
+                return true;
+            }
+            continue;
+        }
+        const double reach = coefficients.signKeptWithin(far, atFar);
+        while (i + 1 < centrelineSolveAttempts &&
+               std::fabs(farEnd(i + 1) - far) <= reach - 4.4e-16 * std::fabs(farEnd(i + 1))) {
+            ++i;
+        }
+    }
+    return false;
+}
+
 double JetModel::profileResidual(double fc) const {
     return profileCoefficients(windAlongAxis()).evaluate(fc);
 }
@@ -615,33 +654,7 @@ void JetModel::calculateCentrelineProperties() {
                 solved = stateCache_.wideningSolved;
                 root = stateCache_.wideningRoot;
             } else if (!solved) {
-                for (int i = 1; !solved && i < centrelineSolveAttempts; ++i) {
-                    if (timeLimit_ > 0.0) {
-                        checkDeadline();
-                    }
-                    if ((evaluationBudget_ != 0 && workDone() + evaluations > evaluationBudget_) ||
-                        cancelRequested_.load(std::memory_order_relaxed) || runInterrupted()) {
-                        complete = false;
-                        break;
-                    }
-                    const double far = f * (1.0 + 0.01 * i);
-                    const double atFar = residual(far);
-                    if ((atMean > 0.0 && atFar > 0.0) || (atMean < 0.0 && atFar < 0.0)) {
-                        // This bracket fails, and so do the next ones whose far ends provably keep the
-                        // residual's sign: they are passed over without evaluating it there.
-                        const double reach = coefficients.signKeptWithin(far, atFar);
-                        while (i + 1 < centrelineSolveAttempts) {
-                            const double next = f * (1.0 + 0.01 * (i + 1));
-                            if (!(std::fabs(next - far) <= reach - 4.4e-16 * std::fabs(next))) {
-                                break;
-                            }
-                            ++i;
-                        }
-                        root = 0.0;
-                        continue;
-                    }
-                    solved = findRootBetween(f, atMean, far, atFar, tolerance, residual, root);
-                }
+                solved = solveWidened(coefficients, f, atMean, tolerance, evaluations, root, complete);
                 stateCache_.wideningKnown = complete;
                 stateCache_.wideningSolved = solved;
                 stateCache_.wideningRoot = root;

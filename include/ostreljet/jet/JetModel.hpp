@@ -197,6 +197,9 @@ private:
     };
     // up: the wind along the jet's axis, m/s.
     ProfileCoefficients profileCoefficients(double up) const;
+    // The widened brackets of a centreline solve whose first bracket failed (see the definition).
+    bool solveWidened(const ProfileCoefficients &coefficients, double f, double atMean, double tolerance,
+                      std::uint64_t &evaluations, double &root, bool &complete);
     double profileResidual(double centrelineFraction) const;
 
     struct AxisWind {

@@ -4,6 +4,11 @@
 
 namespace ostreljet {
 
+// True when a and b are both above 0 or both below it: no bracket between them holds a root.
+inline bool sameStrictSign(double a, double b) {
+    return (a > 0.0 && b > 0.0) || (a < 0.0 && b < 0.0);
+}
+
 // Brent's method on [a, b] with fa = function(a) and fb = function(b) already known: true and the root,
 // or false and 0.0 when the ends do not bracket a root or 100000 iterations do not converge. tolerance is
 // in the units of the argument. The same steps as findRoot below, for callers that know both ends.
@@ -17,7 +22,7 @@ bool findRootBetween(double a, double fa, double b, double fb, double tolerance,
     // 3. Stop when half the bracket is within 2 eps |b| + tol / 2 or the function is exactly zero.
     constexpr int maximumIterations = 100000;
     constexpr double twiceEpsilon = 4.4e-16;
-    if ((fa > 0.0 && fb > 0.0) || (fa < 0.0 && fb < 0.0)) {
+    if (sameStrictSign(fa, fb)) {
         result = 0.0;
         return false;
     }
