@@ -386,6 +386,14 @@ TEST(ConcentrationField, PassingSegmentsOverBesideAJetOfManyShortSteps) {
         nonZero += searched > 0.0;
     }
     EXPECT_GT(nonZero, 1000);
+    // A grid's rows search only the blocks their vertical lines meet: the same bits as every segment.
+    const auto rowsFiltered = field.grid(-20.0, -60.0, 40.0, 400.0, 60.0, 200.0, 24, 16, 30);
+    ConcentrationField::searchEverySegment = true;
+    const auto everySegment = field.grid(-20.0, -60.0, 40.0, 400.0, 60.0, 200.0, 24, 16, 30);
+    ASSERT_EQ(std::memcmp(rowsFiltered.data(), everySegment.data(), everySegment.size() * sizeof(double)), 0);
+    EXPECT_GT(
+        std::count_if(everySegment.begin(), everySegment.end(), [](double value) { return value > 0.0; }),
+        500);
 }
 
 TEST(ConcentrationField, GridAxesAreSpacedAsymmetrically) {
