@@ -145,18 +145,3 @@ TEST(HostileBatch, FoldersSweepsAndStrayKeysAreRefusedBeforeAnythingRuns) {
               "line 3: key \"stackHeight\" appears more than once in one object");
     EXPECT_EQ(nlohmann::json::parse(lines[3])["ok"], true);
 }
-
-TEST(HostileCoordinates, PointsAndGridCornersMustBeFiniteAndTheirExtentsMustNotOverflow) {
-    const TemporaryFolder folder;
-    const std::string csv = folder.file("grid.csv");
-    expectUsageError(cli({"concentration", kVent, "--at", "inf,0,0"}),
-                     "--at: 'inf' is not a finite number in 'inf,0,0'");
-    expectUsageError(
-        cli({"grid", kVent, "--from", "nan,0,0", "--to", "1,1,1", "--points", "2,2,2", "--csv", csv}),
-        "--from: 'nan' is not a finite number in 'nan,0,0'");
-    expectUsageError(
-        cli({"grid", kVent, "--from", "1e308,0,0", "--to", "-1e308,1,1", "--points", "2,2,2", "--csv", csv}),
-        "--from/--to: the grid's x extent from 1e+308 m to -1e+308 m overflows: x1 - x0 is not a finite "
-        "number");
-    EXPECT_FALSE(fs::exists(csv));
-}
