@@ -68,21 +68,14 @@ def test_lists_when_numpy_is_turned_off_or_absent(vent, monkeypatch):
     assert type(vent.results.x) is list and type(vent.grid(0, -1, 20, 4, 1, 22, 2, 2, 2)[0][0]) is list
 
 
-@pytest.mark.parametrize(
-    "text, shown",
-    [
-        ('{"stackHeight": 30.0, "stackHieght": 20.0}', 'unknown key "stackHieght"'),
-        ('{\n  "stackHeight": 20.0,\n  "orificeDiameter": \n}\n', r"bad\.json:4:1: not valid JSON"),
-        ('{"stackHeight": 30.0, "pasquillStability": "G"}', '"pasquillStability" must be one of'),
-    ],
-)
-def test_bad_files_are_refused_and_nothing_is_set(tmp_path, text, shown):
+def test_a_bad_file_is_refused_and_nothing_is_set(tmp_path):
+    # The reader's texts are checked in the library's tests; here the refusal reaches both entry points.
     path = tmp_path / "bad.json"
-    path.write_text(text)
-    with pytest.raises(ValueError, match=shown):
+    path.write_text('{"stackHeight": 30.0, "stackHieght": 20.0}')
+    with pytest.raises(ValueError, match='unknown key "stackHieght"'):
         Model.from_scenario(path)
     with Model() as m:
-        with pytest.raises(ValueError, match=shown):
+        with pytest.raises(ValueError, match='unknown key "stackHieght"'):
             m.load_scenario(path)
         assert m.stackHeight == 0.0
 

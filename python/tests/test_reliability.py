@@ -54,14 +54,3 @@ def test_release_starting_underground_is_refused():
         model.run()
     model.releaseAngle = 0.0
     assert model.run() in (True, False)
-
-
-def test_scenario_reader_refuses_duplicates_and_underground_releases(tmp_path):
-    doubled = tmp_path / "doubled.json"
-    doubled.write_text('{"stackHeight": 1, "stackHeight": 2}')
-    with pytest.raises(ValueError, match='key "stackHeight" appears more than once in one object'):
-        ostreljet.Model.from_scenario(doubled)
-    down = tmp_path / "down.json"
-    down.write_text('{"releaseAngle": -10}')
-    with pytest.raises(ValueError, match="the jet would start underground"):
-        ostreljet.Model.from_scenario(down)

@@ -142,18 +142,6 @@ TEST(Steps, FourSignificantFiguresAndNoiseAsZero) {
     EXPECT_EQ(words(lines.back())[0], "73.24") << lines.back();
 }
 
-TEST(Scenarios, MissingInputsAreNamedInOneMessage) {
-    // Used to run with a new model's zeros and fail validation on the first one.
-    TemporaryFolder folder;
-    const std::string partial = folder.write("partial.json", R"({"gas": "methane", "massFlowrate": 2})");
-    expectUsageError(
-        cli({"run", partial}),
-        partial + ": missing inputs without a usable default: orificeDiameter, atmosphereSpecificHeat, "
-                  "atmosphereSurfaceRoughness, sourceTemperature, stoppingConcentration (\"gas\" fills "
-                  "the source's molecular weight, specific heat and specific heat ratio; 'ostreljet "
-                  "init' writes a complete scenario)");
-}
-
 TEST(Init, WritesACompleteScenarioThatRunsAndNeverReplacesAFile) {
     TemporaryFolder folder;
     const std::string path = folder.file("start.json");
