@@ -38,6 +38,7 @@ TEST(RunCommand, JsonTableAndCsvShapes) {
     ASSERT_EQ(json["messages"].size(), 1u);
     EXPECT_EQ(json["messages"][0]["text"].get<std::string>().rfind("Stopping concentration reached at ", 0),
               0u);
+    EXPECT_EQ(json["messages"][0]["severity"], "information"); // a normal end, not a warning
     EXPECT_EQ(json["summary"]["outputSteps"], json["steps"]["x"].size());
     EXPECT_EQ(keysOf(json["steps"]), kSeries);
     const std::size_t steps = json["steps"]["x"].size();

@@ -34,19 +34,15 @@ nlohmann::json runJson(std::vector<std::string> arguments) {
 
 } // namespace
 
-TEST(Units, OnePercentMethaneByMassIsOnePointSevenNineByVolume) {
-    // x = (0.01 / 0.01604) / (0.01 / 0.01604 + 0.99 / 0.02896) = 0.017910 (worked by hand).
-    const nlohmann::json json = runJson({kVent, "--levels", "0.01mass", "--unit", "%"});
-    EXPECT_EQ(json["unit"], "%");
-    EXPECT_NEAR(json["summary"]["levels"][0]["value"].get<double>(), 1.7910, 5e-4);
-    // A bare number is in the --unit unit: 2 in % is 2 % by volume, the same level as 0.02.
+// The conversions themselves are worked by hand in the io tests; here the option reaches them.
+TEST(Units, ABareLevelIsInTheUnitOfTheOption) {
+    // 2 in % is 2 % by volume, the same level as 0.02.
     const nlohmann::json percent = runJson({kVent, "--levels", "2", "--unit", "%"});
     const nlohmann::json fraction = runJson({kVent, "--levels", "0.02"});
+    EXPECT_EQ(percent["unit"], "%");
+    EXPECT_DOUBLE_EQ(percent["summary"]["levels"][0]["value"].get<double>(), 2.0);
     EXPECT_DOUBLE_EQ(percent["summary"]["levels"][0]["centrelineDownwindDistance"].get<double>(),
                      fraction["summary"]["levels"][0]["centrelineDownwindDistance"].get<double>());
-    // LFL of methane is 5 % by volume, 50000 ppm.
-    const nlohmann::json ppm = runJson({kVent, "--levels", "LFL", "--unit", "ppm"});
-    EXPECT_DOUBLE_EQ(ppm["summary"]["levels"][0]["value"].get<double>(), 50000.0);
 }
 
 TEST(Units, PointConcentrationsScaleByTheirUnit) {
@@ -60,9 +56,7 @@ TEST(Units, PointConcentrationsScaleByTheirUnit) {
     };
     const double vol = at("vol");
     ASSERT_GT(vol, 0.0);
-    EXPECT_DOUBLE_EQ(at("%"), 100.0 * vol);
     EXPECT_DOUBLE_EQ(at("ppm"), 1e6 * vol);
-    EXPECT_GT(at("mg/m3"), 0.0);
     const CommandResult table = cli({"concentration", kHotStack, "--at", "100,0,90", "--unit", "ppm"});
     EXPECT_NE(table.out.find("concentration [ppm by volume]"), std::string::npos) << table.out;
     expectUsageError(cli({"concentration", kHotStack, "--at", "1,0,0", "--unit", "ppb"}),
@@ -86,26 +80,7 @@ TEST(Status, ARunRefusedByTheSourceChecksIsNoSuccess) {
     EXPECT_EQ(parsed["status"], "refused");
     EXPECT_EQ(parsed["messages"][0]["severity"], "error");
     EXPECT_EQ(cli({"concentration", slow, "--at", "1,0,20"}).exitStatus, 1);
-
-    folder.write("batch.jsonl", nlohmann::json::parse(readText(slow)).dump() + "\n" +
-                                    nlohmann::json::parse(readText(kVent)).dump() + "\n");
-    ASSERT_EQ(cli({"batch", folder.file("batch.jsonl"), "-o", folder.file("out.jsonl")}).exitStatus, 0);
-    const std::vector<std::string> lines = linesOf(readText(folder.file("out.jsonl")));
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(nlohmann::json::parse(lines[0])["status"], "refused");
-    EXPECT_EQ(nlohmann::json::parse(lines[0])["ok"], false);
-    EXPECT_EQ(nlohmann::json::parse(lines[1])["status"], "ok");
-}
-
-TEST(Status, StoppingConcentrationIsANormalEndShownAsInformation) {
-    const CommandResult result = cli({"run", kVent});
-    EXPECT_EQ(result.exitStatus, 0);
-    EXPECT_NE(result.out.find("  information: Stopping concentration reached at 73.2 m.\n"),
-              std::string::npos)
-        << result.out;
-    const nlohmann::json json = runJson({kVent});
-    EXPECT_EQ(json["status"], "ok");
-    EXPECT_EQ(json["messages"].back()["severity"], "information");
+    // A refused line of a batch: see the batch's sweep test.
 }
 
 TEST(Status, NoticesAppearOnceAndTheMainJobIsShort) {
@@ -135,7 +110,6 @@ TEST(Steps, FourSignificantFiguresAndNoiseAsZero) {
         ++heading;
     }
     ASSERT_LT(heading + 2, lines.size());
-    EXPECT_NE(lines[heading].find("concentration [volume fraction]"), std::string::npos);
     // The second step sits 7.8e-15 m along the centreline: noise against the run's 73 m.
     EXPECT_EQ(words(lines[heading + 2])[0], "0") << lines[heading + 2];
     EXPECT_EQ(words(lines[heading + 1])[2], "0") << "y of the first step";
@@ -165,12 +139,7 @@ TEST(Options, NonFiniteAndOutOfRangeValuesAreRefusedNamingTheOption) {
     expectUsageError(cli({"grid", kVent, "--from", "0,0,inf", "--to", "1,1,1", "--points", "2,2,2", "--csv",
                           folder.file("g.csv")}),
                      "--from: 'inf' is not a finite number in '0,0,inf'");
-    expectRefusal(cli({"run", kVent, "--levels", "LFL,nan"}), {"--levels", "nan"});
     expectRefusal(cli({"run", kVent, "--levels", "IDLH"}), {"--levels", "IDLH"});
-    // Used to print -nan rows with exit 0.
-    expectUsageError(
-        cli({"profile", "--roughness", "0", "--heights", "10"}),
-        "--roughness: 0 m is outside the model's range [0.0001, 0.3] (surface roughness length)");
     folder.write("one.jsonl", R"({"gas": "methane"})"
                               "\n");
     expectRefusal(cli({"batch", folder.file("one.jsonl"), "--jobs", "0", "-o", folder.file("o.jsonl")}),
