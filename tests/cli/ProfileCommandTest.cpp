@@ -57,15 +57,11 @@ TEST(ProfileCommand, JsonKeysInOrderSeventeenDigitsAndNullForNonFinite) {
 TEST(ProfileCommand, WorkedFigures) {
     using Figure = std::tuple<const char *, double, double>; // a JSON pointer, its value and the tolerance
     const std::vector<std::pair<std::vector<std::string>, std::vector<Figure>>> cases = {
+        // The class reaches the profile (its other figures are checked on the library).
         {{"--stability", "A", "--heights", "50"},
          {{"/inverseObukhovLength", -0.1220690300077079, 1e-15},
-          {"/frictionVelocity", 0.5053696968198479, 1e-12},
-          {"/surfaceTemperature", 329.6672171260103, 1e-9},
-          {"/temperatureScale", -2.9944076920800704, 1e-11},
           {"/boundaryLayerHeight", 2500.0, 0.0},
-          {"/heights/0/windSpeed", 5.918433849774423, 1e-11},
-          {"/heights/0/temperature", 285.85896944258, 1e-9},
-          {"/heights/0/density", 1.2346264192679843, 1e-12}}},
+          {"/heights/0/windSpeed", 5.918433849774423, 1e-11}}},
         // Every option: 0.35 * 3 / ln 100, and 90000 * 0.03 / (300 * 8.31434).
         {{"--stability", "d", "--roughness", "0.2", "--wind-speed", "3", "--wind-height", "20",
           "--wind-bearing", "0", "--temperature", "300", "--pressure", "90000", "--molecular-weight", "0.03",
