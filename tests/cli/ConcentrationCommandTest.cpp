@@ -1,16 +1,13 @@
 #include "cli/CliTestSupport.hpp"
 
 #include <chrono>
-#include <cmath>
 #include <csignal>
 #include <cstdio>
-#include <fmt/core.h>
 #include <thread>
 
 using namespace ostreljet::testsupport;
 
-// The hot stack example releases pure gas upwards from (0, 0, 60): at the orifice the concentration is
-// 1, and across the jet it follows (0.5 + 0.5 cos(pi r / R))^(1/1.35).
+// The hot stack example releases pure gas upwards from (0, 0, 60): at the orifice the concentration is 1.
 
 namespace {
 
@@ -60,14 +57,11 @@ INSTANTIATE_TEST_SUITE_P(Signals, InterruptedWrite, ::testing::Values(SIGINT, SI
 
 } // namespace
 
-TEST(ConcentrationCommand, WorkedFiguresInTheDocumentedJson) {
-    const double radius =
-        nlohmann::json::parse(cli({"run", kHotStack, "--json"}).out)["steps"]["profileRadius"][0]
-            .get<double>();
-    const CommandResult result =
-        cli({"concentration", kHotStack, "--json", "--at", "0.1,0,60", "--at", "0,0,60", "--at", "1000,500,0",
-             "--at", "-5,0,60", "--at", fmt::format("{:.17g},0,60", 0.5 * radius), "--at",
-             fmt::format("0,{:.17g},60", 0.5 * radius)});
+// The field's figures across the jet are worked in the jet tests; here the points reach it and come back
+// in the documented JSON.
+TEST(ConcentrationCommand, PointsInTheDocumentedJson) {
+    const CommandResult result = cli(
+        {"concentration", kHotStack, "--json", "--at", "0.1,0,60", "--at", "0,0,60", "--at", "1000,500,0"});
     ASSERT_EQ(result.exitStatus, 0) << result.err;
     EXPECT_EQ(result.err, "");
     // 0.1 is not exact in binary; with 17 significant digits it reads 0.10000000000000001.
@@ -78,7 +72,7 @@ TEST(ConcentrationCommand, WorkedFiguresInTheDocumentedJson) {
     EXPECT_EQ(keysOf(json), (std::vector<std::string>{"ok", "status", "unit", "points", "messages"}));
     EXPECT_EQ(json["unit"], "vol");
     EXPECT_EQ(json["ok"], true);
-    ASSERT_EQ(json["points"].size(), 6u);
+    ASSERT_EQ(json["points"].size(), 3u);
     for (const auto &point : json["points"]) {
         EXPECT_EQ(keysOf(point), (std::vector<std::string>{"x", "y", "z", "concentration"}));
     }
@@ -88,13 +82,8 @@ TEST(ConcentrationCommand, WorkedFiguresInTheDocumentedJson) {
     EXPECT_GT(json["points"][0]["concentration"].get<double>(), 0.9);
     EXPECT_LT(json["points"][0]["concentration"].get<double>(), 1.0);
     EXPECT_EQ(json["points"][1]["z"], 60.0);
-    EXPECT_EQ(json["points"][1]["concentration"], 1.0);
-    // Far beside the downwind line, and behind the source below the jet's first radius.
-    EXPECT_EQ(json["points"][2]["concentration"], 0.0);
-    EXPECT_EQ(json["points"][3]["concentration"], 0.0);
-    const double expected = std::pow(0.5, 1.0 / 1.35); // 0.59843...
-    EXPECT_NEAR(json["points"][4]["concentration"].get<double>(), expected, 1e-12);
-    EXPECT_NEAR(json["points"][5]["concentration"].get<double>(), expected, 1e-12);
+    EXPECT_EQ(json["points"][1]["concentration"], 1.0); // the orifice: pure source gas
+    EXPECT_EQ(json["points"][2]["concentration"], 0.0); // far beside the downwind line
 }
 
 TEST(ConcentrationCommand, UnusablePointsGiveStatusTwo) {

@@ -1,9 +1,7 @@
-// What a hostile user tries: outputs on devices, links and full disks; endless batch files, sweeps that
+// What a hostile user tries: standard output and full disks as outputs; endless batch files, sweeps that
 // explode and stray keys (the scenario reader's own limits are checked in the io tests). Each ends with a
 // message and status 2 (or works), never a crash, a replaced device or a half-written file.
 #include "cli/CliTestSupport.hpp"
-
-#include <sys/stat.h>
 
 using namespace ostreljet::testsupport;
 namespace fs = std::filesystem;
@@ -32,23 +30,8 @@ CommandResult cliWithOutputOn(const std::vector<std::string> &arguments, const c
 
 } // namespace
 
-TEST(HostileOutput, DevicesLinksAndModesAreWrittenThroughNotReplaced) {
-    const TemporaryFolder folder;
-    EXPECT_EQ(cli({"run", kVent, "--csv", "/dev/null"}).exitStatus, 0);
-    EXPECT_TRUE(fs::is_character_file("/dev/null"));
-
-    const std::string target = folder.write("private.csv", "old\n");
-    ::chmod(target.c_str(), 0600);
-    fs::create_symlink(target, folder.file("link.csv"));
-    const CommandResult result = cli({"run", kVent, "--csv", folder.file("link.csv")});
-    EXPECT_EQ(result.exitStatus, 0) << result.err;
-    EXPECT_TRUE(fs::is_symlink(folder.file("link.csv")));
-    EXPECT_EQ(readText(target).rfind("arclength,", 0), 0u);
-    struct stat status {};
-    ::stat(target.c_str(), &status);
-    EXPECT_EQ(status.st_mode & 07777, 0600u);
-    EXPECT_EQ(folder.entries(), (std::set<std::string>{"private.csv", "link.csv"}));
-
+// Links, modes and devices are the safe writer's, checked in the io tests; /dev/stdout is the tool's own.
+TEST(HostileOutput, StandardOutputAsTheFileIsWrittenInPlace) {
     // /dev/stdout (here a regular file) is the tool's own standard output, written in place.
     const CommandResult streamed = cli({"run", kVent, "--csv", "/dev/stdout"});
     EXPECT_EQ(streamed.exitStatus, 0) << streamed.err;
@@ -57,11 +40,7 @@ TEST(HostileOutput, DevicesLinksAndModesAreWrittenThroughNotReplaced) {
 }
 
 TEST(HostileOutput, AFullDiskIsStatusTwoWithTheSystemsReason) {
-    const TemporaryFolder folder;
     expectUsageError(cli({"run", kVent, "--csv", "/dev/full"}),
-                     "cannot write '/dev/full': No space left on device");
-    const std::string batchInput = folder.write("in.jsonl", ventLine() + "\n");
-    expectUsageError(cli({"batch", batchInput, "-o", "/dev/full"}),
                      "cannot write '/dev/full': No space left on device");
     // Standard output on a full device: the table is lost, and the tool says so.
     for (const std::vector<std::string> &arguments :
@@ -101,20 +80,15 @@ TEST(HostileBatch, FoldersSweepsAndStrayKeysAreRefusedBeforeAnythingRuns) {
     EXPECT_EQ(cli({"batch", small, "-o", out, "--max-runs", "3"}).exitStatus, 0);
     EXPECT_EQ(linesOf(readText(out)).size(), 3u);
 
-    // Bad lines become error results; the good line still runs.
-    const std::string mixed = folder.write(
-        "mixed.jsonl", "{\"base\": " + ventLine() + ", \"vray\": {}}\n" + std::string(100000, '[') + "\n" +
-                           "{\"stackHeight\": 1, \"stackHeight\": 2}\n" + ventLine() + "\n");
+    // A sweep line with a stray key becomes an error result; the good line still runs.
+    const std::string mixed =
+        folder.write("mixed.jsonl", "{\"base\": " + ventLine() + ", \"vray\": {}}\n" + ventLine() + "\n");
     const CommandResult result = cli({"batch", mixed, "-o", out});
     EXPECT_EQ(result.exitStatus, 0) << result.err;
     const std::vector<std::string> lines = linesOf(readText(out));
-    ASSERT_EQ(lines.size(), 4u);
+    ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(nlohmann::json::parse(lines[0])["error"],
               "line 1: unknown key \"vray\" beside \"base\" and \"vary\" (a sweep line holds only those two; "
               "put inputs in \"base\")");
-    EXPECT_EQ(nlohmann::json::parse(lines[1])["error"],
-              "line 2: arrays and objects nest deeper than 32 levels");
-    EXPECT_EQ(nlohmann::json::parse(lines[2])["error"],
-              "line 3: key \"stackHeight\" appears more than once in one object");
-    EXPECT_EQ(nlohmann::json::parse(lines[3])["ok"], true);
+    EXPECT_EQ(nlohmann::json::parse(lines[1])["ok"], true);
 }
