@@ -77,13 +77,8 @@ TEST(CApiBadInput, NonFiniteValuesAndClassesOutOfRangeAreRefusedAndNothingIsStor
     EXPECT_STREQ(ostreljet_last_error(), "property \"stackHeight\" takes a finite number, not nan");
     EXPECT_EQ(ostreljet_set(m, "referenceWindSpeed", -inf), -2);
     EXPECT_STREQ(ostreljet_last_error(), "property \"referenceWindSpeed\" takes a finite number, not -inf");
-    EXPECT_EQ(ostreljet_set(m, "pasquillStability", 7), -2);
-    EXPECT_STREQ(ostreljet_last_error(),
-                 "property \"pasquillStability\" takes a whole number from 0 to 5, not 7");
-    EXPECT_EQ(ostreljet_set(m, "pasquillStability", -1), -2);
+    EXPECT_EQ(ostreljet_set(m, "pasquillStability", 7), -2); // the texts: see the C host test
     EXPECT_EQ(ostreljet_set(m, "timeAveraging", 5), -2);
-    EXPECT_STREQ(ostreljet_last_error(),
-                 "property \"timeAveraging\" takes a whole number from 0 to 1, not 5");
     double value = -7.0;
     EXPECT_EQ(ostreljet_get(m, "stackHeight", &value), 0);
     EXPECT_EQ(value, 0.0);
@@ -127,7 +122,5 @@ TEST(CApiBadInput, NonFinitePointsAndGridsWhoseExtentOverflowsAreRefused) {
     EXPECT_EQ(ostreljet_concentration_grid(m, 1e308, 0, 0, -1e308, 1, 1, 2, 2, 2, buffer.data(), 8), -1);
     EXPECT_STREQ(ostreljet_last_error(),
                  "the grid's x extent from 1e+308 m to -1e+308 m overflows: x1 - x0 is not a finite number");
-    EXPECT_EQ(ostreljet_concentration_grid(m, 0, HUGE_VAL, 0, 1, 1, 1, 2, 2, 2, buffer.data(), 8), -1);
-    EXPECT_STREQ(ostreljet_last_error(), "the grid's start y0 is inf, not a finite number of metres");
     EXPECT_EQ(buffer, std::vector<double>(8, -7.0));
 }
