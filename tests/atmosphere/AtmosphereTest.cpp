@@ -59,9 +59,11 @@ TEST(Atmosphere, BoundaryLayerHeightByClass) {
     EXPECT_EQ(air.inverseObukhovLength(), 0.0); // an unknown class is neutral
 }
 
-TEST(Atmosphere, LocalAirAtFiftyMetresInClassesADAndF) {
-    Atmosphere a = atmosphereFor(PASQUILL_A), d = atmosphereFor(PASQUILL_D), f = atmosphereFor(PASQUILL_F);
-    for (Atmosphere *air : {&a, &d, &f}) {
+// The surface layer's wind and temperature for every class are checked on the profile itself; here the
+// local air takes them, with the density of the ideal gas.
+TEST(Atmosphere, LocalAirAtFiftyMetresInClassesAAndD) {
+    Atmosphere a = atmosphereFor(PASQUILL_A), d = atmosphereFor(PASQUILL_D);
+    for (Atmosphere *air : {&a, &d}) {
         air->setLocation(vector3(3.0, -4.0, 50.0));
         EXPECT_NEAR(air->velocity().y(), 0.0, 1e-13); // default bearing 90: along +x
         EXPECT_EQ(air->velocity().z(), 0.0);
@@ -75,8 +77,6 @@ TEST(Atmosphere, LocalAirAtFiftyMetresInClassesADAndF) {
     EXPECT_NEAR(d.velocity().x(), 6.747425010840047, 1e-11);
     EXPECT_EQ(d.temperature(), 288.15);
     EXPECT_NEAR(d.density(), 1.224810119238344, 1e-12);
-    EXPECT_NEAR(f.velocity().x(), 10.600857409296005, 1e-10);
-    EXPECT_NEAR(f.temperature(), 300.62870563037836, 1e-9);
 }
 
 TEST(Atmosphere, BearingIsMeasuredFromNorthTowardsEastAndActsAtTheNextLocation) {
