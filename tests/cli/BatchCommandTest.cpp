@@ -53,6 +53,7 @@ TEST_F(BatchCommand, SweepsExpandAndFailingLinesDoNotStopTheBatch) {
     EXPECT_GT(lines[0]["steps"].get<int>(), 2);
     EXPECT_LT(lines[0]["last"]["centrelineConcentration"].get<double>(), 0.0101);
     EXPECT_GE(lines[0]["greatestHeight"].get<double>(), 20.0);
+    EXPECT_EQ(lines[0]["budgetSpent"], false);
     // The centreline falls below 10 % before 5 %, both downwind of the stack.
     const auto &levels = lines[0]["levels"];
     ASSERT_EQ(levels.size(), 2u);
@@ -103,10 +104,6 @@ TEST(BatchLimits, ARunThatReachesItsTimeLimitIsRecorded) {
     const std::string input = folder.write(
         "in.jsonl",
         nlohmann::ordered_json::parse(readText(example("hot_stack_unstable.json"))).dump() + "\n");
-    const CommandResult normal = cli({"batch", input, "-o", folder.file("normal.jsonl"), "--jobs", "1"});
-    ASSERT_EQ(normal.exitStatus, 0) << normal.err;
-    EXPECT_EQ(nlohmann::json::parse(readText(folder.file("normal.jsonl")))["budgetSpent"], false);
-
     const auto start = std::chrono::steady_clock::now();
     const CommandResult limited =
         cli({"batch", input, "-o", folder.file("limited.jsonl"), "--max-seconds", "1e-6", "--jobs", "1"});

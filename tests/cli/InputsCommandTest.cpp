@@ -25,9 +25,6 @@ TEST(InputsCommand, JsonListsEveryKeyWithUnitDefaultRangeAndLabels) {
             EXPECT_EQ(input["range"]["lower"], 0.0);
             EXPECT_EQ(input["range"]["lowerInclusive"], false);
             EXPECT_TRUE(input["range"]["upper"].is_null());
-        } else if (name == "atmospherePressure") {
-            EXPECT_EQ(input["default"], 101325.0);
-            EXPECT_EQ(input["unit"], "Pa");
         } else if (name == "pasquillStability") {
             EXPECT_EQ(input["type"], "PASQUILL");
             EXPECT_TRUE(input["range"].is_null());

@@ -22,10 +22,7 @@ TEST(RegisterCommand, RegistersAndUnregistersInTheFileOfTheVariableOrTheOption) 
     const CommandResult removed = cli({"unregister"});
     EXPECT_EQ(removed.exitStatus, 0) << removed.err;
     EXPECT_NE(removed.out.find(" from " + file + "\n"), std::string::npos) << removed.out;
-    const Registry registry = Registry::load(file);
-    EXPECT_FALSE(registry.keyExists(kScriptClass));
-    EXPECT_FALSE(registry.keyExists(kTypeLibrary));
-    EXPECT_FALSE(registry.keyExists("HKCR\\Ostreljet.OstreljetModel"));
+    EXPECT_FALSE(Registry::load(file).keyExists(kScriptClass)); // the rest: see the component's test
     EXPECT_EQ(cli({"unregister"}).exitStatus, 0) << "nothing left to remove is not a failure";
     // The option wins over the variable.
     const std::string chosen = folder.file("chosen");
