@@ -39,7 +39,10 @@ TEST(RunSummary, SeverityFollowsWhatTheMessageMeans) {
         {{"Stopping concentration reached at 45.2 m.", 0, 2}, MessageSeverity::information},
         // The integrator's own notice of code 2 is no normal end.
         {{"DDRIV3 - ... Solution obtained by interpolation.", 0, 2}, MessageSeverity::warning},
+        // The centreline reaching the ground is a legitimate end of the jet: its results hold up to there.
         {{"The centreline of the jet is interacting with the ground, model terminated at 12.0 m.", 2, 0},
+         MessageSeverity::warning},
+        {{"The run was ended at 12.0 m: its budget of centreline evaluations is spent.", 2, 90},
          MessageSeverity::error},
         {{"The edge of the jet is interacting with the ground at 8.0 m.", -1, 1}, MessageSeverity::warning},
         {{"The calculated exit velocity is less than three times the wind velocity, model not valid.", 0, 26},
