@@ -1,6 +1,8 @@
 #include "Commands.hpp"
 #include "Support.hpp"
 
+#include "ostreljet/jet/RunField.hpp"
+
 #include "ostreljet/io/ConcentrationConverter.hpp"
 #include "ostreljet/io/Scenario.hpp"
 #include "report/SummaryText.hpp"
@@ -8,6 +10,7 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <cmath>
 #include <memory>
 #include <string>
 #include <vector>
@@ -34,7 +37,7 @@ void printJson(const JetModel &model, const RunSummary &summary, ConcentrationUn
                const std::vector<PointValue> &values) {
     std::string out = fmt::format(
         "{{\"ok\": {}, \"status\": {}, \"unit\": {}, \"points\": [", summary.succeeded() ? "true" : "false",
-        jsonString(report::runStatus(summary)), jsonString(concentrationUnitWord(unit)));
+        jsonString(runStatusName(summary.status)), jsonString(concentrationUnitWord(unit)));
     for (std::size_t i = 0; i < values.size(); ++i) {
         const PointValue &point = values[i];
         out += fmt::format("{}{{\"x\": {}, \"y\": {}, \"z\": {}, \"concentration\": {}}}", i == 0 ? "" : ", ",
@@ -58,10 +61,18 @@ void printTable(const RunSummary &summary, ConcentrationUnit unit, const std::ve
     fmt::print("{:>{}}{:>{}}{:>{}}{:>{}}\n", "x [m]", kWidth, "y [m]", kWidth, "z [m]", kWidth, heading,
                std::max<std::size_t>(kWidth, heading.size() + 2));
     for (const PointValue &point : values) {
-        fmt::print("{:>{}.6g}{:>{}.6g}{:>{}.6g}{:>{}.6g}\n", point.x, kWidth, point.y, kWidth, point.z,
-                   kWidth, point.concentration, std::max<std::size_t>(kWidth, heading.size() + 2));
+        const std::string value = std::isnan(point.concentration)
+                                      ? std::string("not computed")
+                                      : fmt::format("{:.6g}", point.concentration);
+        fmt::print("{:>{}.6g}{:>{}.6g}{:>{}.6g}{:>{}}\n", point.x, kWidth, point.y, kWidth, point.z, kWidth,
+                   value, std::max<std::size_t>(kWidth, heading.size() + 2));
     }
-    fmt::print("\n{} output steps\n", summary.outputSteps);
+    fmt::print("\n{} output steps", summary.outputSteps);
+    if (summary.lastStep) {
+        fmt::print("; not computed beyond {} m downwind (the end of the run)",
+                   report::figure(summary.lastStep->downwind));
+    }
+    fmt::print("\n");
     printMessages(summary);
 }
 
@@ -97,12 +108,11 @@ void registerConcentrationCommand(CLI::App &app) {
         }
         const Scenario scenario = loadScenario(options->scenario);
         JetModel model;
-        const bool accepted = runScenario(model, scenario);
-        const RunSummary summary = RunSummary::of(model, accepted, {});
+        const RunSummary summary = runScenario(model, scenario);
         if (!summary.succeeded()) {
             values.clear();
         }
-        const ConcentrationField field(model, ConcentrationField::Rules::exact);
+        const RunField field(model, summary.status);
         const ConcentrationConverter converter = ConcentrationConverter::forModel(model);
         for (PointValue &point : values) {
             point.concentration = converter.fromModel(field.concentration(point.x, point.y, point.z), unit,
@@ -113,9 +123,7 @@ void registerConcentrationCommand(CLI::App &app) {
         } else if (summary.succeeded()) {
             printTable(summary, unit, values);
         }
-        if (!summary.succeeded()) {
-            throw noResults(summary);
-        }
+        endUnlessOk(summary);
     });
 }
 

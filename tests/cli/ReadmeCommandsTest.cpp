@@ -71,8 +71,8 @@ TEST(ReadmeCommands, EveryCommandRunsAsShown) {
     for (const std::string &line : results) {
         const auto run = nlohmann::json::parse(line);
         EXPECT_EQ(run["ok"], true) << line;
-        EXPECT_EQ(run["status"], "ok") << line;
-        EXPECT_EQ(run["levels"].size(), 2u);
+        EXPECT_TRUE(run["status"] == "ok" || run["status"] == "warning") << line;
+        EXPECT_EQ(run["summary"]["levels"].size(), 2u);
     }
 }
 

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <string>
 
 using ostreljet::EngineeringRun;
@@ -18,13 +19,22 @@ namespace {
 
 // The end message of a run of the vent example with one input changed.
 std::string refusalWith(const std::string &key, const std::string &value) {
+    std::map<std::string, std::string> inputs = {{"gas", "\"methane\""},
+                                                 {"stackHeight", "20"},
+                                                 {"orificeDiameter", "0.3"},
+                                                 {"releaseAngle", "90"},
+                                                 {"massFlowrate", "2"},
+                                                 {"atmosphereSpecificHeat", "1005"},
+                                                 {"atmosphereSurfaceRoughness", "0.1"},
+                                                 {"sourceTemperature", "300"},
+                                                 {"stoppingConcentration", "0.01"}};
+    inputs[key] = value;
+    std::string text;
+    for (const auto &[name, given] : inputs) {
+        text += (text.empty() ? "{\"" : ", \"") + name + "\": " + given;
+    }
     JetModel model;
-    Scenario::fromText(R"({"gas": "methane", "stackHeight": 20, "orificeDiameter": 0.3, "releaseAngle": 90,
-        "massFlowrate": 2, "atmosphereSpecificHeat": 1005, "atmosphereSurfaceRoughness": 0.1,
-        "sourceTemperature": 300, "stoppingConcentration": 0.01, ")" +
-                           key + "\": " + value + "}",
-                       "t")
-        .applyTo(model);
+    Scenario::fromText(text + "}", "t").applyTo(model);
     RunSummary summary = EngineeringRun::run(model, {});
     InputRefusal::annotate(summary, model);
     EXPECT_EQ(summary.status, RunStatus::invalid) << key;

@@ -50,14 +50,7 @@ double ambientTemperatureAt(const JetModel &model, double z) {
 }
 
 std::string_view runStatus(const RunSummary &summary) {
-    switch (summary.ending) {
-    case RunSummary::Ending::inputsInvalid:
-        return "invalid";
-    case RunSummary::Ending::refusedBySourceChecks:
-        return "refused";
-    default:
-        return "ok";
-    }
+    return runStatusName(summary.status);
 }
 
 std::string levelName(const JetModel &model, const Level &level, double modelValue, ConcentrationUnit unit) {
@@ -79,10 +72,29 @@ std::vector<SummaryLine> summaryLines(const JetModel &model, const RunSummary &s
     std::vector<SummaryLine> lines;
     const std::string ending(RunSummary::endingName(summary.ending));
     lines.push_back({"Run ended", summary.endMessage ? *summary.endMessage : ending});
+    lines.push_back({"Run status", std::string(runStatusName(summary.status))});
     if (!summary.succeeded()) {
         return lines;
     }
     lines.push_back({"Output steps", fmt::format("{}", summary.outputSteps)});
+    const ConcentrationConverter shown = ConcentrationConverter::forModel(model);
+    const std::string beyond =
+        summary.lastStep ? fmt::format("not computed beyond {}", downwind(summary.lastStep->downwind))
+                         : "not computed";
+    if (summary.lastStep) {
+        lines.push_back({"Modelled region", fmt::format("to {}, where the run ends; not computed beyond",
+                                                        downwind(summary.lastStep->downwind))});
+    }
+    if (summary.stoppingConcentrationLoweredFrom) {
+        lines.push_back(
+            {"Stopping concentration",
+             fmt::format(
+                 "{} {}, lowered from the scenario's {} {} to half the lowest level",
+                 figure(shown.thresholdFromModel(model.stoppingConcentration(), request.unit)),
+                 concentrationUnitLabel(request.unit),
+                 figure(shown.thresholdFromModel(*summary.stoppingConcentrationLoweredFrom, request.unit)),
+                 concentrationUnitLabel(request.unit))});
+    }
     if (summary.greatestCentrelineHeight) {
         lines.push_back({"Greatest centreline height",
                          fmt::format("{} m, {}", figure(summary.greatestCentrelineHeight->z),
@@ -103,11 +115,8 @@ std::vector<SummaryLine> summaryLines(const JetModel &model, const RunSummary &s
                          fmt::format("{} {} at {}, {} m across", figure(value), unit, downwind(at.downwind),
                                      figure(withoutNoise(at.crosswind, at.downwind)))});
     } else {
-        lines.push_back(
-            {"Greatest ground-level concentration",
-             fmt::format("below the stopping concentration ({} {}) everywhere",
-                         figure(converter.thresholdFromModel(model.stoppingConcentration(), request.unit)),
-                         unit)});
+        lines.push_back({"Greatest ground-level concentration",
+                         fmt::format("the plume does not reach the ground within the run; {}", beyond)});
     }
     for (std::size_t i = 0; i < summary.levels.size() && i < request.levels.size(); ++i) {
         const RunSummary::LevelAnswer &answer = summary.levels[i];
@@ -120,15 +129,16 @@ std::vector<SummaryLine> summaryLines(const JetModel &model, const RunSummary &s
                                      downwind(*answer.centrelineDownwindDistance),
                                      figure(*answer.centrelineArcLength));
         } else if (answer.exceededAtEndOfRun) {
-            centreline = "centreline above it to the end of the run";
+            centreline = "centreline above it to the end of the run; " + beyond;
         } else {
             centreline = "centreline below it from the start";
         }
         std::string region = "region above it: none";
         if (answer.farthestDownwindExtent && answer.greatestHalfWidth) {
-            region = fmt::format("region above it to {}, {} m half-width{}",
-                                 downwind(*answer.farthestDownwindExtent), figure(*answer.greatestHalfWidth),
-                                 answer.exceededAtEndOfRun ? " (cut off by the end of the run)" : "");
+            region =
+                fmt::format("region above it to {}, {} m half-width{}",
+                            downwind(*answer.farthestDownwindExtent), figure(*answer.greatestHalfWidth),
+                            answer.exceededAtEndOfRun ? " (still exceeded where the run ends: open)" : "");
         }
         lines.push_back({name, centreline + "; " + region});
     }

@@ -37,7 +37,7 @@ struct SummaryRequest {
 std::vector<SummaryLine> summaryLines(const JetModel &model, const RunSummary &summary,
                                       const SummaryRequest &request);
 
-// "ok", "refused" (by the source checks: no output steps) or "invalid" (inputs refused by validation).
+// The run status's name: "ok", "warning", "incomplete", "failed", "refused" or "invalid".
 std::string_view runStatus(const RunSummary &summary);
 
 // A level as the user wrote it with its value in the unit: "LFL (0.05 volume fraction)".
