@@ -36,6 +36,16 @@ void RunField::grid(double *out, double xStart, double yStart, double zStart, do
     const std::int64_t nx = numberOfPointsX > 0 ? numberOfPointsX : 0;
     const std::int64_t ny = numberOfPointsY > 0 ? numberOfPointsY : 0;
     const std::int64_t nz = numberOfPointsZ > 0 ? numberOfPointsZ : 0;
+    if (nx == 0 || ny == 0 || nz == 0 || !hasResults_) {
+        if (hasResults_) {
+            return; // no points
+        }
+        const std::int64_t points = nx * ny * nz;
+        for (std::int64_t k = 0; k < points; ++k) {
+            out[k] = notComputed;
+        }
+        return;
+    }
     std::int64_t k = 0;
     for (std::int64_t i = 0; i < nx; ++i) {
         const double x = ConcentrationField::gridCoordinate(xStart, xEnd, i, nx, true);

@@ -287,7 +287,7 @@ TEST(ReportCommand, InvalidInputsGiveThePageAndStatusOneAndUsageErrorsWriteNothi
     const std::string page = readText(folder.file("bad.html"));
     EXPECT_TRUE(has(page,
                     "<p class=\"banner fatal\">Run status invalid: The stack height should lie between 0 and "
-                    "1000m. (stackHeight = -5 m). No results are shown.</p>"));
+                    "1000m. (stackHeight = -5 m).</p>"));
     EXPECT_EQ(count(page, "<tr class=\"default\"><td><code>"), 3u); // the stack's place and bearing
 
     const std::string hotStack = example("hot_stack_unstable.json");

@@ -91,8 +91,9 @@ std::string ReportPage::render(const JetModel &model, const Scenario &scenario, 
     std::string block = "<h2>Summary</h2>\n";
     const std::string status(runStatusName(summary.status));
     if (!summary.succeeded()) {
-        block += fmt::format("<p class=\"banner fatal\">Run status {}: {}. No results are shown.</p>\n",
-                             escapeHtml(status), escapeHtml(summary.endMessage.value_or(status)));
+        const std::string why = summary.endMessage.value_or(status);
+        block += fmt::format("<p class=\"banner fatal\">Run status {}: {}{}</p>\n", escapeHtml(status),
+                             escapeHtml(why), why.ends_with('.') ? "" : ".");
     } else if (summary.status != RunStatus::ok) {
         block += fmt::format("<p class=\"banner caution\">Run status {}: results to use with care{}.</p>\n",
                              escapeHtml(status),
