@@ -1,4 +1,5 @@
 #include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/farfield/FarFieldInputs.hpp"
 
 #include "ostreljet/io/GasTable.hpp"
 #include "ostreljet/io/InputSanity.hpp"
@@ -129,6 +130,20 @@ double inputValue(const std::string &source, const std::string &key, const Input
                             "\" is outside the range of a double: " + describe(value));
     }
     return number;
+}
+
+// The value of a far-field input: a label of its enumeration or a number.
+double farFieldValue(const std::string &source, const FarFieldInputs::Input &input, const json &value) {
+    if (value.is_string() && !input.labels.empty()) {
+        if (const auto label = FarFieldInputs::labelValue(input, value.get_ref<const std::string &>())) {
+            return *label;
+        }
+    } else if (value.is_number()) {
+        return value.get<double>();
+    }
+    throw ScenarioError(source + ": \"" + std::string(input.name) + "\" must be " +
+                        (input.labels.empty() ? "a number" : "one of " + FarFieldInputs::accepted(input)) +
+                        ", not " + describe(value));
 }
 
 // A parser callback that refuses, while the text is read, nesting deeper than the limit (which would
@@ -270,6 +285,15 @@ Scenario Scenario::fromText(std::string_view text, const std::string &sourceName
     for (auto it = document.begin(); it != document.end(); ++it) {
         const std::string &key = it.key();
         if (key == "gas") {
+            continue;
+        }
+        if (const FarFieldInputs::Input *far = FarFieldInputs::find(key)) {
+            const std::string problem =
+                FarFieldInputs::set(scenario.farField_, *far, farFieldValue(sourceName, *far, it.value()));
+            if (!problem.empty()) {
+                throw ScenarioError(sourceName + ": " + problem);
+            }
+            scenario.farFieldGiven_.emplace_back(far->name);
             continue;
         }
         const InputSchema::Input *input = InputSchema::find(key);
