@@ -4,6 +4,7 @@
 #include "ostreljet/io/ValidationSuite.hpp"
 #include "ostreljet/validation/FieldTrial.hpp"
 #include "ostreljet/validation/TrialComparison.hpp"
+#include "report/TrialsSection.hpp"
 #include "report/ValidationPage.hpp"
 
 #include <fmt/core.h>
@@ -271,7 +272,8 @@ void registerValidateCommand(CLI::App &app) {
         }
         const double seconds =
             std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-        const std::string page = report::ValidationPage::render(results, seconds, casesName(*options));
+        const std::string page = report::ValidationPage::render(
+            results, seconds, casesName(*options), report::TrialsSection::render(comparison, trialsSource));
         writeFileAtomically(options->output,
                             [&](std::FILE *out) { std::fwrite(page.data(), 1, page.size(), out); });
         if (options->json) {

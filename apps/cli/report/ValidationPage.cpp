@@ -109,7 +109,7 @@ std::string plot(const CorrelationResult &result, std::size_t index) {
 } // namespace
 
 std::string ValidationPage::render(const std::vector<CorrelationResult> &results, double seconds,
-                                   const std::string &casesFile) {
+                                   const std::string &casesFile, const std::string &trials) {
     std::string out = "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n";
     out += "<title>Ostreljet: agreement with published correlations</title>\n";
     out += fmt::format("<style>{}</style>\n</head>\n<body>\n", kStyleSheet);
@@ -203,6 +203,7 @@ std::string ValidationPage::render(const std::vector<CorrelationResult> &results
             escapeHtml(r.figure),
             sensitivity ? " Filled: short averaging; open: " + escapeHtml(r.sensitivityLabel) + "." : "");
     }
+    out += trials;
     out += "<p>Regenerate with <code>ostreljet validate -o validation.html</code>.</p>\n</body>\n</html>\n";
     return out;
 }
