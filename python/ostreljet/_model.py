@@ -284,6 +284,35 @@ class FarFieldResults(Results):
         object.__setattr__(self, "hand_off", hand_off)
         object.__setattr__(self, "figures", figures)
 
+    def __iter__(self):
+        return iter(self._columns)
+
+    def __len__(self):
+        return len(self._columns["downwindDistance"])
+
+    def keys(self):
+        return list(self._columns)
+
+    def items(self):
+        return list(self._columns.items())
+
+    def to_dict(self):
+        return dict(self._columns)
+
+    def to_dataframe(self):
+        """The far field as a pandas DataFrame, one row per point; units in frame.attrs["units"]."""
+        import pandas
+
+        frame = pandas.DataFrame({name: list(values) for name, values in self._columns.items()})
+        frame.index.name = "point"
+        frame.attrs["units"] = {"downwindDistance": "m", "height": "m", "sigmaY": "m", "sigmaZ": "m",
+                                "centrelineConcentration": "volume fraction",
+                                "groundLevelConcentration": "volume fraction", "regime": "0 dense, 1 passive"}
+        return frame
+
+    def __repr__(self):
+        return "<ostreljet.FarFieldResults: %d points, hand-off %s>" % (len(self), self.hand_off)
+
 
 class Model:
     """One jet model: set its inputs as attributes, run() it, then read results, messages and concentrations.
