@@ -59,8 +59,12 @@ std::vector<report::SummaryLine> farFieldLines(const JetModel &model, const FarF
     if (const auto peak = field.groundLevelMaximum()) {
         lines.push_back(
             {"Greatest far-field ground level",
-             fmt::format("{} {}, {} m downwind", figure(shown(model, peak->value, 0.0, request.unit)), unit,
-                         figure(peak->downwind))});
+             fmt::format("{} {}, {} m downwind{}", figure(shown(model, peak->value, 0.0, request.unit)), unit,
+                         figure(peak->downwind),
+                         // Still rising where the far field ends: no maximum within it.
+                         peak->downwind >= field.endDistance() * (1.0 - 1e-12)
+                             ? " (the far field's end; still rising there)"
+                             : "")});
     } else {
         lines.push_back({"Greatest far-field ground level", "0 everywhere"});
     }
@@ -99,7 +103,8 @@ nlohmann::ordered_json farFieldJson(const JetModel &model, const FarField &field
     out["end"] = {{"downwindDistance", field.endDistance()}, {"reason", endWords(field)}};
     if (const auto peak = field.groundLevelMaximum()) {
         out["groundLevelMaximum"] = {{"value", shown(model, peak->value, 0.0, request.unit)},
-                                     {"downwindDistance", peak->downwind}};
+                                     {"downwindDistance", peak->downwind},
+                                     {"atEnd", peak->downwind >= field.endDistance() * (1.0 - 1e-12)}};
     } else {
         out["groundLevelMaximum"] = nullptr;
     }
