@@ -1,6 +1,7 @@
 #include "Commands.hpp"
 #include "Support.hpp"
 
+#include "ostreljet/farfield/WholePlume.hpp"
 #include "ostreljet/io/ConcentrationConverter.hpp"
 #include "ostreljet/io/Scenario.hpp"
 #include "report/SummaryText.hpp"
@@ -8,6 +9,7 @@
 #include <fmt/core.h>
 
 #include <algorithm>
+#include <cmath>
 #include <memory>
 #include <string>
 #include <vector>
@@ -58,8 +60,12 @@ void printTable(const RunSummary &summary, ConcentrationUnit unit, const std::ve
     fmt::print("{:>{}}{:>{}}{:>{}}{:>{}}\n", "x [m]", kWidth, "y [m]", kWidth, "z [m]", kWidth, heading,
                std::max<std::size_t>(kWidth, heading.size() + 2));
     for (const PointValue &point : values) {
-        fmt::print("{:>{}.6g}{:>{}.6g}{:>{}.6g}{:>{}.6g}\n", point.x, kWidth, point.y, kWidth, point.z,
-                   kWidth, point.concentration, std::max<std::size_t>(kWidth, heading.size() + 2));
+        // Beyond the far field's end nothing is computed.
+        const std::string value = std::isfinite(point.concentration)
+                                      ? fmt::format("{:.6g}", point.concentration)
+                                      : std::string("not computed");
+        fmt::print("{:>{}.6g}{:>{}.6g}{:>{}.6g}{:>{}}\n", point.x, kWidth, point.y, kWidth, point.z, kWidth,
+                   value, std::max<std::size_t>(kWidth, heading.size() + 2));
     }
     fmt::print("\n{} output steps\n", summary.outputSteps);
     printMessages(summary);
@@ -102,7 +108,8 @@ void registerConcentrationCommand(CLI::App &app) {
         if (!summary.succeeded()) {
             values.clear();
         }
-        const ConcentrationField field(model, ConcentrationField::Rules::exact);
+        const WholePlume field(model, scenario.farFieldOptions(), ConcentrationField::Rules::exact,
+                               model.stoppingConcentration());
         const ConcentrationConverter converter = ConcentrationConverter::forModel(model);
         for (PointValue &point : values) {
             point.concentration = converter.fromModel(field.concentration(point.x, point.y, point.z), unit,

@@ -1,6 +1,7 @@
 #include "Commands.hpp"
 #include "Support.hpp"
 
+#include "ostreljet/farfield/WholePlume.hpp"
 #include "ostreljet/io/ConcentrationConverter.hpp"
 #include "ostreljet/io/InputSanity.hpp"
 #include "ostreljet/io/Scenario.hpp"
@@ -202,7 +203,8 @@ void registerGridCommand(CLI::App &app) {
         if (grid.points > kProgressBarPoints && ::isatty(STDERR_FILENO) == 1) {
             progress = ProgressBar();
         }
-        const ConcentrationField field(model, ConcentrationField::Rules::exact);
+        const WholePlume field(model, scenario.farFieldOptions(), ConcentrationField::Rules::exact,
+                               model.stoppingConcentration());
         field.grid(values.data(), grid.from[0], grid.from[1], grid.from[2], grid.to[0], grid.to[1],
                    grid.to[2], grid.count[0], grid.count[1], grid.count[2], 0, progress);
         if (unit != ConcentrationConverter::modelUnit && grid.points > 0) {

@@ -273,6 +273,47 @@ class Results:
         return "<ostreljet.Results: %d steps>" % len(self)
 
 
+class FarFieldResults(Results):
+    """The far field's series, by point from the hand-off to the end, with why the jet handed over
+    (hand_off) and its figures (m, and the continuity ratio)."""
+
+    __slots__ = ("hand_off", "figures")
+
+    def __init__(self, columns, hand_off, figures):
+        super().__init__(columns)
+        object.__setattr__(self, "hand_off", hand_off)
+        object.__setattr__(self, "figures", figures)
+
+    def __iter__(self):
+        return iter(self._columns)
+
+    def __len__(self):
+        return len(self._columns["downwindDistance"])
+
+    def keys(self):
+        return list(self._columns)
+
+    def items(self):
+        return list(self._columns.items())
+
+    def to_dict(self):
+        return dict(self._columns)
+
+    def to_dataframe(self):
+        """The far field as a pandas DataFrame, one row per point; units in frame.attrs["units"]."""
+        import pandas
+
+        frame = pandas.DataFrame({name: list(values) for name, values in self._columns.items()})
+        frame.index.name = "point"
+        frame.attrs["units"] = {"downwindDistance": "m", "height": "m", "sigmaY": "m", "sigmaZ": "m",
+                                "centrelineConcentration": "volume fraction",
+                                "groundLevelConcentration": "volume fraction", "regime": "0 dense, 1 passive"}
+        return frame
+
+    def __repr__(self):
+        return "<ostreljet.FarFieldResults: %d points, hand-off %s>" % (len(self), self.hand_off)
+
+
 class Model:
     """One jet model: set its inputs as attributes, run() it, then read results, messages and concentrations.
 
@@ -607,6 +648,56 @@ class Model:
                 object.__setattr__(self, "_results", cached)
         return cached[1]
 
+    def set_far_field(self, dispersion=None, averaging_time=None, distance=None):
+        """Sets the far field's inputs: dispersion "rural" or "urban", averaging_time (s), distance (m
+        downwind of the stack where the far field ends); None keeps a value. Returns the model."""
+        values = {"averagingTime": averaging_time, "farFieldDistance": distance}
+        if dispersion is not None:
+            if dispersion not in ("rural", "urban"):
+                raise ValueError("dispersion must be 'rural' or 'urban', not %r" % (dispersion,))
+            values["farFieldDispersion"] = 0.0 if dispersion == "rural" else 1.0
+        for name, value in values.items():
+            if value is None:
+                continue
+            number = _real(name, value)
+            with self._lock:
+                if self._lib.ostreljet_set(self._live(), name.encode("ascii"), number) != 0:
+                    raise ValueError(_library.last_error())
+        return self
+
+    FAR_FIELD_SERIES = (
+        "downwindDistance",
+        "height",
+        "sigmaY",
+        "sigmaZ",
+        "centrelineConcentration",
+        "groundLevelConcentration",
+        "regime",
+    )
+
+    @property
+    def far_field(self):
+        """The far field past the jet after a run: its series (downwind distance and height in m, sigmaY and
+        sigmaZ in m, centreline and ground-level concentrations as volume fractions, regime 0 dense and 1
+        passive; .to_dataframe() for pandas), with .hand_off (why), .figures (hand-off distance and height,
+        continuity ratio, passive start and end, m). Empty series without a far field."""
+        columns = {}
+        with self._lock:
+            handle = self._live()
+            for name in self.FAR_FIELD_SERIES:
+                count = self._lib.ostreljet_far_field_series(handle, name.encode("ascii"), None, 0)
+                values = (ctypes.c_double * max(count, 0))()
+                self._lib.ostreljet_far_field_series(
+                    handle, name.encode("ascii"), ctypes.cast(values, ctypes.POINTER(ctypes.c_double)), count
+                )
+                columns[name] = list(values)
+            hand_off = _text(self._lib.ostreljet_far_field_hand_off(handle))
+            figures = {
+                name: self._lib.ostreljet_far_field_figure(handle, name.encode("ascii"))
+                for name in ("handOffDistance", "handOffHeight", "continuityRatio", "passiveFrom", "endDistance")
+            }
+        return FarFieldResults(columns, hand_off, figures)
+
     @property
     def messages(self):
         """Messages of the last run (errors, warnings and notices), in order."""
@@ -625,13 +716,14 @@ class Model:
         """Concentration at the point (x east, y north, z up; m); 0 before a run.
 
         unit: "vol" (volume fraction, the model's own), "mass", "%", "ppm" or "mg/m3" (at the point's
-        mixture temperature). Concentrations below the stopping concentration are reported as 0.
+        mixture temperature). Concentrations of the jet below the stopping concentration are reported as 0;
+        past the hand-off plane the far field answers, and beyond its end nothing is computed: nan.
         """
         point = [_real(axis, value) for axis, value in zip("xyz", (x, y, z))]
         unit = _unit_word(unit)
         with self._lock:
             value = self._lib.ostreljet_concentration_unit(self._live(), *point, unit.encode("ascii"))
-        if value != value:
+        if value != value and not all(math.isfinite(axis) for axis in point):
             raise ValueError(_library.last_error())
         return value
 

@@ -4,6 +4,7 @@
 
 #include "ostreljet/ostreljet.h"
 
+#include "ostreljet/farfield/WholePlume.hpp"
 #include "ostreljet/io/ConcentrationUnit.hpp"
 #include "ostreljet/jet/ConcentrationField.hpp"
 #include "ostreljet/jet/JetModel.hpp"
@@ -35,18 +36,27 @@ struct ostreljet_model {
     std::optional<std::string> endMessage;
     std::vector<ostreljet::MessageSeverity> severities; // of the last run's messages, in order
     std::optional<KeptSummary> summary;
-    // The exact concentration field of the last run, built on the first query after a change; queries
-    // from several threads share it.
+    // The far field's inputs, set by name or read from a scenario.
+    ostreljet::FarFieldOptions farFieldOptions;
+    // The whole plume of the last run (the exact jet field, then the far field), built on the first query
+    // after a change; queries from several threads share it.
     mutable std::mutex fieldMutex;
-    mutable std::shared_ptr<const ostreljet::ConcentrationField> field;
+    mutable std::shared_ptr<const ostreljet::WholePlume> field;
 
-    std::shared_ptr<const ostreljet::ConcentrationField> currentField() const {
+    std::shared_ptr<const ostreljet::WholePlume> currentField() const {
         const std::lock_guard<std::mutex> lock(fieldMutex);
-        if (!field || !field->isCurrentFor(model, model.stoppingConcentration())) {
-            field = std::make_shared<const ostreljet::ConcentrationField>(
-                model, ostreljet::ConcentrationField::Rules::exact);
+        if (!field || !field->jet().isCurrentFor(model, model.stoppingConcentration())) {
+            field = std::make_shared<const ostreljet::WholePlume>(model, farFieldOptions,
+                                                                  ostreljet::ConcentrationField::Rules::exact,
+                                                                  model.stoppingConcentration());
         }
         return field;
+    }
+    // Sets the far field's options; the whole plume is built again on the next query.
+    void setFarFieldOptions(const ostreljet::FarFieldOptions &options) {
+        const std::lock_guard<std::mutex> lock(fieldMutex);
+        farFieldOptions = options;
+        field.reset();
     }
 };
 

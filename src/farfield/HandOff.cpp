@@ -132,7 +132,9 @@ HandOff HandOff::find(const JetModel &model, const BriggsSigma &sigmas, double s
             return result;
         }
         const bool dense = gPrime > 0.0 && parameter >= kDensityThreshold;
-        if (i > 0 && z - rp <= 0.0 && dense) {
+        // The lower edge alone hands over a dense plume that no longer moves as a jet; one that still does is
+        // followed down to the ground by the jet model.
+        if (i > 0 && z - rp <= 0.0 && dense && speedPassive) {
             result.reason = Reason::denseTouchdown;
             return result;
         }

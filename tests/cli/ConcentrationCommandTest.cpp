@@ -61,7 +61,7 @@ INSTANTIATE_TEST_SUITE_P(Signals, InterruptedWrite, ::testing::Values(SIGINT, SI
 // in the documented JSON.
 TEST(ConcentrationCommand, PointsInTheDocumentedJson) {
     const CommandResult result = cli(
-        {"concentration", kHotStack, "--json", "--at", "0.1,0,60", "--at", "0,0,60", "--at", "1000,500,0"});
+        {"concentration", kHotStack, "--json", "--at", "0.1,0,60", "--at", "0,0,60", "--at", "-1000,500,0"});
     ASSERT_EQ(result.exitStatus, 0) << result.err;
     EXPECT_EQ(result.err, "");
     // 0.1 is not exact in binary; with 17 significant digits it reads 0.10000000000000001.
@@ -83,7 +83,7 @@ TEST(ConcentrationCommand, PointsInTheDocumentedJson) {
     EXPECT_LT(json["points"][0]["concentration"].get<double>(), 1.0);
     EXPECT_EQ(json["points"][1]["z"], 60.0);
     EXPECT_EQ(json["points"][1]["concentration"], 1.0); // the orifice: pure source gas
-    EXPECT_EQ(json["points"][2]["concentration"], 0.0); // far beside the downwind line
+    EXPECT_EQ(json["points"][2]["concentration"], 0.0); // upwind of the stack
 }
 
 TEST(ConcentrationCommand, UnusablePointsGiveStatusTwo) {

@@ -23,8 +23,9 @@ class JetModel;
 //      continuous within about that much);
 //    . growth: its radius grows downwind no faster than the passive plume's sigma would from the same
 //      size (Briggs slopes at the virtual-source distances);
-//  - touchdown: the centreline reaches the ground, or the lower edge (height - Rp) does while the plume
-//    is dense: heavier than the air and at or above the density criterion (dense touchdown);
+//  - touchdown: the centreline reaches the ground (dense touchdown when the plume is heavier than the air
+//    and at or above the density criterion), or the lower edge (height - Rp) does while the plume is dense
+//    and its excess speed passes the speed test (a slumping plume that no longer moves as a jet);
 //  - the jet's own end: its last output step.
 // Plain data once found.
 class OSTRELJET_EXPORT HandOff {
