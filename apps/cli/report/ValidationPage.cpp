@@ -126,6 +126,10 @@ std::string ValidationPage::render(const std::vector<CorrelationResult> &results
                     "ratio)²) the geometric variance (1 is perfect) and FAC2 the share of points within a "
                     "factor of two.</p>\n",
                     points, escapeHtml(casesFile), seconds);
+    if (!trials.empty()) {
+        out += "<p>Below the correlations: the <a href=\"#field-trials\">field trials</a>, measured "
+               "concentrations against the model.</p>\n";
+    }
     out += "<h2>Summary</h2>\n<table>\n<tr><th>Correlation</th><th class=\"num\">Points</th>"
            "<th class=\"num\">MG</th><th class=\"num\">VG</th><th "
            "class=\"num\">FAC2</th><th>Verdict</th></tr>\n";
