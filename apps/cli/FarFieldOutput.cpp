@@ -37,6 +37,8 @@ FarFieldOptions farFieldOptionsFor(const FarFieldOptions &scenarioOptions,
 
 std::vector<report::SummaryLine> farFieldLines(const JetModel &model, const FarField &field,
                                                const report::SummaryRequest &request) {
+    // Two lines: where the far field runs and why; then how far each level reaches through it and its
+    // greatest ground-level concentration.
     std::vector<report::SummaryLine> lines;
     if (!field.computed()) {
         lines.push_back({"Far field", "not computed"});
@@ -45,44 +47,39 @@ std::vector<report::SummaryLine> farFieldLines(const JetModel &model, const FarF
     const HandOff &handOff = field.handOff();
     // A height within rounding of the ground is the ground.
     const double height = std::abs(handOff.height) < 1e-9 ? 0.0 : handOff.height;
+    const std::string dense = field.passiveStart() > handOff.downwindDistance
+                                  ? fmt::format(", dense to {} m then passive,", figure(field.passiveStart()))
+                                  : std::string();
     lines.push_back(
-        {"Far field starts",
-         fmt::format("{} m downwind, {} m up ({}); continuity ratio {}", figure(handOff.downwindDistance),
-                     figure(height), HandOff::describe(handOff.reason), figure(field.continuityRatio()))});
-    if (field.passiveStart() > handOff.downwindDistance) {
-        lines.push_back(
-            {"Dense plume", fmt::format("to {} m downwind, then passive", figure(field.passiveStart()))});
-    }
-    lines.push_back(
-        {"Far field ends", fmt::format("{} m downwind ({})", figure(field.endDistance()), endWords(field))});
-    const std::string unit(concentrationUnitLabel(request.unit));
-    if (const auto peak = field.groundLevelMaximum()) {
-        lines.push_back(
-            {"Greatest far-field ground level",
-             fmt::format("{} {}, {} m downwind{}", figure(shown(model, peak->value, 0.0, request.unit)), unit,
-                         figure(peak->downwind),
-                         // Still rising where the far field ends: no maximum within it.
-                         peak->downwind >= field.endDistance() * (1.0 - 1e-12)
-                             ? " (the far field's end; still rising there)"
-                             : "")});
-    } else {
-        lines.push_back({"Greatest far-field ground level", "0 everywhere"});
-    }
+        {"Far field",
+         fmt::format("from {} m downwind, {} m up ({}, continuity ratio {}){} to {} m "
+                     "downwind ({})",
+                     figure(handOff.downwindDistance), figure(height), HandOff::describe(handOff.reason),
+                     figure(field.continuityRatio()), dense, figure(field.endDistance()), endWords(field))});
+    std::string reach;
     for (std::size_t i = 0; i < request.levels.size() && i < request.levelsInModelUnit.size(); ++i) {
-        const double level = request.levelsInModelUnit[i];
-        const auto extent = field.levelExtent(level);
+        const auto extent = field.levelExtent(request.levelsInModelUnit[i]);
         std::string value;
         if (!extent) {
-            value = "below it throughout the far field";
+            value = "below it throughout";
         } else if (extent->atEnd) {
-            value = fmt::format("still above it at the end of the far field, {} m downwind",
-                                figure(extent->downwind));
+            value = fmt::format("still above it at the end, {} m downwind", figure(extent->downwind));
         } else {
             value = fmt::format("above it to {} m downwind", figure(extent->downwind));
         }
-        lines.push_back(
-            {"Far field, " + report::levelName(model, request.levels[i], level, request.unit), value});
+        reach += request.levels[i].text() + " " + value + "; ";
     }
+    const std::string unit(concentrationUnitLabel(request.unit));
+    if (const auto peak = field.groundLevelMaximum()) {
+        // Still rising where the far field ends: no maximum within it.
+        const bool atEnd = peak->downwind >= field.endDistance() * (1.0 - 1e-12);
+        reach += fmt::format("greatest ground level {} {} at {} m downwind{}",
+                             figure(shown(model, peak->value, 0.0, request.unit)), unit,
+                             figure(peak->downwind), atEnd ? " (its end; still rising there)" : "");
+    } else {
+        reach += "0 at ground level throughout";
+    }
+    lines.push_back({"Past the jet", reach});
     return lines;
 }
 

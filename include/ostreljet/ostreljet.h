@@ -235,17 +235,18 @@ OSTRELJET_API long long ostreljet_concentration_grid_unit(const ostreljet_model 
  * value, line or column). */
 OSTRELJET_API int ostreljet_load_scenario(ostreljet_model *m, const char *path);
 
-/* The far field past the jet (after a run; its inputs farFieldDispersion 0 rural / 1 urban, averagingTime in s
- * and farFieldDistance in m are set with ostreljet_set or read from a scenario). A far-field series by name:
- * "downwindDistance" (m from the stack), "height" (m), "sigmaY", "sigmaZ" (m), "centrelineConcentration",
- * "groundLevelConcentration" (volume fraction), "regime" (0 dense, 1 passive). Returns the number of points,
- * writing them only when capacity is enough; 0 without a far field; OSTRELJET_UNKNOWN_NAME for another name.
- * The concentration queries above answer past the hand-off plane from the far field, and NaN beyond its end,
- * where nothing is computed. */
+/* The far field past the jet (after a run; its inputs farFieldDispersion 0 rural / 1 urban, averagingTime in
+ * s and farFieldDistance in m are set with ostreljet_set or read from a scenario). A far-field series by
+ * name: "downwindDistance" (m from the stack), "height" (m), "sigmaY", "sigmaZ" (m),
+ * "centrelineConcentration", "groundLevelConcentration" (volume fraction), "regime" (0 dense, 1 passive).
+ * Returns the number of points, writing them only when capacity is enough; 0 without a far field;
+ * OSTRELJET_UNKNOWN_NAME for another name. The concentration queries above answer past the hand-off plane
+ * from the far field, and NaN beyond its end, where nothing is computed. */
 OSTRELJET_API int ostreljet_far_field_series(const ostreljet_model *m, const char *series, double *out,
                                              int capacity);
-/* "handOffDistance", "handOffHeight" (m), "continuityRatio" (far field over jet at the hand-off), "passiveFrom"
- * and "endDistance" (m downwind); NaN without a far field or for another name (then with an error). */
+/* "handOffDistance", "handOffHeight" (m), "continuityRatio" (far field over jet at the hand-off),
+ * "passiveFrom" and "endDistance" (m downwind); NaN without a far field or for another name (then with an
+ * error). */
 OSTRELJET_API double ostreljet_far_field_figure(const ostreljet_model *m, const char *name);
 /* Why the jet handed over: "passive transition", "touchdown", "dense touchdown", "end of the jet", or
  * "not computed". */
