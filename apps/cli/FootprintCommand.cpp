@@ -6,6 +6,7 @@
 #include "ostreljet/mapping/Footprint.hpp"
 #include "ostreljet/mapping/FootprintWriter.hpp"
 #include "ostreljet/mapping/GeoTransform.hpp"
+#include "ostreljet/mapping/LevelFootprints.hpp"
 #include "ostreljet/mapping/PlumeField.hpp"
 #include "report/SummaryText.hpp"
 #include "report/Ticks.hpp"
@@ -113,27 +114,16 @@ void registerFootprintCommand(CLI::App &app) {
         if (levels.empty()) {
             levels = Level::defaults(scenario.gas(), model.stoppingConcentration());
         }
-        const std::vector<double> modelLevels = levelsInModelUnit("--levels", levels, model, scenario.gas());
+        levelsInModelUnit("--levels", levels, model, scenario.gas()); // refuses a level the gas lacks
         if (options->plumeHeight) {
             z = std::max(0.0, summary.greatestCentrelineHeight ? summary.greatestCentrelineHeight->z : 0.0);
         }
-
-        const mapping::PlumeField field(model);
-        const ConcentrationConverter converter = ConcentrationConverter::forModel(model);
-        const std::string scenarioName = std::filesystem::path(options->scenario).filename().string();
         mapping::FootprintSearch search;
         search.points = options->points;
-        std::vector<mapping::LabelledFootprint> footprints;
-        for (std::size_t l = 0; l < levels.size(); ++l) {
-            mapping::LabelledFootprint labelled;
-            labelled.footprint = mapping::findFootprint(field, modelLevels[l], z, search);
-            labelled.name = levels[l].text();
-            labelled.value = converter.fromModel(modelLevels[l], unit, model.atmosphereTemperature());
-            labelled.unit = std::string(concentrationUnitLabel(unit));
-            labelled.gas = scenario.gas();
-            labelled.scenario = scenarioName;
-            footprints.push_back(std::move(labelled));
-        }
+        const std::string scenarioName = std::filesystem::path(options->scenario).filename().string();
+        const std::vector<mapping::LabelledFootprint> footprints =
+            mapping::levelFootprints(model, levels, scenario.gas(), unit, z, search, scenarioName);
+        const mapping::PlumeField field(model);
         const std::string text = format == MapFormat::kml
                                      ? mapping::footprintKml(footprints, *origin)
                                      : mapping::footprintGeoJson(footprints, origin.get());
