@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ostreljet/mapping/Contours.hpp"
+#include "report/Point.hpp"
 
 namespace ostreljet::report {
 
