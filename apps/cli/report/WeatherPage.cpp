@@ -55,7 +55,10 @@ std::string northArrow(double x, double y) {
 }
 
 std::string scaleBar(const SvgPlot &plot, double x, double y) {
-    const double metres = linearTicks(0.0, (plot.xHigh() - plot.xLow()) / 4.0, 2).values.back();
+    // The longest 1, 2 or 5 times a power of ten that fits in a quarter of the map's width.
+    const double quarter = (plot.xHigh() - plot.xLow()) / 4.0;
+    const double power = std::pow(10.0, std::floor(std::log10(quarter)));
+    const double metres = quarter >= 5.0 * power ? 5.0 * power : quarter >= 2.0 * power ? 2.0 * power : power;
     const double length = metres / plot.unitsPerPixelX();
     return fmt::format("<g><rect x=\"{0:.1f}\" y=\"{1:.1f}\" width=\"{2:.1f}\" height=\"6\" fill=\"#222\"/>"
                        "<rect x=\"{0:.1f}\" y=\"{1:.1f}\" width=\"{3:.1f}\" height=\"6\" fill=\"#fff\" "
