@@ -134,8 +134,15 @@ void registerFootprintCommand(CLI::App &app) {
         for (const mapping::LabelledFootprint &f : footprints) {
             const std::string label =
                 fmt::format("  {}, {} {}:", f.name, report::formatValue(f.value), f.unit);
+            if (!f.footprint.notComputed.empty()) {
+                fmt::print("{} not computed: {}\n", label, f.footprint.notComputed);
+                continue;
+            }
+            const std::string cut = f.footprint.cutAtEndOfRun
+                                        ? "; cut off by the end of the run, the region reaches farther"
+                                        : "";
             if (f.footprint.polygons.empty()) {
-                fmt::print("{} not reached at this height\n", label);
+                fmt::print("{} not reached at this height{}\n", label, cut);
                 continue;
             }
             double farthest = 0.0;
@@ -144,10 +151,11 @@ void registerFootprintCommand(CLI::App &app) {
                     farthest = std::max(farthest, std::hypot(p.x - field.sourceX(), p.y - field.sourceY()));
                 }
             }
-            fmt::print("{} {} m², {} polygon(s), reaching {} m from the release (grid cell {} m){}\n", label,
-                       report::formatValue(f.footprint.area()), f.footprint.polygons.size(),
+            fmt::print("{} {} m², {} polygon(s), reaching {} m from the release (grid cell {} m){}{}\n",
+                       label, report::formatValue(f.footprint.area()), f.footprint.polygons.size(),
                        report::formatValue(farthest), report::formatValue(f.footprint.grid.dx(), 3),
-                       f.footprint.cutAtLimit ? "; cut at the search limit, the region reaches farther" : "");
+                       f.footprint.cutAtLimit ? "; cut at the search limit, the region reaches farther" : "",
+                       cut);
         }
         fmt::print("Written to {} ({})\n", options->output,
                    origin ? fmt::format("WGS84 longitude and latitude, origin {}, {}",

@@ -20,6 +20,7 @@
 #include <filesystem>
 #include <iterator>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <unistd.h>
@@ -239,6 +240,16 @@ void registerWeatherCommand(CLI::App &app) {
             levels = Level::defaults(scenario.gas(), model.stoppingConcentration());
         }
         const std::vector<double> modelLevels = levelsInModelUnit("--levels", levels, model, scenario.gas());
+        for (std::size_t l = 0; l < levels.size(); ++l) {
+            if (modelLevels[l] < model.stoppingConcentration()) {
+                throw CommandFailure(
+                    kUsageError, fmt::format("--levels: {} ({} volume fraction) is below the scenario's "
+                                             "stopping concentration ({} volume fraction), where every run "
+                                             "ends and the field stops",
+                                             levels[l].text(), report::formatValue(modelLevels[l]),
+                                             report::formatValue(model.stoppingConcentration())));
+            }
+        }
         const double sourceX = model.stackLocationX();
         const double sourceY = model.stackLocationY();
         const unsigned threads = options->jobs;
@@ -272,8 +283,12 @@ void registerWeatherCommand(CLI::App &app) {
         if (::isatty(STDERR_FILENO) == 1) {
             progress = CaseProgress();
         }
-        const weather::ExceedanceResult result =
-            weather::computeExceedance(scenario, rose, modelLevels, grid, threads, progress);
+        weather::ExceedanceResult result;
+        try {
+            result = weather::computeExceedance(scenario, rose, modelLevels, grid, threads, progress);
+        } catch (const std::invalid_argument &e) {
+            throw CommandFailure(kUsageError, fmt::format("--levels: {}", e.what()));
+        }
         const double seconds =
             std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
 
@@ -349,6 +364,11 @@ void registerWeatherCommand(CLI::App &app) {
                    report::formatValue(result.refusedFrequency));
         for (std::size_t l = 0; l < levels.size(); ++l) {
             fmt::print("{}:\n", page.levelLabels[l]);
+            if (result.cutCases[l] > 0) {
+                fmt::print("  cut off by the end of the run in {} weathers (summed frequency {}): the "
+                           "probabilities beyond where those runs end are lower bounds\n",
+                           result.cutCases[l], report::formatValue(result.cutFrequency[l]));
+            }
             const std::vector<weather::ProbabilityReach> reaches =
                 weather::probabilityReach(grid, result.probability[l], probabilities, sourceX, sourceY);
             for (const weather::ProbabilityReach &reach : reaches) {

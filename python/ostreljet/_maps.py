@@ -170,6 +170,13 @@ def weather_sweep(scenario, rose, levels, grid, height=0.0, unit="vol", client=N
         if count < 0:
             raise ValueError(_library.last_error())
         level_values = list(values[:count])
+        stopping = model.stoppingConcentration
+        for level in level_values:
+            if level < stopping:
+                raise ValueError(
+                    "the level %.4g volume fraction is below the scenario's stopping concentration (%.4g volume "
+                    "fraction), under which no field is computed" % (level, stopping)
+                )
         source = (model.stackLocationX, model.stackLocationY)
     if len(grid) == 2:
         half, n = float(grid[0]), int(grid[1])

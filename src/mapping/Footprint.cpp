@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <limits>
 
 namespace ostreljet::mapping {
@@ -172,6 +173,17 @@ Footprint findFootprint(const PlumeField &field, double level, double z, const F
     Footprint footprint;
     footprint.level = level;
     footprint.height = z;
+    if (level < field.cutoff()) {
+        char text[160];
+        std::snprintf(
+            text, sizeof text,
+            "the level is below the run's stopping concentration (%.4g volume fraction), where the run ends "
+            "and the field stops",
+            field.cutoff());
+        footprint.notComputed = text;
+        return footprint;
+    }
+    footprint.cutAtEndOfRun = field.cutByEndOfRun(level);
     const double sx = field.sourceX();
     const double sy = field.sourceY();
     const Box limit{sx - search.limit, sy - search.limit, sx + search.limit, sy + search.limit};

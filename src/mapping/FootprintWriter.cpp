@@ -34,7 +34,12 @@ Json propertiesOf(const LabelledFootprint &labelled) {
     properties["unit"] = labelled.unit;
     properties["volumeFraction"] = f.level;
     properties["height_m"] = f.height;
-    properties["reached"] = !f.polygons.empty();
+    properties["computed"] = f.notComputed.empty();
+    properties["reached"] = f.notComputed.empty() ? Json(!f.polygons.empty()) : Json(nullptr);
+    properties["cutAtEndOfRun"] = f.cutAtEndOfRun;
+    if (!f.notComputed.empty()) {
+        properties["notComputed"] = f.notComputed;
+    }
     properties["area_m2"] = f.polygons.empty() ? Json(nullptr) : Json(f.area());
     properties["cutAtSearchLimit"] = f.cutAtLimit;
     properties["gridCell_m"] = f.grid.dx();

@@ -35,6 +35,10 @@ PlumeField::PlumeField(const JetModel &model)
             heights_.push_back(p.z());
         }
     }
+    cutoff_ = model.stoppingConcentration();
+    if (!series.concentrations.empty()) {
+        endConcentration_ = series.concentrations.back();
+    }
     startX0_ -= kStartMargin;
     startY0_ -= kStartMargin;
     startX1_ += kStartMargin;

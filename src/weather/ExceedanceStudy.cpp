@@ -10,8 +10,10 @@
 #include <chrono>
 #include <cmath>
 #include <condition_variable>
+#include <cstdio>
 #include <exception>
 #include <mutex>
+#include <stdexcept>
 #include <thread>
 
 namespace ostreljet::weather {
@@ -94,6 +96,22 @@ ExceedanceResult computeExceedance(const Scenario &scenario, const WeatherRose &
     result.probability.assign(levels.size(), mapping::PlaneValues(points, 0.0));
     result.worst.assign(points, 0.0);
     result.outcomes.resize(cases.size());
+    result.cutCases.assign(levels.size(), 0);
+    result.cutFrequency.assign(levels.size(), 0.0);
+    {
+        JetModel probe;
+        scenario.applyTo(probe);
+        for (const double level : levels) {
+            if (level < probe.stoppingConcentration()) {
+                char text[200];
+                std::snprintf(text, sizeof text,
+                              "the level %.4g volume fraction is below the scenario's stopping concentration "
+                              "(%.4g volume fraction), under which no field is computed",
+                              level, probe.stoppingConcentration());
+                throw std::invalid_argument(text);
+            }
+        }
+    }
 
     std::atomic<std::size_t> next{0};
     std::mutex mutex;
@@ -104,11 +122,16 @@ ExceedanceResult computeExceedance(const Scenario &scenario, const WeatherRose &
         for (std::size_t c = next++; c < cases.size(); c = next++) {
             mapping::PlaneValues values;
             CaseOutcome outcome;
+            std::vector<char> cut(levels.size(), 0);
             try {
                 JetModel model;
                 outcome = runCase(scenario, cases[c], model);
                 if (outcome.computed) {
-                    values = mapping::PlumeField(model).sample(grid, 1);
+                    const mapping::PlumeField field(model);
+                    values = field.sample(grid, 1);
+                    for (std::size_t l = 0; l < levels.size(); ++l) {
+                        cut[l] = field.cutByEndOfRun(levels[l]) ? 1 : 0;
+                    }
                 }
             } catch (...) {
                 const std::lock_guard lock(mutex);
@@ -120,6 +143,12 @@ ExceedanceResult computeExceedance(const Scenario &scenario, const WeatherRose &
             changed.wait(lock, [&] { return committed == c; });
             if (outcome.computed && !failure) {
                 addCase(result, values, cases[c].frequency);
+                for (std::size_t l = 0; l < levels.size(); ++l) {
+                    if (cut[l] != 0) {
+                        ++result.cutCases[l];
+                        result.cutFrequency[l] += cases[c].frequency;
+                    }
+                }
             } else if (!failure) {
                 ++result.refusedCases;
                 result.refusedFrequency += cases[c].frequency;

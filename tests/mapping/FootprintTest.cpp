@@ -129,6 +129,17 @@ TEST(FindFootprint, ALevelTheFieldNeverReachesOnThePlaneGivesNoPolygonAndAFinerG
     EXPECT_FALSE(findFootprint(field, 0.05, 2.0).polygons.empty());
     EXPECT_TRUE(findFootprint(field, 0.05, 0.0).polygons.empty());
     EXPECT_TRUE(findFootprint(field, 0.01, 50.0).polygons.empty());
+    // Below the stopping concentration (0.005) there is no field: not computed, not "not reached". At it,
+    // the run ends with the centreline still above, so the region is cut off by the end of the run.
+    const Footprint below = findFootprint(field, 0.004, 0.0);
+    EXPECT_EQ(below.notComputed,
+              "the level is below the run's stopping concentration (0.005 volume fraction), "
+              "where the run ends and the field stops");
+    EXPECT_TRUE(below.polygons.empty());
+    const Footprint atStop = findFootprint(field, 0.005, 0.0);
+    EXPECT_TRUE(atStop.cutAtEndOfRun);
+    EXPECT_FALSE(atStop.polygons.empty());
+    EXPECT_FALSE(findFootprint(field, 0.01, 0.0).cutAtEndOfRun);
     FootprintSearch coarse;
     coarse.points = 101;
     const Footprint a = findFootprint(field, 0.01, 0.0, coarse);

@@ -30,7 +30,7 @@ TEST(Exceedance, ASingleCaseGivesProbabilityOneExactlyInItsFootprintAndZeroElsew
     const Scenario scenario = co2();
     // The scenario's own weather: the run is the scenario's.
     const WeatherRose rose = WeatherRose::fromCases({weatherCase(270.0, 3.0, 4, 1.0)});
-    const ExceedanceResult result = computeExceedance(scenario, rose, {0.01, 0.002}, kGrid, 2);
+    const ExceedanceResult result = computeExceedance(scenario, rose, {0.01, 0.005}, kGrid, 2);
     JetModel model;
     scenario.applyTo(model);
     ASSERT_TRUE(model.runModel());
@@ -38,7 +38,7 @@ TEST(Exceedance, ASingleCaseGivesProbabilityOneExactlyInItsFootprintAndZeroElsew
     std::int64_t inside = 0;
     for (std::size_t k = 0; k < direct.size(); ++k) {
         EXPECT_EQ(result.probability[0][k], direct[k] >= 0.01 ? 1.0 : 0.0);
-        EXPECT_EQ(result.probability[1][k], direct[k] >= 0.002 ? 1.0 : 0.0);
+        EXPECT_EQ(result.probability[1][k], direct[k] >= 0.005 ? 1.0 : 0.0);
         EXPECT_EQ(result.worst[k], direct[k]);
         inside += direct[k] >= 0.01 ? 1 : 0;
     }
@@ -92,10 +92,23 @@ TEST(Exceedance, RefusedCasesAreCountedWithTheirFrequencyAndThreadsDoNotChangeTh
         many.push_back(weatherCase(45.0 * s, 2.0 + s % 3, 2 + s % 4, 1.0 + s));
     }
     const WeatherRose eight = WeatherRose::fromCases(many);
-    const ExceedanceResult one = computeExceedance(co2(), eight, {0.01, 0.003}, kGrid, 1);
-    const ExceedanceResult three = computeExceedance(co2(), eight, {0.01, 0.003}, kGrid, 3);
+    const ExceedanceResult one = computeExceedance(co2(), eight, {0.01, 0.006}, kGrid, 1);
+    const ExceedanceResult three = computeExceedance(co2(), eight, {0.01, 0.006}, kGrid, 3);
     EXPECT_EQ(one.probability, three.probability);
     EXPECT_EQ(one.worst, three.worst);
+}
+
+TEST(Exceedance, ALevelBelowTheStoppingConcentrationIsRefusedAndOneCutByTheEndOfTheRunIsCounted) {
+    const WeatherRose rose =
+        WeatherRose::fromCases({weatherCase(270.0, 3.0, 4, 1.0), weatherCase(0.0, 3.0, 4, 3.0)});
+    // The example stops at 0.005: below it there is no field to sum.
+    EXPECT_THROW(computeExceedance(co2(), rose, {0.004}, kGrid, 1), std::invalid_argument);
+    // Its centreline meets the ground still above 0.5 % in the scenario's own weather, so that region is
+    // cut off where the run ends; 1 % is passed before.
+    const ExceedanceResult result = computeExceedance(co2(), rose, {0.01, 0.005}, kGrid, 2);
+    EXPECT_EQ(result.cutCases[0], 0);
+    EXPECT_GE(result.cutCases[1], 1);
+    EXPECT_GE(result.cutFrequency[1], 0.25);
 }
 
 TEST(Exceedance, ProbabilityReachIsTheFarthestNodeAndSaysWhenItIsOnTheEdge) {

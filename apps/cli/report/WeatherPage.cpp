@@ -152,6 +152,13 @@ std::string renderWeatherPage(const weather::ExceedanceResult &result, const wea
                        formatValue(request.seconds, 3), request.threads);
     for (std::size_t l = 0; l < result.levels.size(); ++l) {
         out += fmt::format("<h2>{}</h2>\n", escapeHtml(request.levelLabels[l]));
+        if (result.cutCases[l] > 0) {
+            out += fmt::format(
+                "<p class=\"warning\">In {} weathers (summed frequency {}) the run ended with its "
+                "centreline still at or above this level: their regions are cut off where the runs "
+                "end, so the probabilities beyond are lower bounds.</p>\n",
+                result.cutCases[l], formatValue(result.cutFrequency[l]));
+        }
         out += legend();
         out += probabilityMap(result, l, request);
         out += "<table><tr><th>probability of exceeding the level</th><th>greatest distance from the "

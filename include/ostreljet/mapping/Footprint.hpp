@@ -44,11 +44,15 @@ OSTRELJET_EXPORT std::vector<Polygon> polygonsAtOrAbove(const PlaneGrid &grid, c
 
 // A footprint of one level: its polygons and the grid they were traced on.
 struct OSTRELJET_EXPORT Footprint {
-    double level = 0.0;              // volume fraction
-    double height = 0.0;             // m above ground
-    PlaneGrid grid;                  // the last grid sampled, whose cell is the resolution
-    std::vector<Polygon> polygons;   // empty when the field nowhere reaches the level on the plane
-    bool cutAtLimit = false;         // the region still reached the edge of the largest search box
+    double level = 0.0;            // volume fraction
+    double height = 0.0;           // m above ground
+    PlaneGrid grid;                // the last grid sampled, whose cell is the resolution
+    std::vector<Polygon> polygons; // empty when the field nowhere reaches the level on the plane
+    bool cutAtLimit = false;       // the region still reached the edge of the largest search box
+    bool cutAtEndOfRun = false;    // the run ended with its centreline at or above the level
+    // Why the footprint was not computed (a level below the run's stopping concentration, where the field
+    // is 0); empty when it was.
+    std::string notComputed;
     std::int64_t nodesAtOrAbove = 0; // nodes of `grid` at or above the level
     double area() const;             // m²
 };
@@ -61,7 +65,8 @@ struct OSTRELJET_EXPORT FootprintSearch {
     unsigned threads = 0;            // 0: one per core
 };
 
-// The footprint of `level` at height z of a run's field, wherever the field reaches it. Phases: sample a
+// The footprint of `level` at height z of a run's field, wherever the field reaches it; not computed for
+// a level below the run's stopping concentration. Phases: sample a
 // coarse grid over the box that holds the jet; while the region touches an edge, push that edge out
 // (doubling the box's size, up to the limit); shrink the box to the nodes at or above the level plus one
 // coarse cell; sample it finely with square cells and trace the polygons.

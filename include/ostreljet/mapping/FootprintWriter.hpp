@@ -29,8 +29,9 @@ struct OSTRELJET_EXPORT LabelledFootprint {
 };
 
 // A FeatureCollection with one Feature per footprint (a MultiPolygon, or a null geometry where the field
-// nowhere reaches the level), properties "name", "level", "unit", "volumeFraction", "height_m",
-// "area_m2", "reached", "cutAtSearchLimit", "gridCell_m", "gas" and "scenario" (and "probability" or
+// nowhere reaches the level or where it was not computed), properties "name", "level", "unit",
+// "volumeFraction", "height_m", "area_m2", "computed" (with "notComputed", the reason, when false),
+// "reached", "cutAtEndOfRun", "cutAtSearchLimit", "gridCell_m", "gas" and "scenario" (and "probability" or
 // "worstCase" for a weather study's contours). With an origin the
 // coordinates are WGS84 longitude and latitude (degrees); without one they are the site frame (m east and
 // north) and the collection's "coordinates" member says so.

@@ -40,6 +40,12 @@ public:
     const std::vector<double> &radii() const { return radii_; }
     // The centreline's heights at the same steps, m.
     const std::vector<double> &heights() const { return heights_; }
+    // The run's stopping concentration (volume fraction): below it the field is 0, so a smaller level's
+    // region is not computed.
+    double cutoff() const { return cutoff_; }
+    // True when the centreline is still at or above the level where the run ends: the region of the
+    // level is cut off there and reaches farther than the field shows.
+    bool cutByEndOfRun(double level) const { return endConcentration_ >= level; }
     // The release point in plan (m).
     double sourceX() const { return sourceX_; }
     double sourceY() const { return sourceY_; }
@@ -51,6 +57,8 @@ private:
     std::vector<Point> centreline_;                                        // m
     std::vector<double> radii_;                                            // m
     std::vector<double> heights_;                                          // m
+    double cutoff_ = 0.0;                                                  // volume fraction
+    double endConcentration_ = 0.0; // volume fraction, the centreline's at the last output step
 };
 
 } // namespace ostreljet::mapping
