@@ -97,7 +97,7 @@ def test_weather_sweep_equals_the_command_line_to_the_last_bit_locally_and_on_a_
         pytest.skip("OSTRELJET_CLI does not name the built command")
     out = tmp_path / "study"
     result = subprocess.run(
-        [cli, "weather", CO2, "--weather", ROSE, "--levels", "1%,0.3%", "--grid", "50,61", "-o", str(out)],
+        [cli, "weather", CO2, "--weather", ROSE, "--levels", "1%,0.6%", "--grid", "50,61", "-o", str(out)],
         capture_output=True,
         text=True,
         timeout=300,
@@ -106,10 +106,10 @@ def test_weather_sweep_equals_the_command_line_to_the_last_bit_locally_and_on_a_
     header, rows = read_probability_csv(out / "probability.csv")
     assert header[:3] == ["x [m]", "y [m]", "z [m]"]
     table = numpy.array(rows)
-    local = ostreljet.weather_sweep(CO2, ROSE, "1%,0.3%", (50, 61), workers=2)
+    local = ostreljet.weather_sweep(CO2, ROSE, "1%,0.6%", (50, 61), workers=2)
     assert numpy.array_equal(table[:, 0], numpy.repeat(local.x, 61))
     assert numpy.array_equal(table[:, 1], numpy.tile(local.y, 61))
-    for column, level in ((3, "1%"), (4, "0.3%")):
+    for column, level in ((3, "1%"), (4, "0.6%")):
         assert numpy.array_equal(table[:, column], local.probability[level].ravel())
     assert local.probability["1%"].max() > 0.0
     assert local.refused_cases == 0
@@ -118,7 +118,13 @@ def test_weather_sweep_equals_the_command_line_to_the_last_bit_locally_and_on_a_
     monkeypatch.setenv("OSTRELJET_LIBRARY", ostreljet.library_path())
     with distributed.LocalCluster(n_workers=2, threads_per_worker=1, processes=True, dashboard_address=None) as cluster:
         with distributed.Client(cluster) as client:
-            clustered = ostreljet.weather_sweep(CO2, ROSE, "1%,0.3%", (50, 61), client=client)
-    for level in ("1%", "0.3%"):
+            clustered = ostreljet.weather_sweep(CO2, ROSE, "1%,0.6%", (50, 61), client=client)
+    for level in ("1%", "0.6%"):
         assert numpy.array_equal(clustered.probability[level], local.probability[level])
     assert numpy.array_equal(clustered.worst, local.worst)
+
+
+def test_weather_sweep_refuses_a_level_below_the_stopping_concentration():
+    pytest.importorskip("numpy")
+    with pytest.raises(ValueError, match=r"below the scenario's stopping concentration \(0.005 volume fraction\)"):
+        ostreljet.weather_sweep(CO2, ROSE, "0.1%", (10, 5))
