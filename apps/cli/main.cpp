@@ -59,6 +59,8 @@ int runTool(int argc, char **argv) {
     ostreljet::cli::registerValidateCommand(app);
     ostreljet::cli::registerInputsCommand(app);
     ostreljet::cli::registerInitCommand(app);
+    ostreljet::cli::registerFootprintCommand(app);
+    ostreljet::cli::registerWeatherCommand(app);
 
     try {
         app.parse(argc, argv);

@@ -230,6 +230,32 @@ OSTRELJET_API long long ostreljet_concentration_grid_unit(const ostreljet_model 
                                                           int ny, int nz, double *out, long long capacity,
                                                           const char *unit);
 
+/* Maps and weather. The footprint of each level ("LFL,1%", numbers in `unit`) at height z (m) of the last
+ * run, as GeoJSON text: a FeatureCollection with one feature per level, the polygons where the field is at
+ * or above it, wherever the field reaches. With origin_latitude and origin_longitude (degrees, WGS84; both
+ * NaN for none) the coordinates are longitude and latitude, else metres east and north. Returns the
+ * text's length in bytes; the text and its NUL are copied when capacity exceeds the length (call with
+ * out NULL for the length); -1 with ostreljet_last_error() on a bad level, unit, height or origin. */
+OSTRELJET_API long long ostreljet_footprint_geojson(const ostreljet_model *m, const char *levels,
+                                                    const char *unit, double z, double origin_latitude,
+                                                    double origin_longitude, char *out, long long capacity);
+/* The concentration (volume fraction) on a horizontal plane: nx by ny points from (x0, y0) to (x1, y1)
+ * inclusive at height z, x outer, on every core. Returns nx*ny, or -1 as for the grid. */
+OSTRELJET_API long long ostreljet_plane(const ostreljet_model *m, double x0, double y0, double x1, double y1,
+                                        int nx, int ny, double z, double *out, long long capacity);
+/* Levels ("LFL,1%") in the model's unit (volume fraction) for the model's gas; the count, or -1. */
+OSTRELJET_API int ostreljet_levels_in_model_unit(const ostreljet_model *m, const char *levels,
+                                                 const char *unit, double *out, int capacity);
+/* Reads a weather rose file: six numbers per case (windFrom in degrees, windSpeed in m/s, class 0..5,
+ * frequency normalised to sum to 1, atmosphereTemperature in K or NaN, row). Returns the count of cases
+ * (with cases NULL, only the count), or -1 naming the row and column at fault. */
+OSTRELJET_API int ostreljet_weather_rose(const char *path, double *cases, int capacity);
+/* Writes one weather case into the model's inputs before a run: the wind's direction of origin (degrees),
+ * speed (m/s), class 0..5 and air temperature (K, NaN to keep); a release that is not vertical keeps its
+ * bearing relative to the wind. */
+OSTRELJET_API int ostreljet_apply_weather(ostreljet_model *m, double wind_from, double wind_speed,
+                                          int stability, double temperature);
+
 /* Reads a scenario file (a JSON object of input properties) into the model: OSTRELJET_OK;
  * OSTRELJET_INVALID_ARGUMENT when the file is missing or invalid (ostreljet_last_error() names the key,
  * value, line or column). */

@@ -159,6 +159,29 @@ _PROTOTYPES = {
         + [ctypes.c_int] * 3
         + [_c_double_p, ctypes.c_longlong, ctypes.c_char_p],
     ),
+    # Maps and weather studies.
+    "ostreljet_footprint_geojson": (
+        ctypes.c_longlong,
+        [ctypes.c_void_p, ctypes.c_char_p, ctypes.c_char_p]
+        + [ctypes.c_double] * 3
+        + [ctypes.c_char_p, ctypes.c_longlong],
+    ),
+    "ostreljet_plane": (
+        ctypes.c_longlong,
+        [ctypes.c_void_p]
+        + [ctypes.c_double] * 4
+        + [ctypes.c_int] * 2
+        + [ctypes.c_double, _c_double_p, ctypes.c_longlong],
+    ),
+    "ostreljet_levels_in_model_unit": (
+        ctypes.c_int,
+        [ctypes.c_void_p, ctypes.c_char_p, ctypes.c_char_p, _c_double_p, ctypes.c_int],
+    ),
+    "ostreljet_weather_rose": (ctypes.c_int, [ctypes.c_char_p, _c_double_p, ctypes.c_int]),
+    "ostreljet_apply_weather": (
+        ctypes.c_int,
+        [ctypes.c_void_p, ctypes.c_double, ctypes.c_double, ctypes.c_int, ctypes.c_double],
+    ),
 }
 
 _lock = threading.Lock()
