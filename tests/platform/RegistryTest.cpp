@@ -50,6 +50,18 @@ TEST(Registry, FailedSaveReportsAndLeavesNoTemporaryFile) {
     EXPECT_EQ(entries, 1u);
 }
 
+TEST(Registry, ADeviceOrAnOversizedFileIsRefusedAfterItsLimit) {
+    // /dev/full reads as endless zeros: the reader stops at its limit instead of filling the memory.
+    try {
+        Registry::load("/dev/full");
+        ADD_FAILURE() << "/dev/full was read as a registry";
+    } catch (const RegistryError &e) {
+        EXPECT_STREQ(e.what(),
+                     "cannot read the registry file: /dev/full: larger than 4194304 bytes, the limit "
+                     "for a registry file");
+    }
+}
+
 TEST(Registry, DefaultPathIsAbsoluteOrEmptyWithTheVariableToSet) {
     using ostreljet::platform::test::ScopedEnvironment;
     ScopedEnvironment config("XDG_CONFIG_HOME", std::nullopt);
