@@ -35,6 +35,8 @@ struct ostreljet_model {
     std::optional<std::string> endMessage;
     std::vector<ostreljet::MessageSeverity> severities; // of the last run's messages, in order
     std::optional<KeptSummary> summary;
+    // A cancel asked for since the summary under way started (a run's own request lasts until the next run).
+    std::atomic<bool> summaryCancelled{false};
     // The exact concentration field of the last run, built on the first query after a change; queries
     // from several threads share it.
     mutable std::mutex fieldMutex;

@@ -100,6 +100,8 @@ const Figure figures[] = {
      [](const KeptSummary &k) {
          return k.summary.groundMaximum ? k.summary.groundMaximum->location.crosswind : notANumber;
      }},
+    {"groundMaximumComputed", "-",
+     [](const KeptSummary &k) { return k.summary.groundMaximumComputed ? 1.0 : 0.0; }},
 };
 
 struct LevelFigure {
@@ -122,6 +124,8 @@ const LevelFigure levelFigures[] = {
      [](const KeptSummary &k, std::size_t i) { return orNaN(k.summary.levels[i].greatestHalfWidth); }},
     {"exceededAtEndOfRun", "-",
      [](const KeptSummary &k, std::size_t i) { return k.summary.levels[i].exceededAtEndOfRun ? 1.0 : 0.0; }},
+    {"regionComputed", "-",
+     [](const KeptSummary &k, std::size_t i) { return k.summary.levels[i].regionComputed ? 1.0 : 0.0; }},
 };
 
 template <typename Entry, std::size_t N> const Entry *findFigure(const Entry (&table)[N], const char *name) {
@@ -182,6 +186,9 @@ int ostreljet_summarize(ostreljet_model *m, const char *levels, const char *unit
         if (!chosen) {
             return invalidArgument;
         }
+        if (!m->hasRun) {
+            return fail(invalidArgument, "no run to summarise: call ostreljet_run first");
+        }
         // 1. The levels as written, or the gas's defaults, in the model's unit.
         std::vector<ostreljet::Level> parsed;
         std::vector<double> inModel;
@@ -193,19 +200,24 @@ int ostreljet_summarize(ostreljet_model *m, const char *levels, const char *unit
         } catch (const ostreljet::LevelError &e) {
             return fail(invalidArgument, e.what());
         }
-        // 2. The summary of the last run from its exact field; nothing to search before a run.
-        KeptSummary kept{m->hasRun ? ostreljet::RunSummary::of(m->model, m->inputsAccepted, inModel)
-                                   : ostreljet::RunSummary{},
+        // 2. The summary of the last run from its exact field.
+        // The searches keep to what is left of the run's budget and stop on a cancel made after they start.
+        m->summaryCancelled.store(false);
+        ostreljet::RunSummary::Limits limits = ostreljet::RunSummary::limitsAfterRun(m->model);
+        limits.cancelled = [m] { return m->summaryCancelled.load(); };
+        std::uint64_t segments = 0;
+        limits.segmentsSearched = [&segments] { return segments; };
+        const auto field = m->currentField();
+        KeptSummary kept{ostreljet::RunSummary::of(
+                             m->model, m->inputsAccepted, inModel,
+                             [&field, &segments](double x, double y, double z) {
+                                 return field->concentration(x, y, z, segments);
+                             },
+                             limits),
                          *chosen,
                          {},
                          {},
                          notANumber};
-        if (!m->hasRun) {
-            for (const double level : inModel) {
-                kept.summary.levels.push_back(
-                    ostreljet::RunSummary::LevelAnswer{level, {}, {}, {}, {}, false});
-            }
-        }
         // 3. The concentrations in the chosen unit: levels as thresholds, the ground maximum at its point.
         const ostreljet::ConcentrationConverter converter =
             ostreljet::ConcentrationConverter::forModel(m->model);
@@ -220,6 +232,15 @@ int ostreljet_summarize(ostreljet_model *m, const char *levels, const char *unit
         m->summary = std::move(kept);
         return static_cast<int>(parsed.size());
     });
+}
+
+const char *ostreljet_summary_cut_message(const ostreljet_model *m) {
+    const KeptSummary *kept = m != nullptr && m->summary ? &*m->summary : nullptr;
+    if (kept == nullptr || kept->summary.cut == ostreljet::RunSummary::Cut::none ||
+        kept->summary.messages.empty()) {
+        return nullptr;
+    }
+    return kept->summary.messages.back().text.c_str();
 }
 
 const char *ostreljet_summary_unit(const ostreljet_model *m) {
