@@ -2,11 +2,14 @@
 #include "Support.hpp"
 
 #include "ostreljet/io/ValidationSuite.hpp"
+#include "ostreljet/validation/FieldTrial.hpp"
 #include "report/ValidationPage.hpp"
 
 #include <fmt/core.h>
+#include <nlohmann/json.hpp>
 
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -18,9 +21,44 @@ namespace {
 
 struct ValidateOptions {
     std::string output = "validation.html";
-    std::string cases; // empty: the cases built into the library
+    std::string cases;  // empty: the cases built into the library
+    std::string trials; // empty: the field trials built into the library
     bool json = false;
 };
+
+// What is said of the field trials until the far-field model that carries their sources to the arcs is
+// part of the comparison.
+constexpr const char *kTrialsNotCompared =
+    "not computed: the trials' sources are evaporating pools, outside what the jet model accepts, and their "
+    "comparison needs the far-field model, which this version does not have";
+
+// The field trials read, as JSON: what each holds, for anyone to check against the files.
+nlohmann::ordered_json jsonTrials(const std::vector<FieldTrial> &trials) {
+    nlohmann::ordered_json list = nlohmann::ordered_json::array();
+    for (const FieldTrial &t : trials) {
+        nlohmann::ordered_json observed = nlohmann::ordered_json::array();
+        for (const TrialObservation &o : t.observations) {
+            observed.push_back({{"kind", o.kind},
+                                {"distance_m", o.distance.value},
+                                {"observed_volume_fraction", o.concentration.value},
+                                {"predicted_volume_fraction", nullptr}});
+        }
+        const double rate = t.releaseRate();
+        list.push_back({{"id", t.id},
+                        {"title", t.title},
+                        {"series", t.series},
+                        {"part", t.part},
+                        {"source_kind", t.sourceKind},
+                        {"gas", t.gas},
+                        {"file", t.file},
+                        {"release_rate_kg_s", std::isfinite(rate) ? nlohmann::ordered_json(rate) : nullptr},
+                        {"figures", t.figureCount()},
+                        {"missing_figures", t.missingCount()},
+                        {"comparison", kTrialsNotCompared},
+                        {"observations", observed}});
+    }
+    return list;
+}
 
 // Where the cases came from, as the report and the JSON name it.
 std::string casesName(const ValidateOptions &options) {
@@ -28,7 +66,8 @@ std::string casesName(const ValidateOptions &options) {
 }
 
 std::string jsonResults(const std::vector<CorrelationResult> &results, double seconds,
-                        const std::string &cases) {
+                        const std::string &cases, const std::vector<FieldTrial> &trials,
+                        const std::string &trialsSource) {
     std::string out = fmt::format("{{\n  \"cases_file\": {},\n  \"seconds\": {},\n  \"correlations\": [",
                                   jsonString(cases), jsonNumber(seconds));
     for (std::size_t i = 0; i < results.size(); ++i) {
@@ -53,7 +92,8 @@ std::string jsonResults(const std::vector<CorrelationResult> &results, double se
         }
         out += "]}";
     }
-    out += "\n  ]\n}\n";
+    out += "\n  ],\n  \"trials_source\": " + nlohmann::ordered_json(trialsSource).dump() +
+           ",\n  \"trials\": " + jsonTrials(trials).dump(2) + "\n}\n";
     return out;
 }
 
@@ -79,6 +119,10 @@ void registerValidateCommand(CLI::App &app) {
         ->add_option("--cases", options->cases,
                      "a cases file (default: the project's validation/cases.json, built in)")
         ->type_name("FILE");
+    command
+        ->add_option("--trials", options->trials,
+                     "a folder of field-trial files (default: the project's validation/trials, built in)")
+        ->type_name("FOLDER");
     command->add_flag("--json", options->json, "print the figures as JSON on standard output");
 
     command->callback([options]() {
@@ -87,12 +131,16 @@ void registerValidateCommand(CLI::App &app) {
             checkNotInput("-o", options->output, options->cases, "cases file");
         }
         ValidationSuite suite;
+        std::vector<FieldTrial> trials;
         try {
             suite = options->cases.empty() ? ValidationSuite::builtIn()
                                            : ValidationSuite::fromFile(options->cases);
+            trials =
+                options->trials.empty() ? FieldTrial::builtIn() : FieldTrial::fromDirectory(options->trials);
         } catch (const std::exception &e) {
             throw CommandFailure(kUsageError, e.what());
         }
+        const std::string trialsSource = options->trials.empty() ? FieldTrial::builtInName : options->trials;
         const bool terminal = isatty(STDERR_FILENO) == 1;
         const auto start = std::chrono::steady_clock::now();
         std::vector<CorrelationResult> results;
@@ -118,9 +166,16 @@ void registerValidateCommand(CLI::App &app) {
         writeFileAtomically(options->output,
                             [&](std::FILE *out) { std::fwrite(page.data(), 1, page.size(), out); });
         if (options->json) {
-            fmt::print("{}", jsonResults(results, seconds, casesName(*options)));
+            fmt::print("{}", jsonResults(results, seconds, casesName(*options), trials, trialsSource));
         } else {
             printSummary(results);
+            std::size_t observed = 0;
+            for (const FieldTrial &t : trials) {
+                observed += t.observations.size();
+            }
+            fmt::print(
+                "\n{} field trials read from {} ({} observed concentrations); their comparison is {}.\n",
+                trials.size(), trialsSource, observed, kTrialsNotCompared);
             fmt::print("\nwrote {} ({} model runs, {:.1f} s)\n", options->output, suite.runCount(), seconds);
         }
     });

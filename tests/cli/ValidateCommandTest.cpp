@@ -1,5 +1,5 @@
-// The validate command: the report and the JSON it writes, its refusal of a bad cases file, and the
-// README's table against what the command prints.
+// The validate command: the report and the JSON it writes, the field trials it lists, its refusal of a
+// bad cases file or trial file, and the README's table against what the command prints.
 #include "CliTestSupport.hpp"
 
 #include <fmt/core.h>
@@ -17,7 +17,8 @@ TEST(ValidateCommandTest, WritesTheReportAndPrintsTheSameFiguresAsJsonAndAsTheRe
     const CommandResult result = cli({"validate", "-o", page, "--json"});
     ASSERT_EQ(result.exitStatus, 0) << result.err;
     const nlohmann::ordered_json json = nlohmann::ordered_json::parse(result.out);
-    EXPECT_EQ(keysOf(json), (std::vector<std::string>{"cases_file", "seconds", "correlations"}));
+    EXPECT_EQ(keysOf(json),
+              (std::vector<std::string>{"cases_file", "seconds", "correlations", "trials_source", "trials"}));
     EXPECT_LT(json["seconds"].get<double>(), 30.0);
     ASSERT_EQ(json["correlations"].size(), 6u);
     const std::string html = readText(page);
@@ -62,6 +63,22 @@ TEST(ValidateCommandTest, WritesTheReportAndPrintsTheSameFiguresAsJsonAndAsTheRe
         }
     }
     EXPECT_EQ(written, printed);
+    // Every field trial read is listed with its observations; none has a prediction yet, and each says
+    // so instead of giving a number.
+    EXPECT_EQ(json["trials_source"], "validation/trials (built in)");
+    ASSERT_EQ(json["trials"].size(), 13u);
+    const auto &burro3 = json["trials"][0];
+    EXPECT_EQ(burro3["id"], "burro-3");
+    EXPECT_EQ(burro3["part"], "dense");
+    EXPECT_NEAR(burro3["release_rate_kg_s"].get<double>(), 88.096, 0.001); // 14712 kg over 167 s
+    EXPECT_EQ(burro3["observations"][0]["distance_m"], 57.0);
+    EXPECT_EQ(burro3["observations"][0]["observed_volume_fraction"], 0.282);
+    for (const auto &trial : json["trials"]) {
+        EXPECT_EQ(trial["comparison"].get<std::string>().rfind("not computed: ", 0), 0u);
+        for (const auto &o : trial["observations"]) {
+            EXPECT_TRUE(o["predicted_volume_fraction"].is_null());
+        }
+    }
 }
 
 TEST(ValidateCommandTest, RefusesABadCasesFileAndWritesNothing) {
@@ -72,15 +89,31 @@ TEST(ValidateCommandTest, RefusesABadCasesFileAndWritesNothing) {
     EXPECT_EQ(folder.entries(), (std::set<std::string>{"cases.json"}));
 }
 
+TEST(ValidateCommandTest, RefusesABadTrialFileNamingTheKeyAndWritesNothing) {
+    TemporaryFolder folder;
+    const std::string trials = folder.file("trials");
+    std::filesystem::create_directory(trials);
+    const std::string bad = folder.write(
+        "trials/bad.json", R"({"id": "bad", "title": "Bad", "series": "X", "part": "sideways"})");
+    expectUsageError(cli({"validate", "--trials", trials, "-o", folder.file("v.html")}),
+                     bad + ": part: must be \"passive\", \"dense\" or \"jet\", not \"sideways\"");
+    EXPECT_EQ(folder.entries(), (std::set<std::string>{"trials"}));
+}
+
 TEST(ValidateCommandTest, SummaryOnATerminalLessRunCarriesUnits) {
     TemporaryFolder folder;
     const CommandResult result = cli({"validate", "-o", folder.file("v.html")});
     ASSERT_EQ(result.exitStatus, 0) << result.err;
     const std::vector<std::string> lines = linesOf(result.out);
-    ASSERT_EQ(lines.size(), 9u);
+    ASSERT_EQ(lines.size(), 11u);
     EXPECT_NE(lines[0].find("points  MG (-)  VG (-) FAC2 (-)"), std::string::npos) << lines[0];
-    EXPECT_TRUE(std::regex_match(lines[8], std::regex("wrote .*v\\.html \\(48 model runs, [0-9.]+ s\\)")))
+    EXPECT_EQ(lines[8].rfind("13 field trials read from validation/trials (built in) (52 observed "
+                             "concentrations); their comparison is not computed: ",
+                             0),
+              0u)
         << lines[8];
+    EXPECT_TRUE(std::regex_match(lines[10], std::regex("wrote .*v\\.html \\(48 model runs, [0-9.]+ s\\)")))
+        << lines[10];
     EXPECT_EQ(result.err, ""); // no progress line when stderr is not a terminal
 }
 

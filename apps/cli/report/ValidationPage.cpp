@@ -120,9 +120,11 @@ std::string ValidationPage::render(const std::vector<CorrelationResult> &results
     }
     out +=
         fmt::format("<p>{} comparison points from <code>{}</code>, computed in {:.1f} s. For each point the "
-                    "ratio model / correlation; MG = exp(mean ln ratio) is the geometric mean (1 is no bias, "
-                    "below 1 the model is lower), VG = exp(mean (ln ratio)²) the geometric variance (1 "
-                    "is perfect) and FAC2 the share of points within a factor of two.</p>\n",
+                    "ratio model / correlation. The figures follow the model-evaluation literature with the "
+                    "correlation in the place of the observation: MG = exp(mean ln(correlation / model)) is "
+                    "the geometric mean bias (1 is no bias, above 1 the model is lower), VG = exp(mean (ln "
+                    "ratio)²) the geometric variance (1 is perfect) and FAC2 the share of points within a "
+                    "factor of two.</p>\n",
                     points, escapeHtml(casesFile), seconds);
     out += "<h2>Summary</h2>\n<table>\n<tr><th>Correlation</th><th class=\"num\">Points</th>"
            "<th class=\"num\">MG</th><th class=\"num\">VG</th><th "
