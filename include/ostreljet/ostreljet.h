@@ -167,7 +167,8 @@ OSTRELJET_API const char *ostreljet_gas_name(int index);
  * The searches spend what is left of the run's budget (ostreljet_set_budget) and stop on
  * ostreljet_cancel; a summary cut short so has a last message of its own (number 90 or 91), readable
  * with the summary's figures but not among the run's messages. At most 64 levels; more are refused
- * (-2). Before any run, -2. */
+ * (-2). Before any run the levels are converted and every figure is NaN; with no levels given and no
+ * default (no flammable gas, stoppingConcentration 0) the summary is refused (-2) saying so. */
 OSTRELJET_API int ostreljet_summarize(ostreljet_model *m, const char *levels, const char *unit);
 /* The summary's unit word ("vol", "ppm", ...); NULL without a summary. */
 OSTRELJET_API const char *ostreljet_summary_unit(const ostreljet_model *m);

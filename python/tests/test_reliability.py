@@ -53,9 +53,11 @@ def test_texts_with_a_nul_character_are_refused_not_cut_short():
         model.summary(levels="LFL\x00,UFL")
 
 
-def test_a_summary_before_any_run_says_so():
-    with pytest.raises(ValueError, match="no run to summarise: call ostreljet_run first"):
-        ostreljet.Model.from_scenario(VENT).summary()
+def test_a_summary_without_levels_or_their_default_says_so():
+    model = ostreljet.Model()
+    with pytest.raises(ValueError, match=r"no levels given, and the default level, the stopping concentration, "
+                       r"is not set \(stoppingConcentration is 0\)"):
+        model.summary()
 
 
 def test_a_huge_release_summary_stops_at_its_budget_and_says_what_is_not_computed():

@@ -5,6 +5,7 @@
 #include "ostreljet/io/ConcentrationConverter.hpp"
 #include "ostreljet/io/GasTable.hpp"
 #include "ostreljet/io/Level.hpp"
+#include "ostreljet/io/NumberText.hpp"
 
 #include <cmath>
 #include <limits>
@@ -186,38 +187,49 @@ int ostreljet_summarize(ostreljet_model *m, const char *levels, const char *unit
         if (!chosen) {
             return invalidArgument;
         }
-        if (!m->hasRun) {
-            return fail(invalidArgument, "no run to summarise: call ostreljet_run first");
-        }
         // 1. The levels as written, or the gas's defaults, in the model's unit.
         std::vector<ostreljet::Level> parsed;
         std::vector<double> inModel;
         try {
-            parsed = levels == nullptr || *levels == '\0'
-                         ? ostreljet::Level::defaults(m->gas, m->model.stoppingConcentration())
-                         : ostreljet::Level::parseList(levels);
+            const bool defaults = levels == nullptr || *levels == '\0';
+            parsed = defaults ? ostreljet::Level::defaults(m->gas, m->model.stoppingConcentration())
+                              : ostreljet::Level::parseList(levels);
+            if (defaults && parsed.size() == 1 && !(m->model.stoppingConcentration() > 0.0)) {
+                // The default of a gas without a flammability limit is the stopping concentration.
+                return fail(invalidArgument,
+                            "no levels given, and the default level, the stopping "
+                            "concentration, is not set (stoppingConcentration is " +
+                                ostreljet::io::NumberText::shown(m->model.stoppingConcentration()) + ")");
+            }
             inModel = ostreljet::Level::toModel(parsed, m->model, m->gas);
         } catch (const ostreljet::LevelError &e) {
             return fail(invalidArgument, e.what());
         }
-        // 2. The summary of the last run from its exact field.
-        // The searches keep to what is left of the run's budget and stop on a cancel made after they start.
+        // 2. The summary of the last run from its exact field; nothing to search before a run. The
+        // searches keep to what is left of the run's budget and stop on a cancel made after they start.
         m->summaryCancelled.store(false);
         ostreljet::RunSummary::Limits limits = ostreljet::RunSummary::limitsAfterRun(m->model);
         limits.cancelled = [m] { return m->summaryCancelled.load(); };
         std::uint64_t segments = 0;
         limits.segmentsSearched = [&segments] { return segments; };
-        const auto field = m->currentField();
-        KeptSummary kept{ostreljet::RunSummary::of(
-                             m->model, m->inputsAccepted, inModel,
-                             [&field, &segments](double x, double y, double z) {
-                                 return field->concentration(x, y, z, segments);
-                             },
-                             limits),
+        const auto field = m->hasRun ? m->currentField() : nullptr;
+        KeptSummary kept{m->hasRun ? ostreljet::RunSummary::of(
+                                         m->model, m->inputsAccepted, inModel,
+                                         [&field, &segments](double x, double y, double z) {
+                                             return field->concentration(x, y, z, segments);
+                                         },
+                                         limits)
+                                   : ostreljet::RunSummary{},
                          *chosen,
                          {},
                          {},
                          notANumber};
+        if (!m->hasRun) {
+            for (const double level : inModel) {
+                kept.summary.levels.push_back(
+                    ostreljet::RunSummary::LevelAnswer{level, {}, {}, {}, {}, false, true});
+            }
+        }
         // 3. The concentrations in the chosen unit: levels as thresholds, the ground maximum at its point.
         const ostreljet::ConcentrationConverter converter =
             ostreljet::ConcentrationConverter::forModel(m->model);

@@ -55,8 +55,11 @@ TEST(CApiThreads, ACancelFromAnotherThreadStopsASummaryAndTheNextStartsAfresh) {
 
 TEST(CApiThreads, SeparateModelsRunOnSeparateThreadsAndASummaryNeedsARun) {
     Model fresh = validVent();
+    ASSERT_EQ(ostreljet_set(fresh.get(), "stoppingConcentration", 0.0), 0);
     EXPECT_EQ(ostreljet_summarize(fresh.get(), nullptr, nullptr), OSTRELJET_INVALID_ARGUMENT);
-    EXPECT_STREQ(ostreljet_last_error(), "no run to summarise: call ostreljet_run first");
+    EXPECT_STREQ(ostreljet_last_error(),
+                 "no levels given, and the default level, the stopping concentration, "
+                 "is not set (stoppingConcentration is 0)");
 
     std::vector<double> farthest(4, 0.0);
     std::vector<std::thread> threads;
