@@ -13,6 +13,8 @@
 #include <atomic>
 #include <chrono>
 #include <cmath>
+#include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <filesystem>
 #include <fstream>
@@ -329,6 +331,51 @@ bool readLine(std::istream &in, std::string &text, const std::string &path, std:
     return !text.empty();
 }
 
+// Memory held back for the moment the system refuses more: when an allocation fails, this reserve is
+// given back so that the allocation and the clean-up after it can go on (a JSON value being destroyed
+// while an error unwinds allocates, and an exception from there would abort the tool), and the batch
+// is told to stop handing out runs. A second failure throws std::bad_alloc as usual.
+class MemoryReserve {
+public:
+    static constexpr std::size_t kBytes = std::size_t{2} << 20;
+
+    MemoryReserve() : previous_(std::set_new_handler(&release)) {
+        reserve_ = std::malloc(kBytes);
+        // Touch every page, so that the reserve is memory really held and not only address space.
+        if (reserve_ != nullptr) {
+            std::memset(reserve_, 0, kBytes);
+        }
+        exhausted_.store(false);
+    }
+    ~MemoryReserve() {
+        std::set_new_handler(previous_);
+        std::free(reserve_);
+        reserve_ = nullptr;
+    }
+    MemoryReserve(const MemoryReserve &) = delete;
+    MemoryReserve &operator=(const MemoryReserve &) = delete;
+
+    // True once the reserve has been spent: memory has run out.
+    static bool exhausted() { return exhausted_.load(); }
+
+private:
+    static void release() {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        if (reserve_ == nullptr) {
+            std::set_new_handler(nullptr);
+            throw std::bad_alloc();
+        }
+        std::free(reserve_);
+        reserve_ = nullptr;
+        exhausted_.store(true);
+    }
+
+    std::new_handler previous_;
+    static inline void *reserve_ = nullptr;
+    static inline std::atomic<bool> exhausted_{false};
+    static inline std::mutex mutex_;
+};
+
 // Joins the batch's workers when the block that started them ends; an exception on its way out first
 // stops the handing out of runs.
 struct WorkerJoin {
@@ -425,12 +472,18 @@ void registerBatchCommand(CLI::App &app) {
         std::atomic<bool> failed{false};
         std::string failure; // what ended a worker, other than memory
         std::mutex failureMutex;
+        const MemoryReserve reserve;
         auto work = [&]() noexcept {
             // Nothing leaves a worker: memory running out, or any other failure, stops handing out runs
             // and is reported after the join, the finished runs' results kept.
             try {
                 for (std::size_t j = next.fetch_add(1); j < jobs.size(); j = next.fetch_add(1)) {
                     jobs[j].result = runJob(jobs[j], levels, options->maxSeconds);
+                    if (MemoryReserve::exhausted()) {
+                        // The run may have finished on the reserve, but its result is not trusted.
+                        jobs[j].result.clear();
+                        throw std::bad_alloc();
+                    }
                     done.fetch_add(1);
                 }
                 return;

@@ -145,13 +145,13 @@ TEST(Crashes, MemoryRunningOutInAWorkerKeepsTheFinishedResults) {
     TemporaryFolder folder;
     nlohmann::ordered_json line;
     line["base"] = nlohmann::ordered_json::parse(readText(kVent));
-    line["vary"]["referenceWindSpeed"] = {2.0, 2.5, 3.0, 3.5, 4.0, 4.5, 5.0, 5.5};
+    line["vary"]["referenceWindSpeed"] = {2.0, 2.5, 3.0, 3.5, 4.0, 4.5};
     const std::string input = folder.write("in.jsonl", line.dump() + "\n");
     const std::string output = folder.file("out.jsonl");
     // Address-space limits around what the tool needs (about 25 MB here): too little to start, memory
     // running out in a worker part-way, or enough. Each ends with a status and a message, never an abort.
     int cutShort = 0;
-    for (rlim_t kilobytes = 23 << 10; kilobytes <= 28 << 10; kilobytes += 256) {
+    for (rlim_t kilobytes = 23 << 10; kilobytes <= 32 << 10; kilobytes += 256) {
         std::filesystem::remove(output);
         const CommandResult result = cli({"batch", input, "-o", output, "--jobs", "2"}, kilobytes << 10);
         ASSERT_TRUE(result.exitStatus == 0 || result.exitStatus == 2)
@@ -160,7 +160,7 @@ TEST(Crashes, MemoryRunningOutInAWorkerKeepsTheFinishedResults) {
             ++cutShort;
             // The finished runs' results are kept, as many as the message says.
             const std::size_t kept = linesOf(readText(output)).size();
-            EXPECT_NE(result.err.find("out of memory after " + std::to_string(kept) + " of 8 runs"),
+            EXPECT_NE(result.err.find("out of memory after " + std::to_string(kept) + " of 6 runs"),
                       std::string::npos)
                 << result.err;
         }
