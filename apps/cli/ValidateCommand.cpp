@@ -239,6 +239,9 @@ void registerValidateCommand(CLI::App &app) {
 
     command->callback([options]() {
         checkOutputPath(options->output);
+        if (!options->cases.empty()) {
+            checkNotInput("-o", options->output, options->cases, "cases file");
+        }
         ValidationSuite suite;
         std::vector<FieldTrial> trials;
         try {

@@ -25,7 +25,13 @@
  * m3 of mixture at the point's temperature and the ambient pressure); NULL or "" is "vol".
  *
  * Quiet by default: the model's once-only notices are kept in its messages and are not printed, unless
- * ostreljet_set_echo(1) turns their echo to standard output on. */
+ * ostreljet_set_echo(1) turns their echo to standard output on.
+ *
+ * Threads: separate models may be used on separate threads at the same time. One model must be used by
+ * one thread at a time (a host that shares it holds its own lock around each call); the only call that
+ * may be made on a model while another thread is inside a call on it is ostreljet_cancel. Texts that a
+ * function returns (a message, the gas's name) stay valid until the next call on the same model. The
+ * functions that take no model (the schema, the gas table, the version) may be called from any thread. */
 #ifndef OSTRELJET_OSTRELJET_H
 #define OSTRELJET_OSTRELJET_H
 
@@ -78,9 +84,9 @@ OSTRELJET_API int ostreljet_get(const ostreljet_model *m, const char *property, 
  * (stackHeight <= 0) and points downward (releaseAngle < 0): ostreljet_last_error() says so and the
  * model keeps the results of its previous run. */
 OSTRELJET_API int ostreljet_run(ostreljet_model *m);
-/* Asks the run in progress on m to end soon; safe to call from any thread while ostreljet_run runs on
- * another. The run then ends with the message "The run was cancelled at ... m." (number 91). 0; -2 on a
- * null model. A run that starts later is not affected. */
+/* Asks the run or summary in progress on m to end soon; safe to call from any thread while ostreljet_run
+ * or ostreljet_summarize runs on another. The run then ends with the message "The run was cancelled at
+ * ... m." (number 91). 0; -2 on a null model. A run or summary that starts later is not affected. */
 OSTRELJET_API int ostreljet_cancel(ostreljet_model *m);
 /* Bounds the work of every later run of m to this many evaluations of the centreline residual (0: no
  * bound). A new model has a bound far above what any ordinary run needs; a run that spends it ends with the
@@ -155,10 +161,20 @@ OSTRELJET_API const char *ostreljet_gas_name(int index);
  *     where the centreline concentration first falls below the level), farthestDownwindExtent and
  *     greatestHalfWidth (m, of the region at or above the level in the exact field),
  *     exceededAtEndOfRun (1 when the centreline is still at or above the level where the run ends, else
- *     0). */
+ *     0), regionComputed (0 when the searches stopped before this level's region: its two figures are
+ *     then NaN because they were not computed, not because they do not exist).
+ *   groundMaximumComputed (run figure): 0 when the searches stopped before the ground maximum.
+ * The searches spend what is left of the run's budget (ostreljet_set_budget) and stop on
+ * ostreljet_cancel; a summary cut short so has a last message of its own (number 90 or 91), readable
+ * with the summary's figures but not among the run's messages. At most 64 levels; more are refused
+ * (-2). Before any run the levels are converted and every figure is NaN; with no levels given and no
+ * default (no flammable gas, stoppingConcentration 0) the summary is refused (-2) saying so. */
 OSTRELJET_API int ostreljet_summarize(ostreljet_model *m, const char *levels, const char *unit);
 /* The summary's unit word ("vol", "ppm", ...); NULL without a summary. */
 OSTRELJET_API const char *ostreljet_summary_unit(const ostreljet_model *m);
+/* The message of a summary that its budget or a cancel cut short ("The summary was ended: ..."); NULL
+ * when the summary is complete or there is none. */
+OSTRELJET_API const char *ostreljet_summary_cut_message(const ostreljet_model *m);
 /* The run figures' names, by index from 0 (NULL out of range), and the unit of one ("m", or the
  * summary's unit word for a concentration; NULL for an unknown name). */
 OSTRELJET_API int ostreljet_summary_figure_count(void);

@@ -138,6 +138,7 @@ _PROTOTYPES = {
     "ostreljet_severity_name": (ctypes.c_char_p, [ctypes.c_int]),
     "ostreljet_summarize": (ctypes.c_int, [ctypes.c_void_p, ctypes.c_char_p, ctypes.c_char_p]),
     "ostreljet_summary_unit": (ctypes.c_char_p, [ctypes.c_void_p]),
+    "ostreljet_summary_cut_message": (ctypes.c_char_p, [ctypes.c_void_p]),
     "ostreljet_summary_figure_count": (ctypes.c_int, []),
     "ostreljet_summary_figure_name": (ctypes.c_char_p, [ctypes.c_int]),
     "ostreljet_summary_figure_unit": (ctypes.c_char_p, [ctypes.c_void_p, ctypes.c_char_p]),

@@ -454,6 +454,7 @@ class Model:
     def _set_gas(self, name):
         if name is not None and not isinstance(name, str):
             raise TypeError("gas must be the name of a gas (str) or None, not %s %r" % (type(name).__name__, name))
+        _refuse_nul("gas", name)
         with self._lock:
             status = self._lib.ostreljet_set_gas(self._live(), (name or "").encode("utf-8"))
             if status != 0:
@@ -567,17 +568,30 @@ class Model:
 
         if levels is not None and not isinstance(levels, str):
             levels = ",".join(str(level) for level in levels)
+        _refuse_nul("levels", levels)
         unit = _unit_word(unit)
         with self._lock:
             handle = self._live()
-            count = self._lib.ostreljet_summarize(
-                handle, levels.encode("utf-8") if levels else None, unit.encode("ascii")
-            )
+            encoded = levels.encode("utf-8") if levels else None
+
+            def summarize():
+                count = self._lib.ostreljet_summarize(handle, encoded, unit.encode("ascii"))
+                return count, (_library.last_error() if count < 0 else "")
+
+            # Ctrl-C cancels the summary's searches as it cancels a run.
+            count, error = self._run_interruptibly(handle, summarize)
             if count < 0:
-                raise ValueError(_library.last_error())
+                raise ValueError(error)
             return read_summary(self, handle, count)
 
-    def _run_interruptibly(self, handle):
+    def cancel(self):
+        """Asks the run or summary under way on another thread to end soon; each ends with a message that
+        says so. Does nothing on a closed model."""
+        handle = self._handle
+        if handle:
+            self._lib.ostreljet_cancel(handle)
+
+    def _run_interruptibly(self, handle, call=None):
         # Ctrl-C reaches only the main thread, and only between bytecodes: there the run goes to a helper
         # thread while this one waits. For that wait, SIGINT's handler is one that cancels the run and
         # remembers the signal; once the run has ended the previous handler is restored and given the
@@ -585,6 +599,8 @@ class Model:
         # before this returns or raises, wherever the interrupt lands. The library's last error belongs
         # to the thread that made the call, so it is read there.
         def run():
+            if call is not None:
+                return call()
             status = self._lib.ostreljet_run(handle)
             return status, (_library.last_error() if status < 0 else "")
 
@@ -820,6 +836,12 @@ _STATUS = {
 }
 
 UNITS = ("mass", "vol", "%", "ppm", "mg/m3")
+
+
+def _refuse_nul(what, text):
+    """C strings end at a NUL character: a text holding one would be read cut short, so it is refused."""
+    if isinstance(text, str) and "\0" in text:
+        raise ValueError("%s must not contain a NUL character: %r" % (what, text))
 
 
 def _unit_word(unit):

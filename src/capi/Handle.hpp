@@ -36,6 +36,8 @@ struct ostreljet_model {
     std::optional<std::string> endMessage;
     std::vector<ostreljet::MessageSeverity> severities; // of the last run's messages, in order
     std::optional<KeptSummary> summary;
+    // A cancel asked for since the summary under way started (a run's own request lasts until the next run).
+    std::atomic<bool> summaryCancelled{false};
     // The far field's inputs, set by name or read from a scenario.
     ostreljet::FarFieldOptions farFieldOptions;
     // The whole plume of the last run (the exact jet field, then the far field), built on the first query

@@ -30,6 +30,7 @@ int ostreljet_cancel(ostreljet_model *m) {
         return fail(invalidArgument, "null model");
     }
     m->model.cancel();
+    m->summaryCancelled.store(true);
     return 0;
 }
 

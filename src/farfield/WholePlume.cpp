@@ -18,6 +18,12 @@ double WholePlume::concentration(double x, double y, double z) const {
     return jet_.concentration(x, y, z);
 }
 
+double WholePlume::concentration(double x, double y, double z, std::uint64_t &segmentsSearched) const {
+    if (beyondHandOff(x, y))
+        return farField_.concentration(x, y, z);
+    return jet_.concentration(x, y, z, segmentsSearched);
+}
+
 void WholePlume::grid(double *out, double xStart, double yStart, double zStart, double xEnd, double yEnd,
                       double zEnd, std::int32_t numberOfPointsX, std::int32_t numberOfPointsY,
                       std::int32_t numberOfPointsZ, unsigned threads,

@@ -1,6 +1,7 @@
 #include "ostreljet/io/Scenario.hpp"
-#include "ostreljet/farfield/FarFieldInputs.hpp"
 
+#include "ostreljet/farfield/FarFieldInputs.hpp"
+#include "ostreljet/io/BoundedRead.hpp"
 #include "ostreljet/io/GasTable.hpp"
 #include "ostreljet/io/InputSanity.hpp"
 #include "ostreljet/io/InputSchema.hpp"
@@ -192,28 +193,11 @@ double inputOrDefault(const std::vector<std::pair<std::string, double>> &inputs,
 } // namespace
 
 Scenario Scenario::fromFile(const std::string &path) {
-    std::error_code error;
-    const std::filesystem::file_status status = std::filesystem::status(path, error);
-    if (error || !std::filesystem::exists(status)) {
-        throw ScenarioError(path + ": no such file");
-    }
-    if (std::filesystem::is_directory(status)) {
-        throw ScenarioError(path + ": is a directory, not a scenario file");
-    }
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        throw ScenarioError(path + ": cannot be opened for reading");
-    }
-    // One byte beyond the limit tells a file at the limit from a larger one (or an endless device).
-    std::string text(kMaximumFileBytes + 1, '\0');
-    in.read(text.data(), static_cast<std::streamsize>(text.size()));
-    if (in.bad()) {
-        throw ScenarioError(path + ": read error");
-    }
-    text.resize(static_cast<std::size_t>(in.gcount()));
-    if (text.size() > kMaximumFileBytes) {
-        throw ScenarioError(path + ": larger than " + std::to_string(kMaximumFileBytes) +
-                            " bytes, the limit for a scenario file");
+    std::string text;
+    try {
+        text = io::BoundedRead::read(path, kMaximumFileBytes, "a scenario file");
+    } catch (const io::BoundedReadError &e) {
+        throw ScenarioError(e.what());
     }
     return fromText(text, path);
 }

@@ -1,4 +1,5 @@
 #include "ostreljet/io/ValidationSuite.hpp"
+#include "ostreljet/io/BoundedRead.hpp"
 #include "ostreljet/numerics/Constants.hpp"
 
 #include "ostreljet/io/Scenario.hpp"
@@ -371,11 +372,12 @@ const std::vector<std::string> &ValidationSuite::correlationIds() {
 }
 
 ValidationSuite ValidationSuite::fromFile(const std::string &path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        throw ValidationSuiteError(path + ": cannot be read");
+    std::string text;
+    try {
+        text = io::BoundedRead::read(path, kMaximumFileBytes, "a cases file");
+    } catch (const io::BoundedReadError &e) {
+        throw ValidationSuiteError(e.what());
     }
-    const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     return fromText(text, path);
 }
 

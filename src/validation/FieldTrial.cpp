@@ -1,4 +1,5 @@
 #include "ostreljet/validation/FieldTrial.hpp"
+#include "ostreljet/io/BoundedRead.hpp"
 
 #include <nlohmann/json.hpp>
 
@@ -360,11 +361,14 @@ FieldTrial FieldTrial::fromText(std::string_view text, const std::string &name) 
 }
 
 FieldTrial FieldTrial::fromFile(const std::string &path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        throw FieldTrialError(path + ": cannot be read");
+    // A trial file holds some kilobytes; a device or an oversized file is refused at this limit.
+    constexpr std::size_t maximumFileBytes = 4 * 1024 * 1024;
+    std::string text;
+    try {
+        text = io::BoundedRead::read(path, maximumFileBytes, "a field-trial file");
+    } catch (const io::BoundedReadError &e) {
+        throw FieldTrialError(e.what());
     }
-    const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     return fromText(text, path);
 }
 

@@ -148,7 +148,7 @@ TEST(GridCommand, RefusalsLeaveNoFile) {
     expectUsageError(grid(kHotStack, "0,0", "1,1,1", "2,2,2", csv),
                      "--from: expected three numbers X,Y,Z, not '0,0'");
     expectUsageError(grid(kHotStack, "0,0,1e400", "1,1,1", "2,2,2", csv),
-                     "--from: '1e400' is not a number in '0,0,1e400'");
+                     "--from: '1e400' is not a finite number in '0,0,1e400'");
     // 1e15 points of 8 bytes each are 8e15 bytes, far more than any machine has; the counts are checked
     // before the scenario is even read.
     const CommandResult huge =

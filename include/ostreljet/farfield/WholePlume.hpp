@@ -26,6 +26,9 @@ public:
     const FarField &farField() const { return farField_; }
 
     double concentration(double x, double y, double z) const;
+    // The same, adding to `segmentsSearched` the jet segments searched (a summary's searches are charged by
+    // them).
+    double concentration(double x, double y, double z, std::uint64_t &segmentsSearched) const;
     // A regular grid as ConcentrationField::grid lays it out, on `threads` threads (0: one per core).
     void grid(double *out, double xStart, double yStart, double zStart, double xEnd, double yEnd, double zEnd,
               std::int32_t numberOfPointsX, std::int32_t numberOfPointsY, std::int32_t numberOfPointsZ,

@@ -63,6 +63,8 @@ struct CorrelationResult {
 // distances in m ("briggs-two-thirds"), multiples of r D ("pratte-baines") or of D ("chen-rodi").
 class OSTRELJET_EXPORT ValidationSuite {
 public:
+    // The most a cases file may hold; a larger file, a device or a FIFO without writer is refused.
+    static constexpr std::size_t kMaximumFileBytes = 4 * 1024 * 1024;
     static ValidationSuite fromFile(const std::string &path);
     static ValidationSuite fromText(std::string_view text, const std::string &sourceName = "cases");
     // The project's own cases (validation/cases.json), built into the library.
