@@ -4,6 +4,8 @@ if(OSTRELJET_BUILD_WEB)
   include(WebDependencies)
 else()
   find_package(nlohmann_json 3 REQUIRED)
+  # Geographic coordinates of footprints (Debian's libproj-dev).
+  find_package(PROJ REQUIRED CONFIG)
 endif()
 if(OSTRELJET_BUILD_CLI)
   find_package(CLI11 REQUIRED)

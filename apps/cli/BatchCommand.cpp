@@ -16,13 +16,18 @@
 #include <atomic>
 #include <chrono>
 #include <cmath>
+#include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <filesystem>
 #include <fstream>
 #include <limits>
 #include <memory>
 #include <mutex>
+#include <new>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <thread>
 #include <unistd.h>
@@ -53,13 +58,76 @@ struct Job {
     std::size_t index; // 0-based position within the line's sweep
     std::string scenario;
     std::string error;
-    std::string result; // one JSON line, filled by the run
+    std::string result;  // one JSON line, filled by the run
+    bool failed = false; // the line could not be read or its run not carried out: the result is an error
 };
+
+// Where a text stops being UTF-8 (the offset of the first byte that cannot be decoded), if it does.
+std::optional<std::size_t> firstInvalidUtf8(std::string_view text) {
+    std::size_t i = 0;
+    while (i < text.size()) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        std::size_t length = 0;
+        std::uint32_t point = 0;
+        if (byte < 0x80) {
+            ++i;
+            continue;
+        } else if ((byte & 0xE0) == 0xC0) {
+            length = 2;
+            point = byte & 0x1F;
+        } else if ((byte & 0xF0) == 0xE0) {
+            length = 3;
+            point = byte & 0x0F;
+        } else if ((byte & 0xF8) == 0xF0) {
+            length = 4;
+            point = byte & 0x07;
+        } else {
+            return i;
+        }
+        if (i + length > text.size()) {
+            return i;
+        }
+        for (std::size_t k = 1; k < length; ++k) {
+            const auto next = static_cast<unsigned char>(text[i + k]);
+            if ((next & 0xC0) != 0x80) {
+                return i;
+            }
+            point = (point << 6) | (next & 0x3F);
+        }
+        // Overlong forms, surrogates and points beyond U+10FFFF are not UTF-8.
+        const std::uint32_t smallest = length == 2 ? 0x80 : length == 3 ? 0x800 : 0x10000;
+        if (point < smallest || point > 0x10FFFF || (point >= 0xD800 && point <= 0xDFFF)) {
+            return i;
+        }
+        i += length;
+    }
+    return std::nullopt;
+}
+
+// One result line; text that is not UTF-8 (quoted from a bad line) is shown as U+FFFD.
+std::string dumpResult(const json &result) {
+    return result.dump(-1, ' ', false, json::error_handler_t::replace);
+}
 
 // Expands one input line: a scenario object, or {"base": {...}, "vary": {"key": [values], ...}} whose
 // product of values gives one scenario each (the last key varies fastest). A sweep is counted first and
 // refused, with status 2, when the batch would exceed `maximumRuns`.
 void expandLine(const std::string &text, std::size_t line, std::vector<Job> &jobs, std::size_t maximumRuns) {
+    // Every line takes at least one result, counted against the limit like the runs of a sweep.
+    if (jobs.size() >= maximumRuns) {
+        throw CommandFailure(kUsageError,
+                             fmt::format("line {}: the batch goes beyond the limit of {} runs (raise it "
+                                         "with --max-runs)",
+                                         line, maximumRuns));
+    }
+    // A line that is not UTF-8 is recorded as failed; the lines around it still run.
+    if (const std::optional<std::size_t> bad = firstInvalidUtf8(text)) {
+        jobs.push_back({line, 0, "",
+                        fmt::format("line {}: not valid UTF-8 (byte 0x{:02X} at byte {} of the line)", line,
+                                    static_cast<unsigned char>(text[*bad]), *bad + 1),
+                        ""});
+        return;
+    }
     // The scenario reader checks the text first (nesting, keys given twice) and words its faults.
     try {
         Scenario::checkJson(text, fmt::format("line {}", line));
@@ -149,14 +217,15 @@ struct LevelRequest {
     ConcentrationUnit unit = ConcentrationUnit::volumeFraction;
 };
 
-std::string runJob(const Job &job, const LevelRequest &request, double maxSeconds) {
+std::string runJob(Job &job, const LevelRequest &request, double maxSeconds) {
     json result;
     result["line"] = job.line;
     result["index"] = job.index;
     if (!job.error.empty()) {
+        job.failed = true;
         result["ok"] = false;
         result["error"] = job.error;
-        return result.dump();
+        return dumpResult(result);
     }
     try {
         const Scenario scenario = Scenario::fromText(job.scenario, fmt::format("line {}", job.line));
@@ -209,12 +278,15 @@ std::string runJob(const Job &job, const LevelRequest &request, double maxSecond
         } else {
             result["last"] = nullptr;
         }
+    } catch (const std::bad_alloc &) {
+        throw; // the batch ends, keeping what is done
     } catch (const std::exception &e) {
+        job.failed = true;
         result["ok"] = false;
         result["error"] = e.what();
     }
     // Numbers keep 17 significant digits: nlohmann writes the shortest text that reads back exactly.
-    return result.dump();
+    return dumpResult(result);
 }
 
 // Reads one line of at most Scenario::kMaximumFileBytes bytes, so that an endless file without line
@@ -236,6 +308,73 @@ bool readLine(std::istream &in, std::string &text, const std::string &path, std:
     return !text.empty();
 }
 
+// Memory held back for the moment the system refuses more: when an allocation fails, this reserve is
+// given back so that the allocation and the clean-up after it can go on (a JSON value being destroyed
+// while an error unwinds allocates, and an exception from there would abort the tool), and the batch
+// is told to stop handing out runs. A second failure throws std::bad_alloc as usual.
+class MemoryReserve {
+public:
+    static constexpr std::size_t kBytes = std::size_t{2} << 20;
+
+    MemoryReserve() : previous_(std::set_new_handler(&release)) {
+        reserve_ = std::malloc(kBytes);
+        // Touch every page, so that the reserve is memory really held and not only address space.
+        if (reserve_ != nullptr) {
+            std::memset(reserve_, 0, kBytes);
+        }
+        exhausted_.store(false);
+    }
+    ~MemoryReserve() {
+        std::set_new_handler(previous_);
+        std::free(reserve_);
+        reserve_ = nullptr;
+    }
+    MemoryReserve(const MemoryReserve &) = delete;
+    MemoryReserve &operator=(const MemoryReserve &) = delete;
+
+    // True once the reserve has been spent: memory has run out.
+    static bool exhausted() { return exhausted_.load(); }
+
+private:
+    static void release() {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        if (reserve_ == nullptr) {
+            std::set_new_handler(nullptr);
+            throw std::bad_alloc();
+        }
+        std::free(reserve_);
+        reserve_ = nullptr;
+        exhausted_.store(true);
+    }
+
+    std::new_handler previous_;
+    static inline void *reserve_ = nullptr;
+    static inline std::atomic<bool> exhausted_{false};
+    static inline std::mutex mutex_;
+};
+
+// Joins the batch's workers when the block that started them ends; an exception on its way out first
+// stops the handing out of runs.
+struct WorkerJoin {
+    std::vector<std::thread> &threads;
+    std::atomic<std::size_t> &next;
+    std::size_t end;
+
+    void all() const noexcept {
+        for (std::thread &thread : threads) {
+            if (thread.joinable()) {
+                thread.join();
+            }
+        }
+    }
+    ~WorkerJoin() {
+        if (std::uncaught_exceptions() > 0) {
+            next.store(end);
+        }
+        all();
+    }
+};
+
 } // namespace
 
 void registerBatchCommand(CLI::App &app) {
@@ -255,16 +394,17 @@ void registerBatchCommand(CLI::App &app) {
         ->check(CLI::Range(1u, 4096u));
     command
         ->add_option("--max-runs", options->maximumRuns,
-                     fmt::format("most runs the batch may expand to, sweeps counted before they are "
-                                 "expanded (default {})",
+                     fmt::format("most runs the batch may expand to, 1 or more, every line counted and "
+                                 "sweeps counted before they are expanded (default {})",
                                  kDefaultMaximumRuns))
-        ->type_name("N");
+        ->type_name("N")
+        ->check(positiveCountValidator());
     command
         ->add_option("--max-seconds", options->maxSeconds,
                      "time limit of each run in s; a run that reaches it ends with a message and "
                      "\"budgetSpent\": true (default: 10)")
         ->type_name("S")
-        ->check(CLI::PositiveNumber);
+        ->check(positiveNumberValidator());
     command
         ->add_option("--levels", options->levels,
                      "levels to report for each run (numbers with an optional unit: 0.01, 2%, 5000ppm, "
@@ -305,32 +445,49 @@ void registerBatchCommand(CLI::App &app) {
             1u, std::min<unsigned>(workers, static_cast<unsigned>(std::max<std::size_t>(jobs.size(), 1))));
         std::atomic<std::size_t> next{0};
         std::atomic<std::size_t> done{0};
-        std::exception_ptr failure;
+        std::atomic<bool> outOfMemory{false};
+        std::atomic<bool> failed{false};
+        std::string failure; // what ended a worker, other than memory
         std::mutex failureMutex;
-        auto work = [&]() {
+        const MemoryReserve reserve;
+        auto work = [&]() noexcept {
+            // Nothing leaves a worker: memory running out, or any other failure, stops handing out runs
+            // and is reported after the join, the finished runs' results kept.
             try {
                 for (std::size_t j = next.fetch_add(1); j < jobs.size(); j = next.fetch_add(1)) {
                     jobs[j].result = runJob(jobs[j], levels, options->maxSeconds);
+                    if (MemoryReserve::exhausted()) {
+                        // The run may have finished on the reserve, but its result is not trusted.
+                        jobs[j].result.clear();
+                        throw std::bad_alloc();
+                    }
                     done.fetch_add(1);
                 }
+                return;
+            } catch (const std::bad_alloc &) {
+                outOfMemory.store(true);
+            } catch (const std::exception &e) {
+                failed.store(true);
+                try {
+                    const std::lock_guard<std::mutex> lock(failureMutex);
+                    failure = e.what();
+                } catch (...) {
+                }
             } catch (...) {
-                // Out of memory, say: stop handing out runs and report it after the join.
-                const std::lock_guard<std::mutex> lock(failureMutex);
-                failure = std::current_exception();
-                next.store(jobs.size());
-                done.store(jobs.size());
+                failed.store(true);
             }
+            next.store(jobs.size());
+            done.store(jobs.size());
         };
         std::vector<std::thread> threads;
+        // Whatever ends this block (memory running out while threads start, a failed progress line),
+        // the workers are stopped and joined first: a thread left joinable would abort the tool.
+        const WorkerJoin join{threads, next, jobs.size()};
         threads.reserve(workers);
         for (unsigned w = 0; w < workers; ++w) {
             try {
                 threads.emplace_back(work);
             } catch (const std::system_error &e) {
-                next.store(jobs.size());
-                for (std::thread &thread : threads) {
-                    thread.join();
-                }
                 throw CommandFailure(kUsageError, fmt::format("cannot start worker thread {} of {}: {}",
                                                               w + 1, workers, e.code().message()));
             }
@@ -340,20 +497,52 @@ void registerBatchCommand(CLI::App &app) {
             fmt::print(stderr, "\rbatch: {}/{} runs", done.load(), jobs.size());
             std::this_thread::sleep_for(std::chrono::milliseconds(200));
         }
-        for (std::thread &thread : threads) {
-            thread.join();
-        }
-        if (failure) {
-            std::rethrow_exception(failure);
-        }
+        join.all();
         if (showProgress) {
-            fmt::print(stderr, "\rbatch: {}/{} runs\n", jobs.size(), jobs.size());
+            fmt::print(stderr, "\rbatch: {}/{} runs\n", done.load(), jobs.size());
         }
+        // The results of every finished run are written, also when the batch was cut short.
+        std::size_t finished = 0;
+        std::size_t lineErrors = 0;
+        std::vector<std::size_t> failedLines;
         writeFileAtomically(options->output, [&](std::FILE *out) {
             for (const Job &job : jobs) {
-                fmt::print(out, "{}\n", job.result);
+                if (!job.result.empty()) {
+                    fmt::print(out, "{}\n", job.result);
+                    ++finished;
+                    if (job.failed) {
+                        ++lineErrors;
+                        if (failedLines.empty() || failedLines.back() != job.line) {
+                            failedLines.push_back(job.line);
+                        }
+                    }
+                }
             }
         });
+        if (outOfMemory.load()) {
+            throw CommandFailure(kUsageError, fmt::format("out of memory after {} of {} runs; the results of "
+                                                          "the {} finished are in '{}'",
+                                                          finished, jobs.size(), finished, options->output));
+        }
+        if (failed.load()) {
+            throw CommandFailure(
+                kInternalError,
+                fmt::format("a worker failed after {} of {} runs ({}); the results of the {} "
+                            "finished are in '{}'",
+                            finished, jobs.size(), failure.empty() ? "unknown error" : failure, finished,
+                            options->output));
+        }
+        if (lineErrors > 0) {
+            std::string lines;
+            for (std::size_t i = 0; i < failedLines.size() && i < 10; ++i) {
+                lines += fmt::format("{}{}", i == 0 ? "" : ", ", failedLines[i]);
+            }
+            throw CommandFailure(
+                kInputsInvalid, fmt::format("{} of {} results are errors (line{} {}{}); each is in '{}' with "
+                                            "its line number",
+                                            lineErrors, finished, failedLines.size() == 1 ? "" : "s", lines,
+                                            failedLines.size() > 10 ? ", ..." : "", options->output));
+        }
     });
 }
 

@@ -20,5 +20,9 @@ void registerValidateCommand(CLI::App &app);
 void registerInputsCommand(CLI::App &app);
 // "init": a complete scenario to start from.
 void registerInitCommand(CLI::App &app);
+// "footprint": the regions above levels as GeoJSON or KML polygons.
+void registerFootprintCommand(CLI::App &app);
+// "weather": how often each level is exceeded around the site over a weather rose.
+void registerWeatherCommand(CLI::App &app);
 
 } // namespace ostreljet::cli

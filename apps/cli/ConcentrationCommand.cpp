@@ -1,8 +1,7 @@
 #include "Commands.hpp"
 #include "Support.hpp"
 
-#include "ostreljet/jet/RunField.hpp"
-
+#include "ostreljet/farfield/WholePlume.hpp"
 #include "ostreljet/io/ConcentrationConverter.hpp"
 #include "ostreljet/io/Scenario.hpp"
 #include "report/SummaryText.hpp"
@@ -61,6 +60,7 @@ void printTable(const RunSummary &summary, ConcentrationUnit unit, const std::ve
     fmt::print("{:>{}}{:>{}}{:>{}}{:>{}}\n", "x [m]", kWidth, "y [m]", kWidth, "z [m]", kWidth, heading,
                std::max<std::size_t>(kWidth, heading.size() + 2));
     for (const PointValue &point : values) {
+        // Beyond the jet's end short of the far field, and beyond the far field's end, nothing is computed.
         const std::string value = std::isnan(point.concentration)
                                       ? std::string("not computed")
                                       : fmt::format("{:.6g}", point.concentration);
@@ -112,7 +112,7 @@ void registerConcentrationCommand(CLI::App &app) {
         if (!summary.succeeded()) {
             values.clear();
         }
-        const RunField field(model, summary.status);
+        const WholePlume field(model, scenario.farFieldOptions(), summary.status);
         const ConcentrationConverter converter = ConcentrationConverter::forModel(model);
         for (PointValue &point : values) {
             point.concentration = converter.fromModel(field.concentration(point.x, point.y, point.z), unit,

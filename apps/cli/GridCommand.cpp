@@ -1,8 +1,9 @@
 #include "Commands.hpp"
 #include "Support.hpp"
-#include "ostreljet/jet/RunField.hpp"
 
+#include "ostreljet/farfield/WholePlume.hpp"
 #include "ostreljet/io/ConcentrationConverter.hpp"
+#include "ostreljet/io/FreeSpace.hpp"
 #include "ostreljet/io/InputSanity.hpp"
 #include "ostreljet/io/Scenario.hpp"
 #include "report/SummaryText.hpp"
@@ -17,6 +18,7 @@
 #include <cstdio>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -150,6 +152,41 @@ void writeGridCsv(std::FILE *out, const GridSpec &grid, const std::vector<double
     flush();
 }
 
+// Refuses, before the grid is computed, a CSV that cannot fit in the free space of the target's file
+// system: the least it can take is every coordinate as written and one digit per value.
+void checkGridFitsOnDisk(const GridSpec &grid, const std::string &path, ConcentrationUnit unit) {
+    const std::optional<std::uint64_t> available = io::FreeSpace::availableFor(path);
+    if (!available) {
+        return;
+    }
+    const auto [nx, ny, nz] = grid.count;
+    auto textBytes = [](double from, double to, std::int32_t n, bool inclusive) {
+        constexpr std::int32_t kFormatted = 100000; // longer axes count the least: a digit and a comma
+        if (n > kFormatted) {
+            return 2.0 * n;
+        }
+        std::uint64_t bytes = 0;
+        for (std::int32_t i = 0; i < n; ++i) {
+            bytes += fmt::formatted_size("{:.17g},",
+                                         ConcentrationField::gridCoordinate(from, to, i, n, inclusive));
+        }
+        return static_cast<double>(bytes);
+    };
+    const double points = static_cast<double>(nx) * ny * nz;
+    const double least =
+        static_cast<double>(fmt::formatted_size("x,y,z,concentration [{}]\n", concentrationUnitLabel(unit))) +
+        textBytes(grid.from[0], grid.to[0], nx, true) * ny * nz +
+        textBytes(grid.from[1], grid.to[1], ny, false) * nx * nz +
+        textBytes(grid.from[2], grid.to[2], nz, false) * nx * ny + 2.0 * points;
+    if (least > static_cast<double>(*available)) {
+        throw CommandFailure(
+            kUsageError,
+            fmt::format("--csv: the grid's {} x {} x {} points take at least {} and '{}' has "
+                        "{} free on its file system",
+                        nx, ny, nz, formatBytes(least), path, formatBytes(static_cast<double>(*available))));
+    }
+}
+
 } // namespace
 
 void registerGridCommand(CLI::App &app) {
@@ -194,6 +231,7 @@ void registerGridCommand(CLI::App &app) {
         grid.points = ConcentrationField::gridPointCount(grid.count[0], grid.count[1], grid.count[2]);
         checkOutputPath(options->csv);
         checkNotInput("--csv", options->csv, options->scenario);
+        checkGridFitsOnDisk(grid, options->csv, unit);
         const Scenario scenario = loadScenario(options->scenario);
 
         JetModel model;
@@ -206,7 +244,7 @@ void registerGridCommand(CLI::App &app) {
         if (grid.points > kProgressBarPoints && ::isatty(STDERR_FILENO) == 1) {
             progress = ProgressBar();
         }
-        const RunField field(model, summary.status);
+        const WholePlume field(model, scenario.farFieldOptions(), summary.status);
         field.grid(values.data(), grid.from[0], grid.from[1], grid.from[2], grid.to[0], grid.to[1],
                    grid.to[2], grid.count[0], grid.count[1], grid.count[2], 0, progress);
         if (unit != ConcentrationConverter::modelUnit && grid.points > 0) {

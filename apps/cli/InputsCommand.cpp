@@ -1,5 +1,6 @@
 #include "Commands.hpp"
 
+#include "ostreljet/farfield/FarFieldInputs.hpp"
 #include "ostreljet/io/InputSchema.hpp"
 
 #include <fmt/core.h>
@@ -67,6 +68,33 @@ nlohmann::ordered_json inputJson(const InputSchema::Input &input) {
     return entry;
 }
 
+// A far-field input: an input of the engineering fronts, not of the component, marked "scenario".
+nlohmann::ordered_json farFieldJson(const FarFieldInputs::Input &input) {
+    nlohmann::ordered_json entry;
+    entry["name"] = input.name;
+    entry["type"] = input.labels.empty() ? "double" : "label";
+    entry["unit"] = input.unit;
+    entry["meaning"] = input.meaning;
+    if (input.labels.empty()) {
+        entry["default"] = input.defaultValue;
+        entry["range"] = {{"lower", input.lower},
+                          {"lowerInclusive", false},
+                          {"upper", input.upper},
+                          {"upperInclusive", true}};
+    } else {
+        entry["default"] = input.labels[static_cast<std::size_t>(input.defaultValue)];
+        entry["range"] = nullptr;
+        entry["labels"] = input.labels;
+    }
+    entry["scope"] = "scenario";
+    return entry;
+}
+
+std::string farFieldDefault(const FarFieldInputs::Input &input) {
+    return input.labels.empty() ? fmt::format("{}", input.defaultValue)
+                                : std::string(input.labels[static_cast<std::size_t>(input.defaultValue)]);
+}
+
 } // namespace
 
 void registerInputsCommand(CLI::App &app) {
@@ -84,6 +112,9 @@ void registerInputsCommand(CLI::App &app) {
             for (const InputSchema::Input &input : InputSchema::inputs()) {
                 list.push_back(inputJson(input));
             }
+            for (const FarFieldInputs::Input &input : FarFieldInputs::inputs()) {
+                list.push_back(farFieldJson(input));
+            }
             fmt::print("{}\n", list.dump(2));
             return;
         }
@@ -91,6 +122,10 @@ void registerInputsCommand(CLI::App &app) {
         for (const InputSchema::Input &input : InputSchema::inputs()) {
             fmt::print("{:<28}{:<10}{:>10}  {:<22}{}\n", input.name, input.unit, defaultText(input),
                        rangeText(input), input.meaning);
+        }
+        for (const FarFieldInputs::Input &input : FarFieldInputs::inputs()) {
+            fmt::print("{:<28}{:<10}{:>10}  {:<22}{}\n", input.name, input.unit, farFieldDefault(input),
+                       FarFieldInputs::accepted(input), input.meaning);
         }
     });
 }

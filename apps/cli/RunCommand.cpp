@@ -1,4 +1,5 @@
 #include "Commands.hpp"
+#include "FarFieldOutput.hpp"
 #include "Support.hpp"
 
 #include "ostreljet/Version.hpp"
@@ -51,9 +52,10 @@ std::vector<std::vector<double>> allSeries(const JetModel &model, ConcentrationU
 }
 
 void printJson(const JetModel &model, const RunSummary &summary, const std::vector<Level> &levels,
-               ConcentrationUnit unit) {
+               ConcentrationUnit unit, const nlohmann::ordered_json &farField) {
     std::string out = fmt::format("{{\"version\": {}, {}", jsonString(OSTRELJET_VERSION_STRING),
                                   jsonSummaryMembers(model, summary, levels, unit));
+    out += ", \"farField\": " + farField.dump();
     out += ", \"steps\": {";
     std::vector<std::vector<double>> columns = allSeries(model, unit);
     if (!summary.succeeded()) {
@@ -78,9 +80,12 @@ void printJson(const JetModel &model, const RunSummary &summary, const std::vect
 
 // The summary block: a heading, then one "label: value" line per answer, the labels aligned.
 void printSummary(const JetModel &model, const RunSummary &summary, const report::SummaryRequest &request,
-                  const std::string &title) {
+                  const std::string &title, const FarField &farField) {
     fmt::print("{}\n", title);
-    const std::vector<report::SummaryLine> lines = report::summaryLines(model, summary, request);
+    std::vector<report::SummaryLine> lines = report::summaryLines(model, summary, request);
+    for (report::SummaryLine &line : farFieldLines(model, farField, request)) {
+        lines.push_back(std::move(line));
+    }
     std::size_t width = 0;
     for (const report::SummaryLine &line : lines) {
         width = std::max(width, line.label.size());
@@ -163,7 +168,7 @@ void registerRunCommand(CLI::App &app) {
     CLI::Option *json =
         command->add_flag("--json", options->json,
                           "print one JSON object {version, ok, status, unit, summary, messages, "
-                          "steps} with 17 significant digits (null for what does not exist)");
+                          "farField, steps} with 17 significant digits (null for what does not exist)");
     command
         ->add_option("--csv", options->csv,
                      "write the output steps to FILE as CSV with a header row instead of printing")
@@ -206,19 +211,28 @@ void registerRunCommand(CLI::App &app) {
             levels.clear(); // the default of a stopping concentration that validation refuses
         }
         const RunSummary summary = runScenario(model, scenario, modelLevels);
+        // The far field only from a run with results.
+        const FarField farField =
+            summary.succeeded() ? FarField(model, farFieldOptionsFor(scenario.farFieldOptions(), modelLevels))
+                                : FarField();
+        const report::SummaryRequest request{levels, modelLevels, unit};
         if (!options->csv.empty() && summary.succeeded()) {
             writeCsv(model, options->csv, unit);
         }
         if (options->json) {
-            printJson(model, summary, levels, unit);
+            printJson(model, summary, levels, unit, farFieldJson(model, farField, request));
         } else if (!options->quiet && options->csv.empty() &&
                    (summary.succeeded() || summary.status == RunStatus::failed)) {
             const std::string gas = scenario.gas().empty() ? "" : fmt::format(" ({})", scenario.gas());
-            printSummary(model, summary, {levels, modelLevels, unit},
+            printSummary(model, summary, request,
                          fmt::format("Summary of {}{}, concentrations in {}:",
                                      std::filesystem::path(options->scenario).filename().string(), gas,
-                                     concentrationUnitLabel(unit)));
+                                     concentrationUnitLabel(unit)),
+                         farField);
             printMessages(summary);
+            for (const std::string &warning : farField.warnings()) {
+                fmt::print("  warning: {}\n", warning);
+            }
             if (options->steps && summary.succeeded()) {
                 printSteps(model, unit);
             }

@@ -1,7 +1,9 @@
 #include "Support.hpp"
 
 #include "ostreljet/io/InputRefusal.hpp"
+#include "ostreljet/io/NumberText.hpp"
 #include "ostreljet/io/SafeFile.hpp"
+#include "ostreljet/io/SameFile.hpp"
 #include "ostreljet/jet/EngineeringRun.hpp"
 #include "report/SummaryText.hpp"
 
@@ -22,16 +24,15 @@
 namespace ostreljet::cli {
 
 std::optional<double> parseNumber(std::string_view text) {
-    if (!text.empty() && text.front() == '+') {
-        text.remove_prefix(1);
+    return io::NumberText::parse(text);
+}
+
+double readNumber(const std::string &option, std::string_view text) {
+    try {
+        return io::NumberText::read(option, text);
+    } catch (const io::NumberError &e) {
+        throw CommandFailure(kUsageError, e.what());
     }
-    double value = 0.0;
-    const char *end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, value);
-    if (text.empty() || error != std::errc() || stop != end) {
-        return std::nullopt;
-    }
-    return value;
 }
 
 std::vector<std::string> splitAtCommas(const std::string &text) {
@@ -50,16 +51,15 @@ std::vector<std::string> splitAtCommas(const std::string &text) {
 std::vector<double> parseTriple(const std::string &option, const std::string &text) {
     std::vector<double> values;
     for (const std::string &piece : splitAtCommas(text)) {
-        const std::optional<double> value = parseNumber(piece);
-        if (!value) {
-            throw CommandFailure(kUsageError,
-                                 fmt::format("{}: '{}' is not a number in '{}'", option, piece, text));
+        io::NumberText::Reading reading = io::NumberText::readPrefix(piece);
+        if (reading.problem == io::NumberText::Problem::none && reading.length != piece.size()) {
+            reading.problem = io::NumberText::Problem::notANumber;
         }
-        if (!std::isfinite(*value)) {
-            throw CommandFailure(kUsageError,
-                                 fmt::format("{}: '{}' is not a finite number in '{}'", option, piece, text));
+        if (reading.problem != io::NumberText::Problem::none) {
+            throw CommandFailure(kUsageError, fmt::format("{}: '{}' {} in '{}'", option, piece,
+                                                          io::NumberText::reason(reading.problem), text));
         }
-        values.push_back(*value);
+        values.push_back(reading.value);
     }
     if (values.size() != 3) {
         throw CommandFailure(kUsageError,
@@ -98,9 +98,44 @@ std::array<std::int32_t, 3> parseCountTriple(const std::string &option, const st
 const CLI::Validator &numberValidator() {
     static const CLI::Validator validator(
         [](std::string &text) -> std::string {
-            return parseNumber(text) ? std::string() : fmt::format("'{}' is not a number", text);
+            io::NumberText::Reading reading = io::NumberText::readPrefix(text);
+            if (reading.problem == io::NumberText::Problem::none && reading.length != text.size()) {
+                reading.problem = io::NumberText::Problem::notANumber;
+            }
+            return reading.problem == io::NumberText::Problem::none
+                       ? std::string()
+                       : fmt::format("'{}' {}", text, io::NumberText::reason(reading.problem));
         },
         "", "NUMBER");
+    return validator;
+}
+
+const CLI::Validator &positiveNumberValidator() {
+    static const CLI::Validator validator(
+        [](std::string &text) -> std::string {
+            std::string problem = numberValidator()(text);
+            if (problem.empty() && !(*parseNumber(text) > 0.0)) {
+                problem = fmt::format("'{}' is not greater than 0", text);
+            }
+            return problem;
+        },
+        "", "NUMBER");
+    return validator;
+}
+
+const CLI::Validator &positiveCountValidator() {
+    static const CLI::Validator validator(
+        [](std::string &text) -> std::string {
+            const bool digits = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
+            if (!digits || text.find_first_not_of('0') == std::string::npos) {
+                return fmt::format("'{}' is not a whole number of 1 or more", text);
+            }
+            if (text.size() > 18) {
+                return fmt::format("'{}' is more than 10^18", text);
+            }
+            return {};
+        },
+        "", "N");
     return validator;
 }
 
@@ -114,6 +149,7 @@ std::string jsonString(std::string_view text) {
 }
 
 Scenario loadScenario(const std::string &path) {
+    io::SameFile::noteInput(path);
     try {
         return Scenario::fromFile(path);
     } catch (const ScenarioError &e) {
@@ -216,15 +252,34 @@ void checkOutputPath(const std::string &path) {
     }
 }
 
+namespace {
+
+bool replaceReadOnlyFiles = false;
+
+} // namespace
+
+void setReplaceReadOnly(bool replace) {
+    replaceReadOnlyFiles = replace;
+}
+
 void writeFileAtomically(const std::string &path, const std::function<void(std::FILE *)> &writer) {
     checkOutputPath(path);
+    // Whatever command writes, it never overwrites a file it reads.
+    if (const std::optional<std::string> input = io::SameFile::inputAt(path)) {
+        throw CommandFailure(kUsageError, fmt::format("cannot write '{}': it is the file '{}' being read; "
+                                                      "choose another file",
+                                                      path, *input));
+    }
     // What the command printed so far comes first when the file is the tool's own standard output.
     std::fflush(stdout);
     const TemporaryFileGuard guard;
     try {
-        io::SafeFile::write(path, writer);
+        io::SafeFile::write(path, writer, io::SafeFile::Options{replaceReadOnlyFiles});
     } catch (const io::FileWriteError &e) {
-        throw CommandFailure(kUsageError, e.what());
+        const std::string text = e.what();
+        throw CommandFailure(kUsageError, text.ends_with("it is read-only")
+                                              ? text + " (--force replaces it, keeping its mode)"
+                                              : text);
     }
 }
 
@@ -353,8 +408,10 @@ nlohmann::ordered_json jsonSummary(const JetModel &model, const RunSummary &summ
         level["farthestDownwindExtent"] = jsonOptional(answer.farthestDownwindExtent);
         level["greatestHalfWidth"] = jsonOptional(answer.greatestHalfWidth);
         level["exceededAtEndOfRun"] = answer.exceededAtEndOfRun;
+        level["regionComputed"] = answer.regionComputed;
         answers.push_back(level);
     }
+    figures["groundMaximumComputed"] = summary.groundMaximumComputed;
     figures["levels"] = answers;
     out["summary"] = figures;
     nlohmann::ordered_json messages = nlohmann::ordered_json::array();
@@ -405,14 +462,13 @@ std::string concentrationText(double value) {
     return std::isnan(value) ? std::string("not computed") : report::figure(value);
 }
 
-void checkNotInput(const std::string &option, const std::string &output, const std::string &input) {
-    struct stat outputStatus {};
-    struct stat inputStatus {};
-    if (::stat(output.c_str(), &outputStatus) == 0 && ::stat(input.c_str(), &inputStatus) == 0 &&
-        outputStatus.st_dev == inputStatus.st_dev && outputStatus.st_ino == inputStatus.st_ino) {
-        throw CommandFailure(
-            kUsageError, fmt::format("{}: '{}' is the scenario file being read ('{}'); choose another file",
-                                     option, output, input));
+void checkNotInput(const std::string &option, const std::string &output, const std::string &input,
+                   std::string_view what) {
+    io::SameFile::noteInput(input);
+    if (io::SameFile::same(output, input)) {
+        throw CommandFailure(kUsageError,
+                             fmt::format("{}: '{}' is the {} being read ('{}'); choose another file", option,
+                                         output, what, input));
     }
 }
 

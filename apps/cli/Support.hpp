@@ -43,8 +43,10 @@ private:
     int status_;
 };
 
-// The whole text must be a decimal number; a leading '+' is allowed, "inf" and "nan" are numbers too.
+// The whole text must be a finite decimal number (io::NumberText); nothing otherwise.
 std::optional<double> parseNumber(std::string_view text);
+// The same, ending the command with status 2 naming the option when the text is not one.
+double readNumber(const std::string &option, std::string_view text);
 // The pieces of a comma-separated list; an empty text is one empty piece.
 std::vector<std::string> splitAtCommas(const std::string &text);
 // "X,Y,Z" as three finite numbers; the option's name goes into the error.
@@ -53,8 +55,12 @@ std::vector<double> parseTriple(const std::string &option, const std::string &te
 // "NX,NY,NZ" as three whole numbers from 0 to 2147483647; the option's name goes into the error.
 std::array<std::int32_t, 3> parseCountTriple(const std::string &option, const std::string &text);
 
-// A validator that accepts only numbers, naming the value it refuses.
+// A validator that accepts only finite decimal numbers, naming the value it refuses.
 const CLI::Validator &numberValidator();
+// The same for numbers greater than 0.
+const CLI::Validator &positiveNumberValidator();
+// A validator for whole numbers from 1 to 10^18, in decimal digits only.
+const CLI::Validator &positiveCountValidator();
 
 // A number with 17 significant digits; JSON has no literal for infinities or NaN, so they become null.
 std::string jsonNumber(double value);
@@ -104,9 +110,10 @@ void endUnlessOk(const RunSummary &summary);
 // A concentration as text: its figure, or "not computed" for NaN.
 std::string concentrationText(double value);
 
-// Refuses, with status 2, an output path that is the scenario file being read (the same file, by any
-// path or link).
-void checkNotInput(const std::string &option, const std::string &output, const std::string &input);
+// Refuses, with status 2, an output path that is the scenario file (or `what`) being read (the same
+// file, by any path or link); every file written is checked against every input noted so.
+void checkNotInput(const std::string &option, const std::string &output, const std::string &input,
+                   std::string_view what = "scenario file");
 
 // Refuses, with status 2, a path whose folder does not exist or that names a directory.
 void checkOutputPath(const std::string &path);
@@ -115,6 +122,8 @@ void checkOutputPath(const std::string &path);
 // place), so that an interrupted or failed write never leaves half a file or a temporary file. The
 // writer fills the open stream; a failure ends the command with status 2 and the system's reason.
 void writeFileAtomically(const std::string &path, const std::function<void(std::FILE *)> &writer);
+// Whether writeFileAtomically replaces a read-only file (--force) rather than refusing it.
+void setReplaceReadOnly(bool replace);
 
 // Memory the system can still hand out (bytes): MemAvailable from /proc/meminfo, or else the physical
 // memory.

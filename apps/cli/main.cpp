@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <new>
@@ -43,6 +44,13 @@ int runTool(int argc, char **argv) {
     app.require_subcommand(1);
     app.set_version_flag("--version", std::string("ostreljet ") + OSTRELJET_VERSION_STRING,
                          "print the version and exit");
+    app.add_flag_callback(
+        "--force", [] { ostreljet::cli::setReplaceReadOnly(true); },
+        "replace a read-only output file rather than refuse it (given anywhere on the line)");
+    app.fallthrough();
+    // A file-size limit (ulimit -f) makes the write fail with EFBIG, an ordinary write error, rather
+    // than end the tool with a half-written temporary file.
+    std::signal(SIGXFSZ, SIG_IGN);
     // The model's once-only notices stay in its message list, which every command shows once; the echo
     // on standard output belongs to the component.
     ostreljet::cli::echoModelMessagesTo(nullptr);
@@ -59,6 +67,8 @@ int runTool(int argc, char **argv) {
     ostreljet::cli::registerValidateCommand(app);
     ostreljet::cli::registerInputsCommand(app);
     ostreljet::cli::registerInitCommand(app);
+    ostreljet::cli::registerFootprintCommand(app);
+    ostreljet::cli::registerWeatherCommand(app);
 
     try {
         app.parse(argc, argv);

@@ -25,7 +25,13 @@
  * m3 of mixture at the point's temperature and the ambient pressure); NULL or "" is "vol".
  *
  * Quiet by default: the model's once-only notices are kept in its messages and are not printed, unless
- * ostreljet_set_echo(1) turns their echo to standard output on. */
+ * ostreljet_set_echo(1) turns their echo to standard output on.
+ *
+ * Threads: separate models may be used on separate threads at the same time. One model must be used by
+ * one thread at a time (a host that shares it holds its own lock around each call); the only call that
+ * may be made on a model while another thread is inside a call on it is ostreljet_cancel. Texts that a
+ * function returns (a message, the gas's name) stay valid until the next call on the same model. The
+ * functions that take no model (the schema, the gas table, the version) may be called from any thread. */
 #ifndef OSTRELJET_OSTRELJET_H
 #define OSTRELJET_OSTRELJET_H
 
@@ -87,9 +93,9 @@ OSTRELJET_API int ostreljet_get(const ostreljet_model *m, const char *property, 
  * (stackHeight <= 0) and points downward (releaseAngle < 0): ostreljet_last_error() says so and the
  * model keeps the results of its previous run. */
 OSTRELJET_API int ostreljet_run(ostreljet_model *m);
-/* Asks the run in progress on m to end soon; safe to call from any thread while ostreljet_run runs on
- * another. The run then ends with the message "The run was cancelled at ... m." (number 91). 0; -2 on a
- * null model. A run that starts later is not affected. */
+/* Asks the run or summary in progress on m to end soon; safe to call from any thread while ostreljet_run
+ * or ostreljet_summarize runs on another. The run then ends with the message "The run was cancelled at
+ * ... m." (number 91). 0; -2 on a null model. A run or summary that starts later is not affected. */
 OSTRELJET_API int ostreljet_cancel(ostreljet_model *m);
 /* Bounds the work of every later run of m to this many evaluations of the centreline residual (0: no
  * bound). A new model has a bound far above what any ordinary run needs; a run that spends it ends with the
@@ -175,10 +181,20 @@ OSTRELJET_API const char *ostreljet_gas_name(int index);
  *     where the centreline concentration first falls below the level), farthestDownwindExtent and
  *     greatestHalfWidth (m, of the region at or above the level in the exact field),
  *     exceededAtEndOfRun (1 when the centreline is still at or above the level where the run ends, else
- *     0). */
+ *     0), regionComputed (0 when the searches stopped before this level's region: its two figures are
+ *     then NaN because they were not computed, not because they do not exist).
+ *   groundMaximumComputed (run figure): 0 when the searches stopped before the ground maximum.
+ * The searches spend what is left of the run's budget (ostreljet_set_budget) and stop on
+ * ostreljet_cancel; a summary cut short so has a last message of its own (number 90 or 91), readable
+ * with the summary's figures but not among the run's messages. At most 64 levels; more are refused
+ * (-2). Before any run the levels are converted and every figure is NaN; with no levels given and no
+ * default (no flammable gas, stoppingConcentration 0) the summary is refused (-2) saying so. */
 OSTRELJET_API int ostreljet_summarize(ostreljet_model *m, const char *levels, const char *unit);
 /* The summary's unit word ("vol", "ppm", ...); NULL without a summary. */
 OSTRELJET_API const char *ostreljet_summary_unit(const ostreljet_model *m);
+/* The message of a summary that its budget or a cancel cut short ("The summary was ended: ..."); NULL
+ * when the summary is complete or there is none. */
+OSTRELJET_API const char *ostreljet_summary_cut_message(const ostreljet_model *m);
 /* The run figures' names, by index from 0 (NULL out of range), and the unit of one ("m", or the
  * summary's unit word for a concentration; NULL for an unknown name). */
 OSTRELJET_API int ostreljet_summary_figure_count(void);
@@ -251,10 +267,53 @@ OSTRELJET_API long long ostreljet_concentration_grid_unit(const ostreljet_model 
                                                           int ny, int nz, double *out, long long capacity,
                                                           const char *unit);
 
+/* Maps and weather. The footprint of each level ("LFL,1%", numbers in `unit`) at height z (m) of the last
+ * run, as GeoJSON text: a FeatureCollection with one feature per level, the polygons where the field is at
+ * or above it, wherever the field reaches. With origin_latitude and origin_longitude (degrees, WGS84; both
+ * NaN for none) the coordinates are longitude and latitude, else metres east and north. Returns the
+ * text's length in bytes; the text and its NUL are copied when capacity exceeds the length (call with
+ * out NULL for the length); -1 with ostreljet_last_error() on a bad level, unit, height or origin. */
+OSTRELJET_API long long ostreljet_footprint_geojson(const ostreljet_model *m, const char *levels,
+                                                    const char *unit, double z, double origin_latitude,
+                                                    double origin_longitude, char *out, long long capacity);
+/* The concentration (volume fraction) on a horizontal plane: nx by ny points from (x0, y0) to (x1, y1)
+ * inclusive at height z, x outer, on every core. Returns nx*ny, or -1 as for the grid. */
+OSTRELJET_API long long ostreljet_plane(const ostreljet_model *m, double x0, double y0, double x1, double y1,
+                                        int nx, int ny, double z, double *out, long long capacity);
+/* Levels ("LFL,1%") in the model's unit (volume fraction) for the model's gas; the count, or -1. */
+OSTRELJET_API int ostreljet_levels_in_model_unit(const ostreljet_model *m, const char *levels,
+                                                 const char *unit, double *out, int capacity);
+/* Reads a weather rose file: six numbers per case (windFrom in degrees, windSpeed in m/s, class 0..5,
+ * frequency normalised to sum to 1, atmosphereTemperature in K or NaN, row). Returns the count of cases
+ * (with cases NULL, only the count), or -1 naming the row and column at fault. */
+OSTRELJET_API int ostreljet_weather_rose(const char *path, double *cases, int capacity);
+/* Writes one weather case into the model's inputs before a run: the wind's direction of origin (degrees),
+ * speed (m/s), class 0..5 and air temperature (K, NaN to keep); a release that is not vertical keeps its
+ * bearing relative to the wind. */
+OSTRELJET_API int ostreljet_apply_weather(ostreljet_model *m, double wind_from, double wind_speed,
+                                          int stability, double temperature);
+
 /* Reads a scenario file (a JSON object of input properties) into the model: OSTRELJET_OK;
  * OSTRELJET_INVALID_ARGUMENT when the file is missing or invalid (ostreljet_last_error() names the key,
  * value, line or column). */
 OSTRELJET_API int ostreljet_load_scenario(ostreljet_model *m, const char *path);
+
+/* The far field past the jet (after a run; its inputs farFieldDispersion 0 rural / 1 urban, averagingTime in
+ * s and farFieldDistance in m are set with ostreljet_set or read from a scenario). A far-field series by
+ * name: "downwindDistance" (m from the stack), "height" (m), "sigmaY", "sigmaZ" (m),
+ * "centrelineConcentration", "groundLevelConcentration" (volume fraction), "regime" (0 dense, 1 passive).
+ * Returns the number of points, writing them only when capacity is enough; 0 without a far field;
+ * OSTRELJET_UNKNOWN_NAME for another name. The concentration queries above answer past the hand-off plane
+ * from the far field, and NaN beyond its end, where nothing is computed. */
+OSTRELJET_API int ostreljet_far_field_series(const ostreljet_model *m, const char *series, double *out,
+                                             int capacity);
+/* "handOffDistance", "handOffHeight" (m), "continuityRatio" (far field over jet at the hand-off),
+ * "passiveFrom" and "endDistance" (m downwind); NaN without a far field or for another name (then with an
+ * error). */
+OSTRELJET_API double ostreljet_far_field_figure(const ostreljet_model *m, const char *name);
+/* Why the jet handed over: "passive transition", "touchdown", "dense touchdown", "end of the jet", or
+ * "not computed". */
+OSTRELJET_API const char *ostreljet_far_field_hand_off(const ostreljet_model *m);
 
 /* What the last failing call on this thread reported; "" when none has failed. */
 OSTRELJET_API const char *ostreljet_last_error(void);

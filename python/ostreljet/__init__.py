@@ -38,6 +38,7 @@ from ._model import (
     set_echo,
 )
 from ._sweep import cases, sweep
+from ._maps import WeatherStudy, footprint, read_weather_rose, weather_sweep
 
 
 def _numpy_wanted():
@@ -95,4 +96,8 @@ __all__ = [
     "library_path",
     "use_numpy",
     "version",
+    "WeatherStudy",
+    "footprint",
+    "read_weather_rose",
+    "weather_sweep",
 ]

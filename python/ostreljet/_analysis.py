@@ -142,10 +142,14 @@ def read_summary(model, handle, count):
         level = {"text": _text(lib.ostreljet_summary_level_text(handle, index))}
         for name in level_names:
             value = _absent(lib.ostreljet_summary_level_figure(handle, index, name.encode("ascii")))
-            level[name] = bool(value) if name == "exceededAtEndOfRun" else value
+            level[name] = bool(value) if name in ("exceededAtEndOfRun", "regionComputed") else value
         levels.append(level)
     ending = _text(lib.ostreljet_ending_name(lib.ostreljet_ending(handle)))
     messages = list(zip(model.message_severities, model.messages))
+    cut = lib.ostreljet_summary_cut_message(handle)
+    if cut is not None:
+        # The summary's own last message: its searches stopped early, the answers left are not computed.
+        messages.append(("error", _text(cut)))
     return Summary(
         model.status,
         ending,

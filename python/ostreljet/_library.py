@@ -109,6 +109,9 @@ _PROTOTYPES = {
         + [_c_double_p, ctypes.c_longlong],
     ),
     "ostreljet_load_scenario": (ctypes.c_int, [ctypes.c_void_p, ctypes.c_char_p]),
+    "ostreljet_far_field_series": (ctypes.c_int, [ctypes.c_void_p, ctypes.c_char_p, _c_double_p, ctypes.c_int]),
+    "ostreljet_far_field_figure": (ctypes.c_double, [ctypes.c_void_p, ctypes.c_char_p]),
+    "ostreljet_far_field_hand_off": (ctypes.c_char_p, [ctypes.c_void_p]),
     "ostreljet_last_error": (ctypes.c_char_p, []),
     "ostreljet_property_count": (ctypes.c_int, []),
     "ostreljet_property_name": (ctypes.c_char_p, [ctypes.c_int]),
@@ -138,6 +141,7 @@ _PROTOTYPES = {
     "ostreljet_severity_name": (ctypes.c_char_p, [ctypes.c_int]),
     "ostreljet_summarize": (ctypes.c_int, [ctypes.c_void_p, ctypes.c_char_p, ctypes.c_char_p]),
     "ostreljet_summary_unit": (ctypes.c_char_p, [ctypes.c_void_p]),
+    "ostreljet_summary_cut_message": (ctypes.c_char_p, [ctypes.c_void_p]),
     "ostreljet_summary_figure_count": (ctypes.c_int, []),
     "ostreljet_summary_figure_name": (ctypes.c_char_p, [ctypes.c_int]),
     "ostreljet_summary_figure_unit": (ctypes.c_char_p, [ctypes.c_void_p, ctypes.c_char_p]),
@@ -158,6 +162,29 @@ _PROTOTYPES = {
         + [ctypes.c_double] * 6
         + [ctypes.c_int] * 3
         + [_c_double_p, ctypes.c_longlong, ctypes.c_char_p],
+    ),
+    # Maps and weather studies.
+    "ostreljet_footprint_geojson": (
+        ctypes.c_longlong,
+        [ctypes.c_void_p, ctypes.c_char_p, ctypes.c_char_p]
+        + [ctypes.c_double] * 3
+        + [ctypes.c_char_p, ctypes.c_longlong],
+    ),
+    "ostreljet_plane": (
+        ctypes.c_longlong,
+        [ctypes.c_void_p]
+        + [ctypes.c_double] * 4
+        + [ctypes.c_int] * 2
+        + [ctypes.c_double, _c_double_p, ctypes.c_longlong],
+    ),
+    "ostreljet_levels_in_model_unit": (
+        ctypes.c_int,
+        [ctypes.c_void_p, ctypes.c_char_p, ctypes.c_char_p, _c_double_p, ctypes.c_int],
+    ),
+    "ostreljet_weather_rose": (ctypes.c_int, [ctypes.c_char_p, _c_double_p, ctypes.c_int]),
+    "ostreljet_apply_weather": (
+        ctypes.c_int,
+        [ctypes.c_void_p, ctypes.c_double, ctypes.c_double, ctypes.c_int, ctypes.c_double],
     ),
 }
 

@@ -273,6 +273,47 @@ class Results:
         return "<ostreljet.Results: %d steps>" % len(self)
 
 
+class FarFieldResults(Results):
+    """The far field's series, by point from the hand-off to the end, with why the jet handed over
+    (hand_off) and its figures (m, and the continuity ratio)."""
+
+    __slots__ = ("hand_off", "figures")
+
+    def __init__(self, columns, hand_off, figures):
+        super().__init__(columns)
+        object.__setattr__(self, "hand_off", hand_off)
+        object.__setattr__(self, "figures", figures)
+
+    def __iter__(self):
+        return iter(self._columns)
+
+    def __len__(self):
+        return len(self._columns["downwindDistance"])
+
+    def keys(self):
+        return list(self._columns)
+
+    def items(self):
+        return list(self._columns.items())
+
+    def to_dict(self):
+        return dict(self._columns)
+
+    def to_dataframe(self):
+        """The far field as a pandas DataFrame, one row per point; units in frame.attrs["units"]."""
+        import pandas
+
+        frame = pandas.DataFrame({name: list(values) for name, values in self._columns.items()})
+        frame.index.name = "point"
+        frame.attrs["units"] = {"downwindDistance": "m", "height": "m", "sigmaY": "m", "sigmaZ": "m",
+                                "centrelineConcentration": "volume fraction",
+                                "groundLevelConcentration": "volume fraction", "regime": "0 dense, 1 passive"}
+        return frame
+
+    def __repr__(self):
+        return "<ostreljet.FarFieldResults: %d points, hand-off %s>" % (len(self), self.hand_off)
+
+
 class Model:
     """One jet model: set its inputs as attributes, run() it, then read results, messages and concentrations.
 
@@ -413,6 +454,7 @@ class Model:
     def _set_gas(self, name):
         if name is not None and not isinstance(name, str):
             raise TypeError("gas must be the name of a gas (str) or None, not %s %r" % (type(name).__name__, name))
+        _refuse_nul("gas", name)
         with self._lock:
             status = self._lib.ostreljet_set_gas(self._live(), (name or "").encode("utf-8"))
             if status != 0:
@@ -530,20 +572,33 @@ class Model:
 
         if levels is not None and not isinstance(levels, str):
             levels = ",".join(str(level) for level in levels)
+        _refuse_nul("levels", levels)
         unit = _unit_word(unit)
         with self._lock:
             handle = self._live()
-            # A level below the stopping concentration runs the model again, stopping at half that level.
-            count = self._lib.ostreljet_summarize(
-                handle, levels.encode("utf-8") if levels else None, unit.encode("ascii")
-            )
+            encoded = levels.encode("utf-8") if levels else None
+
+            def summarize():
+                # A level below the stopping concentration runs the model again, stopping at half that level.
+                count = self._lib.ostreljet_summarize(handle, encoded, unit.encode("ascii"))
+                return count, (_library.last_error() if count < 0 else "")
+
+            # Ctrl-C cancels the summary's searches as it cancels a run.
+            count, error = self._run_interruptibly(handle, summarize)
             object.__setattr__(self, "_results", None)
             object.__setattr__(self, "_messages", None)
             if count < 0:
-                raise ValueError(_library.last_error())
+                raise ValueError(error)
             return read_summary(self, handle, count)
 
-    def _run_interruptibly(self, handle):
+    def cancel(self):
+        """Asks the run or summary under way on another thread to end soon; each ends with a message that
+        says so. Does nothing on a closed model."""
+        handle = self._handle
+        if handle:
+            self._lib.ostreljet_cancel(handle)
+
+    def _run_interruptibly(self, handle, call=None):
         # Ctrl-C reaches only the main thread, and only between bytecodes: there the run goes to a helper
         # thread while this one waits. For that wait, SIGINT's handler is one that cancels the run and
         # remembers the signal; once the run has ended the previous handler is restored and given the
@@ -551,6 +606,8 @@ class Model:
         # before this returns or raises, wherever the interrupt lands. The library's last error belongs
         # to the thread that made the call, so it is read there.
         def run():
+            if call is not None:
+                return call()
             status = self._lib.ostreljet_run(handle)
             return status, (_library.last_error() if status < 0 else "")
 
@@ -614,6 +671,56 @@ class Model:
                 object.__setattr__(self, "_results", cached)
         return cached[1]
 
+    def set_far_field(self, dispersion=None, averaging_time=None, distance=None):
+        """Sets the far field's inputs: dispersion "rural" or "urban", averaging_time (s), distance (m
+        downwind of the stack where the far field ends); None keeps a value. Returns the model."""
+        values = {"averagingTime": averaging_time, "farFieldDistance": distance}
+        if dispersion is not None:
+            if dispersion not in ("rural", "urban"):
+                raise ValueError("dispersion must be 'rural' or 'urban', not %r" % (dispersion,))
+            values["farFieldDispersion"] = 0.0 if dispersion == "rural" else 1.0
+        for name, value in values.items():
+            if value is None:
+                continue
+            number = _real(name, value)
+            with self._lock:
+                if self._lib.ostreljet_set(self._live(), name.encode("ascii"), number) != 0:
+                    raise ValueError(_library.last_error())
+        return self
+
+    FAR_FIELD_SERIES = (
+        "downwindDistance",
+        "height",
+        "sigmaY",
+        "sigmaZ",
+        "centrelineConcentration",
+        "groundLevelConcentration",
+        "regime",
+    )
+
+    @property
+    def far_field(self):
+        """The far field past the jet after a run: its series (downwind distance and height in m, sigmaY and
+        sigmaZ in m, centreline and ground-level concentrations as volume fractions, regime 0 dense and 1
+        passive; .to_dataframe() for pandas), with .hand_off (why), .figures (hand-off distance and height,
+        continuity ratio, passive start and end, m). Empty series without a far field."""
+        columns = {}
+        with self._lock:
+            handle = self._live()
+            for name in self.FAR_FIELD_SERIES:
+                count = self._lib.ostreljet_far_field_series(handle, name.encode("ascii"), None, 0)
+                values = (ctypes.c_double * max(count, 0))()
+                self._lib.ostreljet_far_field_series(
+                    handle, name.encode("ascii"), ctypes.cast(values, ctypes.POINTER(ctypes.c_double)), count
+                )
+                columns[name] = list(values)
+            hand_off = _text(self._lib.ostreljet_far_field_hand_off(handle))
+            figures = {
+                name: self._lib.ostreljet_far_field_figure(handle, name.encode("ascii"))
+                for name in ("handOffDistance", "handOffHeight", "continuityRatio", "passiveFrom", "endDistance")
+            }
+        return FarFieldResults(columns, hand_off, figures)
+
     @property
     def messages(self):
         """Messages of the last run (errors, warnings and notices), in order."""
@@ -632,9 +739,10 @@ class Model:
         """Concentration at the point (x east, y north, z up; m).
 
         unit: "vol" (volume fraction, the model's own), "mass", "%", "ppm" or "mg/m3" (at the point's
-        mixture temperature). Inside the modelled region the field's own value (a computed 0 is 0);
-        NaN where it is not computed: beyond the run's end plane, before a run and for a run without
-        results (computed() tells which points).
+        mixture temperature). Inside the modelled region the field's own value (a computed 0 is 0); past
+        the hand-off plane the far field answers. NaN where nothing is computed: beyond the run's end plane
+        short of the far field, beyond the far field's end, before a run and for a run without results
+        (computed() tells which points).
         """
         point = [_real(axis, value) for axis, value in zip("xyz", (x, y, z))]
         unit = _unit_word(unit)
@@ -743,6 +851,12 @@ def _model_with_inputs(inputs):
 
 
 UNITS = ("mass", "vol", "%", "ppm", "mg/m3")
+
+
+def _refuse_nul(what, text):
+    """C strings end at a NUL character: a text holding one would be read cut short, so it is refused."""
+    if isinstance(text, str) and "\0" in text:
+        raise ValueError("%s must not contain a NUL character: %r" % (what, text))
 
 
 def _unit_word(unit):

@@ -4,13 +4,61 @@ import concurrent.futures
 import itertools
 import os
 import sys
+import threading
 import time
 
 from ._model import INPUTS, Model
 
+# Runs a sweep may expand to unless max_runs allows more, as the command line's batch.
+MAXIMUM_RUNS = 100000
 
-def cases(base, vary):
+
+def _run_count(vary):
+    count = 1
+    for name in vary:
+        count *= len(vary[name])
+    return count
+
+
+class _Cancellation:
+    """The models of a sweep's runs under way, so that Ctrl-C can cancel them and no run starts after it."""
+
+    def __init__(self):
+        self._lock = threading.Lock()
+        self._models = set()
+        self.cancelled = False
+
+    def enter(self, model):
+        with self._lock:
+            if self.cancelled:
+                return False
+            self._models.add(model)
+            return True
+
+    def leave(self, model):
+        with self._lock:
+            self._models.discard(model)
+
+    def cancel(self):
+        with self._lock:
+            self.cancelled = True
+            for model in self._models:
+                model.cancel()
+
+
+def _check_runs(count, max_runs):
+    if isinstance(max_runs, bool) or not isinstance(max_runs, int) or max_runs < 1:
+        raise ValueError("max_runs must be a whole number of 1 or more, not %r" % (max_runs,))
+    if count > max_runs:
+        raise ValueError(
+            "the sweep expands to %d runs, beyond the limit of %d runs (raise it with max_runs)" % (count, max_runs)
+        )
+
+
+def cases(base, vary, max_runs=MAXIMUM_RUNS):
     """The inputs of every run of a sweep: base updated with each combination of vary's values.
+
+    ValueError, before anything is expanded, when the combinations number more than max_runs.
 
     The combinations are the product of vary's lists in the order of its keys, the last key varying
     fastest, as the command line's batch files list them.
@@ -27,6 +75,8 @@ def cases(base, vary):
         if isinstance(vary[name], (str, bytes)):
             raise TypeError("vary[%r] must be a list of values, not a single %s" % (name, type(vary[name]).__name__))
         values.append(list(vary[name]))
+    if max_runs is not None:
+        _check_runs(_run_count(dict(zip(names, values))), max_runs)
     combined = []
     for combination in itertools.product(*values):
         inputs = dict(base)
@@ -48,17 +98,24 @@ def _base_inputs(base):
     raise TypeError("base must be a dict of inputs, a Model or a scenario path, not %s" % type(base).__name__)
 
 
-def run_case(index, inputs, levels=None, unit="vol"):
+def run_case(index, inputs, levels=None, unit="vol", cancellation=None):
     """One run of a sweep as a row: the run's index, its inputs, status, summary figures, messages and
     error. Never raises: a release that fails becomes a row with status "error" and the error's text."""
     row = {"run": index}
     row.update(inputs)
     try:
         with Model() as model:
-            model.set(**inputs)
-            row.update(model.to_dict())
-            model.run()
-            summary = model.summary(levels=levels, unit=unit)
+            if cancellation is not None and not cancellation.enter(model):
+                row.update({"status": "error", "messages": [], "error": "cancelled before it started"})
+                return row, {}
+            try:
+                model.set(**inputs)
+                row.update(model.to_dict())
+                model.run()
+                summary = model.summary(levels=levels, unit=unit)
+            finally:
+                if cancellation is not None:
+                    cancellation.leave(model)
             row.update(summary.row())
             row["messages"] = ["%s: %s" % pair for pair in summary.messages]
             row["error"] = None
@@ -110,7 +167,8 @@ class _Progress:
             sys.stderr.flush()
 
 
-def sweep(base, vary, levels=None, unit="vol", client=None, workers=None, progress=None, frame=None):
+def sweep(base, vary, levels=None, unit="vol", client=None, workers=None, progress=None, frame=None,
+          max_runs=MAXIMUM_RUNS):
     """Runs every combination of vary's values over base and returns one row per run.
 
     base: a dict of inputs (a "gas" key too), a Model or a scenario path. vary: input name -> list of
@@ -125,8 +183,13 @@ def sweep(base, vary, levels=None, unit="vol", client=None, workers=None, progre
     error of a release that failed. The rows are in the order of the combinations and identical
     whichever way they ran. The result is a pandas DataFrame (units in frame.attrs["units"]) when
     pandas is installed and frame is not False, else a list of dicts.
+
+    max_runs: the most runs the sweep may expand to (100000 unless given, as batch); a larger sweep is
+    refused with ValueError before any run. Ctrl-C (KeyboardInterrupt) cancels the runs under way and
+    those not started, locally and on the cluster, and is raised again once they have stopped.
     """
-    combined = cases(base, vary)
+    _check_runs(1, max_runs)
+    combined = cases(base, vary, max_runs)
     arguments = [(index, inputs, levels, unit) for index, inputs in enumerate(combined)]
     results = [None] * len(arguments)
     meter = _Progress(len(arguments), progress)
@@ -137,16 +200,24 @@ def sweep(base, vary, levels=None, unit="vol", client=None, workers=None, progre
             count = os.cpu_count() or 1 if workers is None else int(workers)
             if count < 1:
                 raise ValueError("workers must be at least 1, not %r" % workers)
+            cancellation = _Cancellation()
             if count == 1:
                 for argument in arguments:
                     results[argument[0]] = run_case(*argument)
                     meter.step()
             else:
-                with concurrent.futures.ThreadPoolExecutor(max_workers=count) as pool:
-                    futures = {pool.submit(run_case, *argument): argument[0] for argument in arguments}
+                pool = concurrent.futures.ThreadPoolExecutor(max_workers=count)
+                try:
+                    futures = {pool.submit(run_case, *argument, cancellation): argument[0] for argument in arguments}
                     for future in concurrent.futures.as_completed(futures):
                         results[futures[future]] = future.result()
                         meter.step()
+                except BaseException:
+                    # Ctrl-C: no queued run starts and the running ones end at their next check.
+                    cancellation.cancel()
+                    pool.shutdown(wait=True, cancel_futures=True)
+                    raise
+                pool.shutdown(wait=True)
     finally:
         meter.close()
     rows = [row for row, _ in results]
@@ -163,7 +234,17 @@ def _on_cluster(client, arguments, results, meter):
 
     futures = client.map(_run_case_packed, arguments, pure=False)
     indexes = {future.key: argument[0] for future, argument in zip(futures, arguments)}
-    for future in as_completed(futures):
+    try:
+        _collect(as_completed(futures), indexes, arguments, results, meter)
+    except BaseException:
+        # Ctrl-C: the cluster drops every run not finished (queued ones never start; a worker's running
+        # one is released and its result discarded).
+        client.cancel(futures)
+        raise
+
+
+def _collect(completed, indexes, arguments, results, meter):
+    for future in completed:
         index = indexes[future.key]
         try:
             results[index] = future.result()

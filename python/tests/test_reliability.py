@@ -1,6 +1,8 @@
-"""close() racing a grid in another thread, and a release that would start underground."""
+"""close() racing a grid in another thread, a release that would start underground, texts with NUL
+characters, the sweep's run limit and cancellation, and a summary under its budget."""
 
 import threading
+import time
 
 import pytest
 
@@ -40,3 +42,71 @@ def test_release_starting_underground_is_refused():
     with pytest.raises(ValueError, match=r"the run was refused: the release starts at ground level \(stackHeight 0 m\) "
                        r"and points downward \(releaseAngle -90 degrees\)"):
         model.run()
+
+
+def test_texts_with_a_nul_character_are_refused_not_cut_short():
+    model = ostreljet.Model.from_scenario(VENT)
+    with pytest.raises(ValueError, match="gas must not contain a NUL character"):
+        model.gas = "methane\x00junk"
+    model.run()
+    with pytest.raises(ValueError, match="levels must not contain a NUL character"):
+        model.summary(levels="LFL\x00,UFL")
+
+
+def test_a_summary_without_levels_or_their_default_says_so():
+    model = ostreljet.Model()
+    with pytest.raises(ValueError, match=r"no levels given, and the default level, the stopping concentration, "
+                       r"is not set \(stoppingConcentration is 0\)"):
+        model.summary()
+
+
+def test_a_huge_release_summary_stops_at_its_budget_and_says_what_is_not_computed():
+    model = ostreljet.Model.from_scenario(VENT)
+    model.massFlowrate = 1e300
+    model.run()
+    start = time.monotonic()
+    summary = model.summary(levels="LFL,LFL/2,1%,0.5%,0.2%,0.1%,500ppm,100ppm")
+    assert time.monotonic() - start < 5.0
+    assert summary.messages[-1] == (
+        "error",
+        "The summary was ended: the run's budget of evaluations is spent; the answers it had not reached "
+        "are not computed.",
+    )
+    assert not summary.levels[-1]["regionComputed"]
+    assert summary.levels[-1]["farthestDownwindExtent"] is None
+
+
+def test_sweeps_keep_the_run_limit_of_batch():
+    vary = {"referenceWindSpeed": list(range(1, 1001)), "stackHeight": list(range(1, 1001))}
+    with pytest.raises(ValueError, match=r"the sweep expands to 1000000 runs, beyond the limit of 100000 runs"):
+        ostreljet.sweep(VENT, vary)
+    with pytest.raises(ValueError, match=r"beyond the limit of 2 runs"):
+        ostreljet.sweep(VENT, {"referenceWindSpeed": [2, 3, 4]}, max_runs=2)
+    for bad in (0, -1, 1.5, True):
+        with pytest.raises(ValueError, match="max_runs must be a whole number of 1 or more"):
+            ostreljet.sweep(VENT, {"referenceWindSpeed": [2]}, max_runs=bad)
+
+
+def test_a_cancelled_sweep_starts_no_further_run_and_stops_the_running_ones():
+    from ostreljet._sweep import _Cancellation, run_case
+
+    cancellation = _Cancellation()
+    with ostreljet.Model.from_scenario(VENT) as base:
+        inputs = base.to_dict()
+    cancellation.cancel()
+    row, _ = run_case(0, inputs, cancellation=cancellation)
+    assert row["error"] == "cancelled before it started"
+
+    # A run under way: its model is cancelled from this thread while the run goes on in another.
+    running = _Cancellation()
+    inputs["massFlowrate"] = 1e300
+    rows = []
+    worker = threading.Thread(target=lambda: rows.append(run_case(1, inputs, levels="LFL", cancellation=running)))
+    worker.start()
+    time.sleep(0.05)
+    start = time.monotonic()
+    running.cancel()
+    worker.join(5.0)
+    assert not worker.is_alive()
+    assert time.monotonic() - start < 1.0
+    assert rows[0][0]["error"] is None

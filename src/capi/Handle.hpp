@@ -4,6 +4,7 @@
 
 #include "ostreljet/ostreljet.h"
 
+#include "ostreljet/farfield/WholePlume.hpp"
 #include "ostreljet/io/ConcentrationUnit.hpp"
 #include "ostreljet/jet/ConcentrationField.hpp"
 #include "ostreljet/jet/EngineeringRun.hpp"
@@ -42,20 +43,31 @@ struct ostreljet_model {
     std::vector<ostreljet::MessageSeverity> severities;          // of the last run's messages, in order
     std::vector<std::string> messages; // the last run's messages, with their figures
     std::optional<KeptSummary> summary;
-    // The concentration field of the last run as the engineering fronts answer it (NaN where not
-    // computed), built on the first query after a change; queries from several threads share it.
+    // A cancel asked for since the summary under way started (a run's own request lasts until the next run).
+    std::atomic<bool> summaryCancelled{false};
+    // The far field's inputs, set by name or read from a scenario.
+    ostreljet::FarFieldOptions farFieldOptions;
+    // The whole plume of the last run as the engineering fronts answer it (the jet's field, then the far
+    // field; NaN where not computed), built on the first query after a change; queries from several
+    // threads share it.
     mutable std::mutex fieldMutex;
-    mutable std::shared_ptr<const ostreljet::RunField> field;
+    mutable std::shared_ptr<const ostreljet::WholePlume> field;
     mutable ostreljet::RunStatus fieldStatus = ostreljet::RunStatus::invalid;
 
-    std::shared_ptr<const ostreljet::RunField> currentField() const {
+    std::shared_ptr<const ostreljet::WholePlume> currentField() const {
         const std::lock_guard<std::mutex> lock(fieldMutex);
         const ostreljet::RunStatus now = hasRun ? status : ostreljet::RunStatus::invalid;
-        if (!field || fieldStatus != now || !field->field().isCurrentFor(model, 0.0)) {
-            field = std::make_shared<const ostreljet::RunField>(model, now);
+        if (!field || fieldStatus != now || !field->jet().isCurrentFor(model, 0.0)) {
+            field = std::make_shared<const ostreljet::WholePlume>(model, farFieldOptions, now);
             fieldStatus = now;
         }
         return field;
+    }
+    // Sets the far field's options; the whole plume is built again on the next query.
+    void setFarFieldOptions(const ostreljet::FarFieldOptions &options) {
+        const std::lock_guard<std::mutex> lock(fieldMutex);
+        farFieldOptions = options;
+        field.reset();
     }
 
     // Records what a finished run's summary says: ending, status and messages.

@@ -4,6 +4,7 @@
 #include "ostreljet/jet/EngineeringRun.hpp"
 
 #include "ostreljet/Version.hpp"
+#include "ostreljet/farfield/FarFieldInputs.hpp"
 #include "ostreljet/io/GasTable.hpp"
 #include "ostreljet/io/InputSanity.hpp"
 #include "ostreljet/io/InputSchema.hpp"
@@ -31,6 +32,7 @@ int ostreljet_cancel(ostreljet_model *m) {
         return fail(invalidArgument, "null model");
     }
     m->model.cancel();
+    m->summaryCancelled.store(true);
     return 0;
 }
 
@@ -53,6 +55,15 @@ int ostreljet_set(ostreljet_model *m, const char *property, double value) {
     return guarded(internalFailure, [&] {
         if (m == nullptr || property == nullptr) {
             return fail(invalidArgument, "null model or property name");
+        }
+        if (const ostreljet::FarFieldInputs::Input *far = ostreljet::FarFieldInputs::find(property)) {
+            ostreljet::FarFieldOptions options = m->farFieldOptions;
+            const std::string problem = ostreljet::FarFieldInputs::set(options, *far, value);
+            if (!problem.empty()) {
+                return fail(invalidArgument, problem);
+            }
+            m->setFarFieldOptions(options);
+            return OSTRELJET_OK;
         }
         const ostreljet::PropertyTable::Property *entry = ostreljet::PropertyTable::find(property);
         if (entry == nullptr) {
@@ -82,6 +93,10 @@ int ostreljet_get(const ostreljet_model *m, const char *property, double *value)
     return guarded(internalFailure, [&] {
         if (m == nullptr || property == nullptr || value == nullptr) {
             return fail(invalidArgument, "null model, property name or result pointer");
+        }
+        if (const ostreljet::FarFieldInputs::Input *far = ostreljet::FarFieldInputs::find(property)) {
+            *value = ostreljet::FarFieldInputs::get(m->farFieldOptions, *far);
+            return 0;
         }
         const ostreljet::PropertyTable::Property *entry = ostreljet::PropertyTable::find(property);
         if (entry == nullptr) {
@@ -237,6 +252,7 @@ int ostreljet_load_scenario(ostreljet_model *m, const char *path) {
             const ostreljet::Scenario scenario = ostreljet::Scenario::fromFile(path);
             scenario.applyTo(m->model);
             m->gas = scenario.gas();
+            m->setFarFieldOptions(scenario.farFieldOptions());
         } catch (const ostreljet::ScenarioError &e) {
             return fail(invalidArgument, e.what());
         }

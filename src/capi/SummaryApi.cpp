@@ -5,6 +5,7 @@
 #include "ostreljet/io/ConcentrationConverter.hpp"
 #include "ostreljet/io/GasTable.hpp"
 #include "ostreljet/io/Level.hpp"
+#include "ostreljet/io/NumberText.hpp"
 
 #include <cmath>
 #include <limits>
@@ -104,6 +105,8 @@ const Figure figures[] = {
      [](const KeptSummary &k) { return k.summary.lastStep ? k.summary.lastStep->downwind : notANumber; }},
     {"stoppingConcentration", "conc", [](const KeptSummary &k) { return k.stoppingConcentration; }},
     {"stoppingConcentrationLoweredFrom", "conc", [](const KeptSummary &k) { return k.loweredFrom; }},
+    {"groundMaximumComputed", "-",
+     [](const KeptSummary &k) { return k.summary.groundMaximumComputed ? 1.0 : 0.0; }},
 };
 
 struct LevelFigure {
@@ -126,6 +129,8 @@ const LevelFigure levelFigures[] = {
      [](const KeptSummary &k, std::size_t i) { return orNaN(k.summary.levels[i].greatestHalfWidth); }},
     {"exceededAtEndOfRun", "-",
      [](const KeptSummary &k, std::size_t i) { return k.summary.levels[i].exceededAtEndOfRun ? 1.0 : 0.0; }},
+    {"regionComputed", "-",
+     [](const KeptSummary &k, std::size_t i) { return k.summary.levels[i].regionComputed ? 1.0 : 0.0; }},
 };
 
 template <typename Entry, std::size_t N> const Entry *findFigure(const Entry (&table)[N], const char *name) {
@@ -190,9 +195,16 @@ int ostreljet_summarize(ostreljet_model *m, const char *levels, const char *unit
         std::vector<ostreljet::Level> parsed;
         std::vector<double> inModel;
         try {
-            parsed = levels == nullptr || *levels == '\0'
-                         ? ostreljet::Level::defaults(m->gas, m->model.stoppingConcentration())
-                         : ostreljet::Level::parseList(levels);
+            const bool defaults = levels == nullptr || *levels == '\0';
+            parsed = defaults ? ostreljet::Level::defaults(m->gas, m->model.stoppingConcentration())
+                              : ostreljet::Level::parseList(levels);
+            if (defaults && parsed.size() == 1 && !(m->model.stoppingConcentration() > 0.0)) {
+                // The default of a gas without a flammability limit is the stopping concentration.
+                return fail(invalidArgument,
+                            "no levels given, and the default level, the stopping "
+                            "concentration, is not set (stoppingConcentration is " +
+                                ostreljet::io::NumberText::shown(m->model.stoppingConcentration()) + ")");
+            }
             inModel = ostreljet::Level::toModel(parsed, m->model, m->gas);
         } catch (const ostreljet::LevelError &e) {
             return fail(invalidArgument, e.what());
@@ -214,8 +226,21 @@ int ostreljet_summarize(ostreljet_model *m, const char *levels, const char *unit
             m->preparation = again;
             m->record(ending);
         }
-        // 3. The summary of the last run from its exact field; nothing to search before a run.
-        KeptSummary kept{m->hasRun ? ostreljet::RunSummary::of(m->model, m->inputsAccepted, inModel)
+        // 3. The summary of the last run from its exact field; nothing to search before a run. The
+        // searches keep to what is left of the run's budget and stop on a cancel made after they start.
+        m->summaryCancelled.store(false);
+        ostreljet::RunSummary::Limits limits = ostreljet::RunSummary::limitsAfterRun(m->model);
+        limits.cancelled = [m] { return m->summaryCancelled.load(); };
+        std::uint64_t segments = 0;
+        limits.segmentsSearched = [&segments] { return segments; };
+        const auto field = m->hasRun ? m->currentField() : nullptr;
+        KeptSummary kept{m->hasRun ? ostreljet::RunSummary::of(
+                                         m->model, m->inputsAccepted, inModel,
+                                         [&field, &segments](double x, double y, double z) {
+                                             const double c = field->concentration(x, y, z, segments);
+                                             return std::isnan(c) ? 0.0 : c;
+                                         },
+                                         limits)
                                    : ostreljet::RunSummary{},
                          *chosen,
                          {},
@@ -227,7 +252,7 @@ int ostreljet_summarize(ostreljet_model *m, const char *levels, const char *unit
         if (!m->hasRun) {
             for (const double level : inModel) {
                 kept.summary.levels.push_back(
-                    ostreljet::RunSummary::LevelAnswer{level, {}, {}, {}, {}, false});
+                    ostreljet::RunSummary::LevelAnswer{level, {}, {}, {}, {}, false, true});
             }
         }
         // 4. The concentrations in the chosen unit: levels as thresholds, the ground maximum at its point.
@@ -249,6 +274,15 @@ int ostreljet_summarize(ostreljet_model *m, const char *levels, const char *unit
         m->summary = std::move(kept);
         return static_cast<int>(parsed.size());
     });
+}
+
+const char *ostreljet_summary_cut_message(const ostreljet_model *m) {
+    const KeptSummary *kept = m != nullptr && m->summary ? &*m->summary : nullptr;
+    if (kept == nullptr || kept->summary.cut == ostreljet::RunSummary::Cut::none ||
+        kept->summary.messages.empty()) {
+        return nullptr;
+    }
+    return kept->summary.messages.back().text.c_str();
 }
 
 const char *ostreljet_summary_unit(const ostreljet_model *m) {

@@ -1,13 +1,15 @@
 #include "ostreljet/io/Level.hpp"
 
 #include "ostreljet/io/GasTable.hpp"
+#include "ostreljet/io/NumberText.hpp"
 #include "ostreljet/jet/JetModel.hpp"
+#include "ostreljet/jet/RunSummary.hpp"
 
 #include <array>
 #include <cctype>
-#include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <limits>
 #include <optional>
 #include <utility>
 
@@ -79,23 +81,23 @@ Level Level::parse(std::string_view written, ConcentrationUnit defaultUnit) {
     if (text.empty()) {
         throw LevelError("empty level" + expected);
     }
-    double value = 0.0;
-    const char *first = text.data();
-    const char *last = text.data() + text.size();
-    const auto [end, error] = std::from_chars(first, last, value);
-    if (error == std::errc::result_out_of_range) {
-        throw LevelError(quoted(text) + ": the number is out of range");
+    if (io::NumberText::hasNul(text)) {
+        throw LevelError("a level holds no NUL character");
     }
-    if (error != std::errc() || end == first) {
+    const io::NumberText::Reading reading = io::NumberText::readPrefix(text);
+    if (reading.problem == io::NumberText::Problem::hexadecimal ||
+        reading.problem == io::NumberText::Problem::notFinite) {
+        throw LevelError(quoted(text) + ": the number " +
+                         std::string(io::NumberText::reason(reading.problem)));
+    }
+    if (reading.problem != io::NumberText::Problem::none) {
         throw LevelError(quoted(text) + expected);
     }
-    if (!std::isfinite(value)) {
-        throw LevelError(quoted(text) + ": not a finite number");
-    }
+    const double value = reading.value;
     if (value <= 0.0) {
         throw LevelError(quoted(text) + ": a level must be greater than 0");
     }
-    const std::string_view suffix = trim(std::string_view(end, static_cast<std::size_t>(last - end)));
+    const std::string_view suffix = trim(text.substr(reading.length));
     ConcentrationUnit unit = defaultUnit;
     if (!suffix.empty()) {
         const std::optional<ConcentrationUnit> parsed = parseConcentrationUnit(suffix);
@@ -138,9 +140,16 @@ double Level::toModel(const ConcentrationConverter &converter, const HazardLimit
         model = *limits.idlh / ppmPerFraction;
         break;
     }
-    if (!(model > 0.0 && model < 1.0)) {
+    if (!(model >= std::numeric_limits<double>::min())) {
+        // A positive level that the conversion takes below the smallest normal double: too small to use.
+        throw LevelError(quoted(text_) +
+                         ": is too small: below the smallest concentration the model can "
+                         "represent (volume fraction " +
+                         io::NumberText::shown(model) + ")");
+    }
+    if (!(model < 1.0)) {
         throw LevelError(quoted(text_) + ": lies at or above pure released gas (volume fraction " +
-                         std::to_string(model) + ")");
+                         io::NumberText::shown(model) + ")");
     }
     return model;
 }
@@ -150,6 +159,11 @@ std::vector<Level> Level::parseList(std::string_view text, ConcentrationUnit def
     std::size_t start = 0;
     while (true) {
         const std::size_t comma = text.find(',', start);
+        if (levels.size() == RunSummary::maximumLevels) {
+            throw LevelError("more than " + std::to_string(RunSummary::maximumLevels) +
+                             " levels; a summary answers at most " +
+                             std::to_string(RunSummary::maximumLevels));
+        }
         levels.push_back(
             parse(text.substr(start, comma == std::string_view::npos ? comma : comma - start), defaultUnit));
         if (comma == std::string_view::npos) {

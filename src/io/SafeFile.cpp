@@ -99,6 +99,45 @@ Resolution resolve(const std::filesystem::path &target) {
     throw FileWriteError(target, ELOOP);
 }
 
+// The name of a temporary file beside `file`: hidden, the file's name, a random part; the file's part is
+// shortened so that the whole stays within the folder's limit on a name's length.
+std::string temporaryName(const std::filesystem::path &file, const std::filesystem::path &folder) {
+    long limit = ::pathconf(folder.c_str(), _PC_NAME_MAX);
+    if (limit <= 0) {
+        limit = 255;
+    }
+    constexpr std::size_t kAdded = 1 + 1 + 12 + 4; // ".", ".", the random part, ".tmp"
+    std::string base = file.filename().string();
+    const std::size_t room =
+        static_cast<std::size_t>(limit) > kAdded ? static_cast<std::size_t>(limit) - kAdded : 0;
+    if (base.size() > room) {
+        base.resize(room);
+    }
+    return "." + base + "." + randomName() + ".tmp";
+}
+
+// Opens a FIFO for writing without waiting for ever for a reader: a reader has a second to appear.
+int openFifo(const std::filesystem::path &target) {
+    for (int attempt = 0;; ++attempt) {
+        const int fd = ::open(target.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
+        if (fd >= 0) {
+            // Writes then wait for a slow reader as they would on any pipe.
+            const int flags = ::fcntl(fd, F_GETFL);
+            if (flags >= 0) {
+                static_cast<void>(::fcntl(fd, F_SETFL, flags & ~O_NONBLOCK));
+            }
+            return fd;
+        }
+        if (errno != ENXIO) {
+            throw FileWriteError(target, errno);
+        }
+        if (attempt == 100) {
+            throw FileWriteError(target, ENXIO, "it is a FIFO that no process is reading");
+        }
+        ::usleep(10000);
+    }
+}
+
 } // namespace
 
 FileWriteError::FileWriteError(const std::filesystem::path &target, int errorNumber,
@@ -107,9 +146,12 @@ FileWriteError::FileWriteError(const std::filesystem::path &target, int errorNum
                          "': " + (reason.empty() ? systemText(errorNumber) : reason)),
       errorNumber_(errorNumber == 0 ? EIO : errorNumber) {}
 
-SafeFile::SafeFile(const std::filesystem::path &target) : target_(target) {
-    // Phases: find the file the path names; open a device or stream in place; otherwise create a
-    // temporary file beside the file, exclusively, with the file's mode.
+SafeFile::SafeFile(const std::filesystem::path &target) : SafeFile(target, Options{}) {}
+
+SafeFile::SafeFile(const std::filesystem::path &target, const Options &options) : target_(target) {
+    // Phases: find the file the path names; refuse a read-only file unless asked to replace it; open a
+    // device, stream, FIFO or hard-linked file in place; otherwise create a temporary file beside the
+    // file, exclusively, with the file's mode, or write the file in place when its folder refuses one.
     const Resolution resolution = resolve(target);
     resolved_ = resolution.file;
     struct stat status {};
@@ -117,22 +159,29 @@ SafeFile::SafeFile(const std::filesystem::path &target) : target_(target) {
     if (exists && S_ISDIR(status.st_mode)) {
         throw FileWriteError(target, EISDIR);
     }
+    const bool regular = exists && S_ISREG(status.st_mode) && !resolution.throughDescriptor;
+    if (regular && !options.replaceReadOnly &&
+        (::access(target.c_str(), W_OK) != 0 || (status.st_mode & 0222) == 0)) {
+        throw FileWriteError(target, EACCES, "it is read-only");
+    }
     int fd = -1;
-    if (exists && (!S_ISREG(status.st_mode) || resolution.throughDescriptor)) {
+    if (exists && !regular) {
         // A regular file behind a standard stream is appended to, after what the stream already holds.
         const int append = S_ISREG(status.st_mode) ? O_APPEND : 0;
-        fd = ::open(target.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC | append);
+        fd = S_ISFIFO(status.st_mode) ? openFifo(target)
+                                      : ::open(target.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC | append);
         if (fd < 0) {
             throw FileWriteError(target, errno);
         }
         direct_ = true;
+    } else if (regular && status.st_nlink > 1) {
+        // Every name of a hard-linked file must show what is written: the file itself is rewritten.
+        fd = openInPlace();
     } else {
         const std::filesystem::path folder =
             resolved_.has_parent_path() ? resolved_.parent_path() : std::filesystem::path(".");
         for (int attempt = 0; attempt < 100 && fd < 0; ++attempt) {
-            std::string name(1, '.');
-            name.append(resolved_.filename().string()).append(1, '.').append(randomName()).append(".tmp");
-            temporary_ = folder / name;
+            temporary_ = folder / temporaryName(resolved_, folder);
             pendingSlot_ = holdTemporary(temporary_.string());
             // A name not yet taken gets the umask's mode; an existing file's mode is copied below.
             fd = ::open(temporary_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
@@ -141,6 +190,12 @@ SafeFile::SafeFile(const std::filesystem::path &target) : target_(target) {
                 const int cause = errno;
                 releaseTemporary(pendingSlot_);
                 pendingSlot_ = -1;
+                temporary_.clear();
+                if (regular && (cause == EACCES || cause == EPERM || cause == EROFS)) {
+                    // A folder that takes no new file, holding a file that may be written: write it there.
+                    fd = openInPlace();
+                    break;
+                }
                 if (cause != EEXIST) {
                     throw FileWriteError(target, cause);
                 }
@@ -149,8 +204,13 @@ SafeFile::SafeFile(const std::filesystem::path &target) : target_(target) {
         if (fd < 0) {
             throw FileWriteError(target, EEXIST, "no free temporary name beside it");
         }
+    }
+    if (!direct_ && temporary_.empty()) {
+        // Written in place: nothing to copy.
+    } else if (!direct_) {
         if (exists) {
-            // The owner is kept where the system allows it; the mode always.
+            // The owner is kept where the system allows it; the mode always (a read-only file replaced
+            // on request stays read-only).
             if (::fchown(fd, status.st_uid, status.st_gid) != 0) {
                 errno = 0;
             }
@@ -171,6 +231,17 @@ SafeFile::SafeFile(const std::filesystem::path &target) : target_(target) {
     }
 }
 
+int SafeFile::openInPlace() {
+    // Opened without truncating: a write that fails before its first byte leaves the file as it was.
+    const int fd = ::open(resolved_.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC | O_NOFOLLOW);
+    if (fd < 0) {
+        throw FileWriteError(target_, errno);
+    }
+    direct_ = true;
+    inPlace_ = true;
+    return fd;
+}
+
 SafeFile::~SafeFile() {
     discard();
 }
@@ -187,8 +258,16 @@ void SafeFile::commit() {
     if (std::fflush(stream_) != 0 && cause == 0) {
         cause = errno;
     }
+    // A file written in place ends where the new text ends.
+    if (cause == 0 && inPlace_) {
+        const off_t length = ::lseek(::fileno(stream_), 0, SEEK_CUR);
+        if (length < 0 || ::ftruncate(::fileno(stream_), length) != 0) {
+            cause = errno;
+        }
+    }
     // Devices and pipes cannot be synced; a regular file must reach the disk before it replaces the old.
-    if (cause == 0 && ::fsync(::fileno(stream_)) != 0 && !(direct_ && (errno == EINVAL || errno == EROFS))) {
+    if (cause == 0 && ::fsync(::fileno(stream_)) != 0 &&
+        !(direct_ && !inPlace_ && (errno == EINVAL || errno == EROFS))) {
         cause = errno;
     }
     errno = 0;
@@ -236,7 +315,12 @@ void SafeFile::discard() noexcept {
 }
 
 void SafeFile::write(const std::filesystem::path &target, const std::function<void(std::FILE *)> &writer) {
-    SafeFile file(target);
+    write(target, writer, Options{});
+}
+
+void SafeFile::write(const std::filesystem::path &target, const std::function<void(std::FILE *)> &writer,
+                     const Options &options) {
+    SafeFile file(target, options);
     try {
         writer(file.stream());
     } catch (const std::system_error &e) {

@@ -1,5 +1,7 @@
 #include "ostreljet/io/Scenario.hpp"
 
+#include "ostreljet/farfield/FarFieldInputs.hpp"
+#include "ostreljet/io/BoundedRead.hpp"
 #include "ostreljet/io/GasTable.hpp"
 #include "ostreljet/io/InputSanity.hpp"
 #include "ostreljet/io/InputSchema.hpp"
@@ -131,6 +133,20 @@ double inputValue(const std::string &source, const std::string &key, const Input
     return number;
 }
 
+// The value of a far-field input: a label of its enumeration or a number.
+double farFieldValue(const std::string &source, const FarFieldInputs::Input &input, const json &value) {
+    if (value.is_string() && !input.labels.empty()) {
+        if (const auto label = FarFieldInputs::labelValue(input, value.get_ref<const std::string &>())) {
+            return *label;
+        }
+    } else if (value.is_number()) {
+        return value.get<double>();
+    }
+    throw ScenarioError(source + ": \"" + std::string(input.name) + "\" must be " +
+                        (input.labels.empty() ? "a number" : "one of " + FarFieldInputs::accepted(input)) +
+                        ", not " + describe(value));
+}
+
 // A parser callback that refuses, while the text is read, nesting deeper than the limit (which would
 // exhaust the stack of anything that walks the value recursively) and a key given twice in one object.
 json::parser_callback_t nestingAndDuplicateCheck(const std::string &sourceName) {
@@ -177,28 +193,11 @@ double inputOrDefault(const std::vector<std::pair<std::string, double>> &inputs,
 } // namespace
 
 Scenario Scenario::fromFile(const std::string &path) {
-    std::error_code error;
-    const std::filesystem::file_status status = std::filesystem::status(path, error);
-    if (error || !std::filesystem::exists(status)) {
-        throw ScenarioError(path + ": no such file");
-    }
-    if (std::filesystem::is_directory(status)) {
-        throw ScenarioError(path + ": is a directory, not a scenario file");
-    }
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        throw ScenarioError(path + ": cannot be opened for reading");
-    }
-    // One byte beyond the limit tells a file at the limit from a larger one (or an endless device).
-    std::string text(kMaximumFileBytes + 1, '\0');
-    in.read(text.data(), static_cast<std::streamsize>(text.size()));
-    if (in.bad()) {
-        throw ScenarioError(path + ": read error");
-    }
-    text.resize(static_cast<std::size_t>(in.gcount()));
-    if (text.size() > kMaximumFileBytes) {
-        throw ScenarioError(path + ": larger than " + std::to_string(kMaximumFileBytes) +
-                            " bytes, the limit for a scenario file");
+    std::string text;
+    try {
+        text = io::BoundedRead::read(path, kMaximumFileBytes, "a scenario file");
+    } catch (const io::BoundedReadError &e) {
+        throw ScenarioError(e.what());
     }
     return fromText(text, path);
 }
@@ -287,6 +286,15 @@ Scenario Scenario::fromText(std::string_view text, const std::string &sourceName
                                     describe(it.value()));
             }
             scenario.inputs_.emplace_back("referenceWindBearing", std::fmod(from + 180.0, 360.0));
+            continue;
+        }
+        if (const FarFieldInputs::Input *far = FarFieldInputs::find(key)) {
+            const std::string problem =
+                FarFieldInputs::set(scenario.farField_, *far, farFieldValue(sourceName, *far, it.value()));
+            if (!problem.empty()) {
+                throw ScenarioError(sourceName + ": " + problem);
+            }
+            scenario.farFieldGiven_.emplace_back(far->name);
             continue;
         }
         const InputSchema::Input *input = InputSchema::find(key);

@@ -1,9 +1,11 @@
 #include "ostreljet/io/ValidationSuite.hpp"
+#include "ostreljet/io/BoundedRead.hpp"
 #include "ostreljet/numerics/Constants.hpp"
 
 #include "ostreljet/io/Scenario.hpp"
 #include "ostreljet/jet/Correlations.hpp"
 #include "ostreljet/jet/JetModel.hpp"
+#include "ostreljet/validation/ModelEvaluation.hpp"
 
 #include <nlohmann/json.hpp>
 
@@ -370,11 +372,12 @@ const std::vector<std::string> &ValidationSuite::correlationIds() {
 }
 
 ValidationSuite ValidationSuite::fromFile(const std::string &path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        throw ValidationSuiteError(path + ": cannot be read");
+    std::string text;
+    try {
+        text = io::BoundedRead::read(path, kMaximumFileBytes, "a cases file");
+    } catch (const io::BoundedReadError &e) {
+        throw ValidationSuiteError(e.what());
     }
-    const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     return fromText(text, path);
 }
 
@@ -505,11 +508,13 @@ std::vector<CorrelationResult> ValidationSuite::run(const Progress &progress) co
         result.method = description.method;
         result.figure = description.figure;
         result.unit = description.unit;
-        std::vector<double> ratios;
+        std::vector<double> correlation;
+        std::vector<double> model;
         for (const ValidationPoint &point : result.points) {
-            ratios.push_back(point.ratio);
+            correlation.push_back(point.correlation);
+            model.push_back(point.model);
         }
-        result.statistics = statistics(ratios);
+        result.statistics = statistics(correlation, model);
         result.verdict = verdict(result.statistics);
         const std::size_t missing = result.points.size() - result.statistics.count;
         if (missing > 0) {
@@ -520,34 +525,15 @@ std::vector<CorrelationResult> ValidationSuite::run(const Progress &progress) co
     return results;
 }
 
-AgreementStatistics ValidationSuite::statistics(const std::vector<double> &ratios) {
-    // Means of ln ratio and its square over the usable ratios; FAC2 counts 0.5 <= ratio <= 2.
+AgreementStatistics ValidationSuite::statistics(const std::vector<double> &correlation,
+                                                const std::vector<double> &model) {
+    // The evaluation measures with the correlation as the observation; no bootstrap for these figures.
+    const EvaluationStatistics e = ModelEvaluation::evaluate(correlation, model, 0);
     AgreementStatistics out;
-    double sum = 0.0;
-    double sumSquares = 0.0;
-    std::size_t withinTwo = 0;
-    for (double ratio : ratios) {
-        if (!std::isfinite(ratio) || !(ratio > 0.0)) {
-            continue;
-        }
-        const double l = std::log(ratio);
-        sum += l;
-        sumSquares += l * l;
-        if (ratio >= 0.5 && ratio <= 2.0) {
-            ++withinTwo;
-        }
-        ++out.count;
-    }
-    if (out.count == 0) {
-        out.geometricMean = kNaN;
-        out.geometricVariance = kNaN;
-        out.factorOfTwo = kNaN;
-        return out;
-    }
-    const double n = static_cast<double>(out.count);
-    out.geometricMean = std::exp(sum / n);
-    out.geometricVariance = std::exp(sumSquares / n);
-    out.factorOfTwo = static_cast<double>(withinTwo) / n;
+    out.count = e.pairs;
+    out.geometricMean = e.geometricMean;
+    out.geometricVariance = e.geometricVariance;
+    out.factorOfTwo = e.factorOfTwo;
     return out;
 }
 
@@ -555,7 +541,8 @@ std::string ValidationSuite::verdict(const AgreementStatistics &s) {
     if (s.count == 0) {
         return "No point could be compared.";
     }
-    const double bias = (s.geometricMean - 1.0) * 100.0;
+    // MG is correlation over model; the model's geometric-mean departure from the correlation is 1 / MG.
+    const double bias = (1.0 / s.geometricMean - 1.0) * 100.0;
     std::ostringstream out;
     out.setf(std::ios::fixed);
     out.precision(0);

@@ -268,6 +268,12 @@ bool ConcentrationField::rejectedQuickly(const vector3 &q) const {
 }
 
 double ConcentrationField::concentration(double x, double y, double z) const {
+    std::uint64_t ignored = 0;
+    return concentration(x, y, z, ignored);
+}
+
+double ConcentrationField::concentration(double x, double y, double z,
+                                         std::uint64_t &segmentsSearched) const {
     // Concentration at a point from the centreline series.
     // 1. Under the as-specified rules, reject points far from the downwind line through the stack or
     //    above the jet's reach.
@@ -284,6 +290,7 @@ double ConcentrationField::concentration(double x, double y, double z) const {
     PointSearch search(*this, q);
     if (searchEverySegment) {
         search.contributeFromEverySegment();
+        segmentsSearched += search.segmentsSearched();
         return search.value();
     }
     // The tree is walked depth first, left before right, so that segments are met in their own order.
@@ -309,6 +316,7 @@ double ConcentrationField::concentration(double x, double y, double z) const {
         }
         search.visitBlock(node.index);
     }
+    segmentsSearched += search.segmentsSearched();
     return search.value();
 }
 
@@ -356,6 +364,7 @@ void ConcentrationField::PointSearch::contributeFromEverySegment() {
     for (std::size_t i = 0; i < segments.size(); ++i) {
         previousCosB_ = contributeFromSegment(q_, i, segments[i], previousCosB_, result_);
     }
+    segmentsSearched_ += segments.size();
 }
 
 void ConcentrationField::PointSearch::visit(std::size_t i) {
@@ -375,6 +384,7 @@ void ConcentrationField::PointSearch::visit(std::size_t i) {
     }
     previousCosB_ = contributeFromSegment(q_, i, segment, previousCosB_, result_);
     previousIndex_ = i;
+    ++segmentsSearched_;
 }
 
 bool ConcentrationField::PointSearch::needsChildren(std::size_t level, std::size_t index) {

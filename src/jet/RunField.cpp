@@ -14,7 +14,13 @@ RunField::RunField(const JetModel &model, RunStatus status)
     }
 }
 
+RunField::RunField(const JetModel &model, ConcentrationField::Rules rules, double cutoff)
+    : field_(model, rules, cutoff), hasResults_(model.numberOfOutputSteps() > 0), bounded_(false) {}
+
 bool RunField::computed(double x, double y, double z) const {
+    if (!bounded_) {
+        return true;
+    }
     if (!hasResults_) {
         return false;
     }
@@ -26,6 +32,10 @@ double RunField::concentration(double x, double y, double z) const {
     return computed(x, y, z) ? field_.concentration(x, y, z) : notComputed;
 }
 
+double RunField::concentration(double x, double y, double z, std::uint64_t &segmentsSearched) const {
+    return computed(x, y, z) ? field_.concentration(x, y, z, segmentsSearched) : notComputed;
+}
+
 void RunField::grid(double *out, double xStart, double yStart, double zStart, double xEnd, double yEnd,
                     double zEnd, std::int32_t numberOfPointsX, std::int32_t numberOfPointsY,
                     std::int32_t numberOfPointsZ, unsigned threads,
@@ -33,6 +43,9 @@ void RunField::grid(double *out, double xStart, double yStart, double zStart, do
     // The field's grid, then NaN at every point beyond the end plane.
     field_.grid(out, xStart, yStart, zStart, xEnd, yEnd, zEnd, numberOfPointsX, numberOfPointsY,
                 numberOfPointsZ, threads, progress);
+    if (!bounded_) {
+        return;
+    }
     const std::int64_t nx = numberOfPointsX > 0 ? numberOfPointsX : 0;
     const std::int64_t ny = numberOfPointsY > 0 ? numberOfPointsY : 0;
     const std::int64_t nz = numberOfPointsZ > 0 ? numberOfPointsZ : 0;

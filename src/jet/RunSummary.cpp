@@ -11,6 +11,8 @@
 #include <cmath>
 #include <cstdio>
 #include <limits>
+#include <stdexcept>
+#include <string>
 
 namespace ostreljet {
 
@@ -47,6 +49,76 @@ constexpr int groundStarts = 4;          // best coarse points refined
 constexpr double groundTolerance = 1e-5; // refinement stops at this fraction of the footprint's size
 
 using Point = vector3;
+
+// Thrown through the field's queries when one of the summary's limits is reached.
+struct LimitReached {
+    RunSummary::Cut cut;
+};
+
+// The field under the summary's limits: each query is charged to the budget; the clock and the cancel
+// request are read every few queries, so that a check costs little beside a query.
+class MeteredField {
+public:
+    MeteredField(const RunSummary::ConcentrationAt &field, const RunSummary::Limits &limits)
+        : field_(field), limits_(limits) {}
+
+    double operator()(double x, double y, double z) {
+        if (limits_.work != 0) {
+            used_ += RunSummary::workPerFieldQuery;
+            const std::uint64_t segments = limits_.segmentsSearched ? limits_.segmentsSearched() : 0;
+            if (used_ + RunSummary::workPerSegmentSearched * segments > limits_.work) {
+                throw LimitReached{RunSummary::Cut::budgetSpent};
+            }
+        }
+        if (queries_++ % kQueriesPerCheck == 0) {
+            check();
+        }
+        return field_(x, y, z);
+    }
+
+    // Throws LimitReached when the time limit has passed or a cancel has been asked for.
+    void check() const {
+        if (limits_.cancelled && limits_.cancelled()) {
+            throw LimitReached{RunSummary::Cut::cancelled};
+        }
+        if (limits_.deadline && std::chrono::steady_clock::now() >= *limits_.deadline) {
+            throw LimitReached{RunSummary::Cut::timeLimit};
+        }
+    }
+
+private:
+    static constexpr std::uint64_t kQueriesPerCheck = 64;
+    const RunSummary::ConcentrationAt &field_;
+    const RunSummary::Limits &limits_;
+    std::uint64_t used_ = 0;
+    std::uint64_t queries_ = 0;
+};
+
+// The message that says why the summary stopped early, under the code of the run's own interruption.
+RunSummary::Message cutMessage(RunSummary::Cut cut, const JetModel &model) {
+    char text[240];
+    std::int32_t code = JetModel::budgetSpentCode;
+    switch (cut) {
+    case RunSummary::Cut::timeLimit:
+        std::snprintf(text, sizeof text,
+                      "The summary was ended: the run's time limit of %g s was reached; the answers it "
+                      "had not reached are not computed.",
+                      model.timeLimit());
+        code = JetModel::timeLimitCode;
+        break;
+    case RunSummary::Cut::cancelled:
+        std::snprintf(text, sizeof text,
+                      "The summary was cancelled; the answers it had not reached are not computed.");
+        code = JetModel::runCancelledCode;
+        break;
+    default:
+        std::snprintf(text, sizeof text,
+                      "The summary was ended: the run's budget of evaluations is spent; the answers it had "
+                      "not reached are not computed.");
+        break;
+    }
+    return RunSummary::Message{text, MessageSeverity::error, code, 2};
+}
 
 double norm(const Point &a) {
     return a.norm();
@@ -522,21 +594,55 @@ std::string_view RunSummary::endingName(Ending ending) {
     return "other";
 }
 
+RunSummary::Limits RunSummary::limitsAfterRun(const JetModel &model) {
+    Limits limits;
+    if (model.evaluationBudget() != 0) {
+        // A run that spent its whole budget leaves one unit, so that the bound stays a bound.
+        limits.work =
+            model.workDone() < model.evaluationBudget() ? model.evaluationBudget() - model.workDone() : 1;
+    }
+    if (model.timeLimit() > 0.0) {
+        limits.deadline = model.deadline();
+    }
+    limits.cancelled = [&model]() { return model.cancelRequested(); };
+    return limits;
+}
+
 RunSummary RunSummary::of(const JetModel &model, bool inputsAccepted, std::span<const double> levels) {
+    if (levels.size() > maximumLevels) {
+        throw std::invalid_argument("at most " + std::to_string(maximumLevels) + " levels, not " +
+                                    std::to_string(levels.size()));
+    }
     // Nothing is computed beyond the run's end plane: the searches treat it as below every level.
     const RunField field(model, RunStatus::ok);
-    return of(model, inputsAccepted, levels, [&field](double x, double y, double z) {
-        const double c = field.concentration(x, y, z);
-        return std::isnan(c) ? 0.0 : c;
-    });
+    std::uint64_t segments = 0;
+    Limits limits = limitsAfterRun(model);
+    limits.segmentsSearched = [&segments] { return segments; };
+    return of(
+        model, inputsAccepted, levels,
+        [&field, &segments](double x, double y, double z) {
+            const double c = field.concentration(x, y, z, segments);
+            return std::isnan(c) ? 0.0 : c;
+        },
+        limits);
 }
 
 RunSummary RunSummary::of(const JetModel &model, bool inputsAccepted, std::span<const double> levels,
                           const ConcentrationAt &concentrationAt) {
+    return of(model, inputsAccepted, levels, concentrationAt, Limits{});
+}
+
+RunSummary RunSummary::of(const JetModel &model, bool inputsAccepted, std::span<const double> levels,
+                          const ConcentrationAt &concentrationAt, const Limits &limits) {
     // Summary of a finished run.
     // 1. Messages with their severities, and the ending from the message that ended the run.
     // 2. Greatest centreline height and the touchdowns of the edge and the centreline.
-    // 3. Per level: the centreline crossing and the region's extent; then the ground-level maximum.
+    // 3. Per level: the centreline crossing and the region's extent; then the ground-level maximum, the
+    //    searches under the limits: once one is reached, the searches left are marked not computed.
+    if (levels.size() > maximumLevels) {
+        throw std::invalid_argument("at most " + std::to_string(maximumLevels) + " levels, not " +
+                                    std::to_string(levels.size()));
+    }
     RunSummary summary;
     summary.outputSteps = model.numberOfOutputSteps();
     const JetModel::SourceFigures &figures = model.sourceFigures();
@@ -609,7 +715,7 @@ RunSummary RunSummary::of(const JetModel &model, bool inputsAccepted, std::span<
     }
     if (summary.outputSteps == 0) {
         for (const double level : levels) {
-            summary.levels.push_back(LevelAnswer{level, {}, {}, {}, {}, false});
+            summary.levels.push_back(LevelAnswer{level, {}, {}, {}, {}, false, true});
         }
         return summary;
     }
@@ -689,13 +795,29 @@ RunSummary RunSummary::of(const JetModel &model, bool inputsAccepted, std::span<
                 }
             }
         }
-        RegionSearch search(concentrationAt, frame, level);
-        searchRegion(series, search);
-        answer.farthestDownwindExtent = search.farthest();
-        answer.greatestHalfWidth = search.halfWidth();
         summary.levels.push_back(answer);
     }
-    summary.groundMaximum = searchGround(series, frame, concentrationAt);
+    MeteredField metered(concentrationAt, limits);
+    const ConcentrationAt field = [&metered](double x, double y, double z) { return metered(x, y, z); };
+    std::size_t searched = 0;
+    try {
+        metered.check();
+        for (; searched < summary.levels.size(); ++searched) {
+            LevelAnswer &answer = summary.levels[searched];
+            RegionSearch search(field, frame, answer.level);
+            searchRegion(series, search);
+            answer.farthestDownwindExtent = search.farthest();
+            answer.greatestHalfWidth = search.halfWidth();
+        }
+        summary.groundMaximum = searchGround(series, frame, field);
+    } catch (const LimitReached &reached) {
+        for (std::size_t i = searched; i < summary.levels.size(); ++i) {
+            summary.levels[i].regionComputed = false;
+        }
+        summary.groundMaximumComputed = false;
+        summary.cut = reached.cut;
+        summary.messages.push_back(cutMessage(reached.cut, model));
+    }
     return summary;
 }
 

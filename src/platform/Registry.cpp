@@ -1,5 +1,6 @@
 #include "ostreljet/platform/Registry.hpp"
 
+#include "ostreljet/io/BoundedRead.hpp"
 #include "ostreljet/io/SafeFile.hpp"
 #include "ostreljet/platform/WideString.hpp"
 
@@ -424,14 +425,14 @@ Registry Registry::load(const std::filesystem::path &file) {
     if (!std::filesystem::exists(file, ec)) {
         return Registry{};
     }
-    std::ifstream in(file, std::ios::binary);
-    if (!in) {
-        throw RegistryError("cannot read the registry file " + file.string());
-    }
-    std::ostringstream contents;
-    contents << in.rdbuf();
+    std::string contents;
     try {
-        return fromText(contents.str());
+        contents = io::BoundedRead::read(file, kMaximumFileBytes, "a registry file");
+    } catch (const io::BoundedReadError &e) {
+        throw RegistryError(std::string("cannot read the registry file: ") + e.what());
+    }
+    try {
+        return fromText(contents);
     } catch (const RegistryError &e) {
         throw RegistryError("registry file " + file.string() + " " + e.what());
     }

@@ -84,7 +84,7 @@ TEST(HostileBatch, FoldersSweepsAndStrayKeysAreRefusedBeforeAnythingRuns) {
     const std::string mixed =
         folder.write("mixed.jsonl", "{\"base\": " + ventLine() + ", \"vray\": {}}\n" + ventLine() + "\n");
     const CommandResult result = cli({"batch", mixed, "-o", out});
-    EXPECT_EQ(result.exitStatus, 0) << result.err;
+    EXPECT_EQ(result.exitStatus, 1) << result.err;
     const std::vector<std::string> lines = linesOf(readText(out));
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(nlohmann::json::parse(lines[0])["error"],

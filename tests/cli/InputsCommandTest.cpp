@@ -10,7 +10,12 @@ TEST(InputsCommand, JsonListsEveryKeyWithUnitDefaultRangeAndLabels) {
     const CommandResult result = cli({"inputs", "--json"});
     ASSERT_EQ(result.exitStatus, 0) << result.err;
     const nlohmann::ordered_json list = nlohmann::ordered_json::parse(result.out);
-    ASSERT_EQ(list.size(), 23u);
+    // The 23 properties of the model, then the 3 inputs of the far field.
+    ASSERT_EQ(list.size(), 26u);
+    EXPECT_EQ(list[25]["name"], "farFieldDistance");
+    EXPECT_EQ(list[25]["unit"], "m");
+    EXPECT_EQ(list[25]["scope"], "scenario");
+    EXPECT_EQ(list[23]["default"], "rural");
     EXPECT_EQ(keysOf(list[0]),
               (std::vector<std::string>{"name", "type", "unit", "meaning", "default", "range"}));
     EXPECT_EQ(list[0]["name"], "stackHeight");
@@ -39,7 +44,7 @@ TEST(InputsCommand, TableShowsUnitsDefaultsAndAcceptedValuesAndEveryKeyIsAScenar
     const CommandResult result = cli({"inputs"});
     ASSERT_EQ(result.exitStatus, 0) << result.err;
     const std::vector<std::string> lines = linesOf(result.out);
-    ASSERT_EQ(lines.size(), 24u);
+    ASSERT_EQ(lines.size(), 27u);
     EXPECT_EQ(lines[0].rfind("input", 0), 0u);
     const auto line = [&lines](const std::string &name) {
         for (const std::string &text : lines) {
@@ -55,6 +60,8 @@ TEST(InputsCommand, TableShowsUnitsDefaultsAndAcceptedValuesAndEveryKeyIsAScenar
     EXPECT_NE(line("timeAveraging").find("short | long"), std::string::npos);
     EXPECT_NE(line("pasquillStability").find(" D "), std::string::npos) << line("pasquillStability");
     EXPECT_NE(line("atmosphereSpecificHeat").find("J/(kg K)"), std::string::npos);
+    EXPECT_NE(line("averagingTime").find("(0, 86400]"), std::string::npos) << line("averagingTime");
+    EXPECT_NE(line("farFieldDispersion").find("rural, urban"), std::string::npos);
     // A scenario that gives every listed key its default is read without complaint.
     const nlohmann::ordered_json list = nlohmann::ordered_json::parse(cli({"inputs", "--json"}).out);
     nlohmann::ordered_json scenario = nlohmann::ordered_json::object();

@@ -30,8 +30,15 @@ TEST(RunCommand, JsonTableAndCsvShapes) {
     ASSERT_EQ(result.exitStatus, 0) << result.err;
     EXPECT_EQ(result.out.back(), '\n');
     const nlohmann::ordered_json json = nlohmann::ordered_json::parse(result.out);
-    EXPECT_EQ(keysOf(json),
-              (std::vector<std::string>{"version", "ok", "status", "unit", "summary", "messages", "steps"}));
+    EXPECT_EQ(keysOf(json), (std::vector<std::string>{"version", "ok", "status", "unit", "summary",
+                                                      "messages", "farField", "steps"}));
+    // The far field carries on from the jet's end: its series starts at the hand-off.
+    const nlohmann::ordered_json &far = json["farField"];
+    EXPECT_EQ(far["handOff"]["reason"], "end of the jet");
+    EXPECT_GT(far["continuityRatio"].get<double>(), 0.9);
+    EXPECT_LT(far["continuityRatio"].get<double>(), 1.1);
+    EXPECT_EQ(far["series"]["downwindDistance"][0], far["handOff"]["downwindDistance"]);
+    EXPECT_EQ(far["series"]["regime"][0], "passive");
     EXPECT_EQ(json["ok"], true);
     EXPECT_EQ(json["status"], "ok");
     EXPECT_EQ(json["version"], OSTRELJET_VERSION_STRING);
@@ -61,7 +68,9 @@ TEST(RunCommand, JsonTableAndCsvShapes) {
         out.begin(), out.end(), [](const std::string &line) { return line.find("arc length [m]") == 2; });
     ASSERT_NE(heading, out.end());
     EXPECT_EQ(*(heading - 1), "");
-    EXPECT_EQ((heading - 2)->rfind("  information: Stopping concentration reached at ", 0), 0u);
+    // The run's messages, then the far field's.
+    EXPECT_EQ((heading - 3)->rfind("  information: Stopping concentration reached at ", 0), 0u);
+    EXPECT_EQ((heading - 2)->rfind("  warning: The jet was still active where it ended, ", 0), 0u);
     out.erase(out.begin(), heading);
     std::size_t at = 0;
     for (const std::string heading :

@@ -152,7 +152,7 @@ TEST(Options, NonFiniteAndOutOfRangeValuesAreRefusedNamingTheOption) {
                   {"--jobs"});
     folder.write("typo.jsonl", R"({"base": {"gas": "methane"}, "vary": {"windSped": [1, 2]}})"
                                "\n");
-    ASSERT_EQ(cli({"batch", folder.file("typo.jsonl"), "-o", folder.file("t.jsonl")}).exitStatus, 0);
+    ASSERT_EQ(cli({"batch", folder.file("typo.jsonl"), "-o", folder.file("t.jsonl")}).exitStatus, 1);
     const nlohmann::json typo = nlohmann::json::parse(linesOf(readText(folder.file("t.jsonl")))[0]);
     EXPECT_EQ(typo["ok"], false);
     EXPECT_NE(typo["error"].get<std::string>().find("unknown key \"windSped\""), std::string::npos);

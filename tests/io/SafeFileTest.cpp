@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -182,4 +183,59 @@ TEST(SafeFile, TemporaryNamesAreUnpredictableAndCleanedByTheSignalHook) {
     writeText(folder / "planted.csv", "mine\n");
     EXPECT_EQ(readText(folder / "victim"), "mine\n");
     EXPECT_TRUE(fs::is_symlink(folder / "planted.csv"));
+}
+
+TEST(SafeFile, AReadOnlyFileIsRefusedUnlessReplacingItIsAskedFor) {
+    Folder folder;
+    const fs::path file = folder / "kept.csv";
+    std::ofstream(file) << "old\n";
+    fs::permissions(file, fs::perms::owner_read | fs::perms::group_read);
+    try {
+        writeText(file, "new\n");
+        ADD_FAILURE() << "a read-only file was written";
+    } catch (const FileWriteError &e) {
+        EXPECT_EQ(std::string(e.what()), "cannot write '" + file.string() + "': it is read-only");
+        EXPECT_EQ(e.errorNumber(), EACCES);
+    }
+    EXPECT_EQ(readText(file), "old\n");
+    SafeFile::write(
+        file, [](std::FILE *out) { std::fputs("new\n", out); }, SafeFile::Options{true});
+    EXPECT_EQ(readText(file), "new\n");
+    EXPECT_EQ(modeOf(file), 0440u); // still read-only
+    EXPECT_EQ(folder.entries(), std::set<std::string>{"kept.csv"});
+}
+
+TEST(SafeFile, EveryHardLinkShowsTheNewTextAndALongNameGetsAShortTemporary) {
+    Folder folder;
+    const fs::path file = folder / "first.csv";
+    std::ofstream(file) << "a much longer old text than the new one\n";
+    fs::create_hard_link(file, folder / "second.csv");
+    writeText(file, "new\n");
+    EXPECT_EQ(readText(folder / "second.csv"), "new\n"); // the same file, cut to the new length
+    EXPECT_EQ(fs::hard_link_count(file), 2u);
+    EXPECT_EQ(folder.entries(), (std::set<std::string>{"first.csv", "second.csv"}));
+
+    // 250 characters is a valid name; the temporary beside it must be one too.
+    const fs::path longName = folder / (std::string(246, 'n') + ".csv");
+    writeText(longName, "long\n");
+    EXPECT_EQ(readText(longName), "long\n");
+    EXPECT_EQ(folder.entries().size(), 3u);
+}
+
+TEST(SafeFile, AFifoThatNoProcessReadsIsRefusedAfterASecond) {
+    Folder folder;
+    const fs::path fifo = folder / "pipe";
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    const auto start = std::chrono::steady_clock::now();
+    try {
+        writeText(fifo, "nobody\n");
+        ADD_FAILURE() << "a FIFO without reader was written";
+    } catch (const FileWriteError &e) {
+        EXPECT_EQ(std::string(e.what()),
+                  "cannot write '" + fifo.string() + "': it is a FIFO that no process is reading");
+        EXPECT_EQ(e.errorNumber(), ENXIO);
+    }
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    EXPECT_GT(seconds, 0.9);
+    EXPECT_LT(seconds, 5.0);
 }

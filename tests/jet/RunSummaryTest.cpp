@@ -6,11 +6,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
+using ostreljet::ConcentrationField;
 using ostreljet::JetModel;
 using ostreljet::MessageSeverity;
 using ostreljet::RunSummary;
@@ -231,4 +234,88 @@ TEST(RunSummary, RefusedAndInvalidRunsHaveNoAnswers) {
                      summary.levels[0].farthestDownwindExtent || summary.levels[0].greatestHalfWidth)
             << c.what;
     }
+}
+
+// The searches of the field keep to the summary's limits; what they did not reach is not computed, and
+// one message (with the code of the run's own interruption) says why.
+TEST(RunSummaryLimits, ABudgetADeadlineAndACancelEachStopTheSearches) {
+    JetModel model;
+    runExample(model, "vertical_buoyant_vent.json");
+    const ConcentrationField field(model, ConcentrationField::Rules::exact);
+    const RunSummary::ConcentrationAt at = [&field](double x, double y, double z) {
+        return field.concentration(x, y, z);
+    };
+    const std::vector<double> levels{0.05, 0.025};
+    const RunSummary whole = RunSummary::of(model, true, levels, at, RunSummary::Limits{});
+    EXPECT_EQ(whole.cut, RunSummary::Cut::none);
+    EXPECT_TRUE(whole.levels[1].regionComputed);
+    EXPECT_TRUE(whole.groundMaximumComputed);
+
+    // A budget of one query: the centreline answers stay (they need no query), every region is not
+    // computed, and no figure is invented for them.
+    RunSummary::Limits tiny;
+    tiny.work = RunSummary::workPerFieldQuery;
+    const RunSummary cut = RunSummary::of(model, true, levels, at, tiny);
+    EXPECT_EQ(cut.cut, RunSummary::Cut::budgetSpent);
+    ASSERT_EQ(cut.levels.size(), 2u);
+    for (std::size_t i = 0; i < 2; ++i) {
+        EXPECT_FALSE(cut.levels[i].regionComputed);
+        EXPECT_FALSE(cut.levels[i].farthestDownwindExtent.has_value());
+        EXPECT_EQ(cut.levels[i].centrelineDownwindDistance, whole.levels[i].centrelineDownwindDistance);
+    }
+    EXPECT_FALSE(cut.groundMaximumComputed);
+    ASSERT_EQ(cut.messages.size(), whole.messages.size() + 1);
+    EXPECT_EQ(cut.messages.back().code, JetModel::budgetSpentCode);
+    EXPECT_EQ(cut.messages.back().severity, MessageSeverity::error);
+    EXPECT_EQ(cut.messages.back().text, "The summary was ended: the run's budget of evaluations is spent; "
+                                        "the answers it had not reached are not computed.");
+
+    // A budget that lets the first level finish keeps its answers exactly.
+    std::uint64_t queries = 0;
+    const RunSummary::ConcentrationAt counted = [&](double x, double y, double z) {
+        ++queries;
+        return field.concentration(x, y, z);
+    };
+    const std::vector<double> first{0.05};
+    static_cast<void>(RunSummary::of(model, true, first, counted, RunSummary::Limits{}));
+    RunSummary::Limits oneLevel;
+    oneLevel.work = (queries + 1) * RunSummary::workPerFieldQuery;
+    const RunSummary partial = RunSummary::of(model, true, levels, at, oneLevel);
+    EXPECT_TRUE(partial.levels[0].regionComputed);
+    EXPECT_EQ(partial.levels[0].farthestDownwindExtent, whole.levels[0].farthestDownwindExtent);
+    EXPECT_EQ(partial.levels[0].greatestHalfWidth, whole.levels[0].greatestHalfWidth);
+    EXPECT_FALSE(partial.levels[1].regionComputed);
+
+    RunSummary::Limits late;
+    late.deadline = std::chrono::steady_clock::now();
+    const RunSummary timed = RunSummary::of(model, true, levels, at, late);
+    EXPECT_EQ(timed.cut, RunSummary::Cut::timeLimit);
+    EXPECT_EQ(timed.messages.back().code, JetModel::timeLimitCode);
+
+    RunSummary::Limits cancelled;
+    cancelled.cancelled = [] { return true; };
+    const RunSummary stopped = RunSummary::of(model, true, levels, at, cancelled);
+    EXPECT_EQ(stopped.cut, RunSummary::Cut::cancelled);
+    EXPECT_EQ(stopped.messages.back().text,
+              "The summary was cancelled; the answers it had not reached are not computed.");
+}
+
+TEST(RunSummaryLimits, TheSummaryOfARunKeepsToWhatTheRunLeft) {
+    JetModel model;
+    model.setEvaluationBudget(JetModel::recommendedEvaluationBudget);
+    runExample(model, "vertical_buoyant_vent.json");
+    const RunSummary::Limits left = RunSummary::limitsAfterRun(model);
+    EXPECT_EQ(left.work, JetModel::recommendedEvaluationBudget - model.workDone());
+    EXPECT_FALSE(left.deadline.has_value());
+    EXPECT_FALSE(left.cancelled());
+    model.cancel();
+    EXPECT_TRUE(left.cancelled());
+    EXPECT_EQ(RunSummary::of(model, true, std::vector<double>{0.05}).cut, RunSummary::Cut::cancelled);
+
+    // 64 levels are answered; a 65th is refused before any work (levels above pure gas search little).
+    JetModel fresh;
+    runExample(fresh, "vertical_buoyant_vent.json");
+    EXPECT_EQ(RunSummary::of(fresh, true, std::vector<double>(64, 2.0)).levels.size(), 64u);
+    EXPECT_THROW(static_cast<void>(RunSummary::of(fresh, true, std::vector<double>(65, 2.0))),
+                 std::invalid_argument);
 }

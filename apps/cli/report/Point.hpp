@@ -1,11 +1,10 @@
 #pragma once
 
+#include "ostreljet/mapping/Contours.hpp"
+
 namespace ostreljet::report {
 
 // A point of a plot in data units (for example downwind distance and height, m).
-struct Point {
-    double x = 0.0;
-    double y = 0.0;
-};
+using Point = mapping::Point;
 
 } // namespace ostreljet::report

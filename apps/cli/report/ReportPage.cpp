@@ -166,4 +166,8 @@ std::string renderPage(const JetModel &model, const Scenario &scenario, std::str
 
 } // namespace
 
+std::string_view ReportPage::styleSheet() {
+    return kStyleSheet;
+}
+
 } // namespace ostreljet::report

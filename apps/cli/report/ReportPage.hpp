@@ -28,6 +28,9 @@ public:
     // The unit of an input property as the page shows it (the input schema's, with ° for degree, – for a
     // pure number and J/(kg·K)), "" for an unknown name.
     static std::string_view propertyUnit(std::string_view name);
+
+    // The page's style sheet, which the other pages of the tool share for their plots and tables.
+    static std::string_view styleSheet();
 };
 
 } // namespace ostreljet::report

@@ -67,6 +67,13 @@ std::string downwind(double metres) {
 
 } // namespace
 
+namespace {
+
+// An answer the summary's limits left unsearched.
+constexpr std::string_view kNotComputed = "not computed (the summary reached its limit; see the messages)";
+
+} // namespace
+
 std::vector<SummaryLine> summaryLines(const JetModel &model, const RunSummary &summary,
                                       const SummaryRequest &request) {
     std::vector<SummaryLine> lines;
@@ -107,7 +114,9 @@ std::vector<SummaryLine> summaryLines(const JetModel &model, const RunSummary &s
     lines.push_back({"Centreline reaches the ground", ground(summary.centrelineReachesGroundDownwind)});
     const ConcentrationConverter converter = ConcentrationConverter::forModel(model);
     const std::string_view unit = concentrationUnitLabel(request.unit);
-    if (summary.groundMaximum) {
+    if (!summary.groundMaximumComputed) {
+        lines.push_back({"Greatest ground-level concentration", std::string(kNotComputed)});
+    } else if (summary.groundMaximum) {
         const RunSummary::Location &at = summary.groundMaximum->location;
         const double value = converter.fromModel(summary.groundMaximum->concentration, request.unit,
                                                  ambientTemperatureAt(model, 0.0));
@@ -134,11 +143,12 @@ std::vector<SummaryLine> summaryLines(const JetModel &model, const RunSummary &s
             centreline = "centreline below it from the start";
         }
         std::string region = "region above it: none";
-        if (answer.farthestDownwindExtent && answer.greatestHalfWidth) {
-            region =
-                fmt::format("region above it to {}, {} m half-width{}",
-                            downwind(*answer.farthestDownwindExtent), figure(*answer.greatestHalfWidth),
-                            answer.exceededAtEndOfRun ? " (still exceeded where the run ends: open)" : "");
+        if (!answer.regionComputed) {
+            region = "region above it: " + std::string(kNotComputed);
+        } else if (answer.farthestDownwindExtent && answer.greatestHalfWidth) {
+            region = fmt::format("region above it to {}, {} m half-width{}",
+                                 downwind(*answer.farthestDownwindExtent), figure(*answer.greatestHalfWidth),
+                                 answer.exceededAtEndOfRun ? " (still exceeded where the run ends: open)" : "");
         }
         lines.push_back({name, centreline + "; " + region});
     }

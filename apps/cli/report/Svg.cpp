@@ -118,6 +118,20 @@ void SvgPlot::polygon(const std::vector<Point> &points, const Style &style) {
     clipped_ += fmt::format("<polygon points=\"{}\"{}/>\n", pointList(points), styleAttributes(style));
 }
 
+void SvgPlot::region(const std::vector<std::vector<Point>> &rings, const Style &style) {
+    std::string d;
+    for (const std::vector<Point> &ring : rings) {
+        if (ring.size() >= 3) {
+            d += 'M';
+            d += pointList(ring);
+            d += 'Z';
+        }
+    }
+    if (!d.empty()) {
+        clipped_ += fmt::format("<path d=\"{}\" fill-rule=\"evenodd\"{}/>\n", d, styleAttributes(style));
+    }
+}
+
 void SvgPlot::ellipse(Point centre, double radiusX, double radiusY, const Style &style) {
     const double rx = std::fabs(radiusX / unitsPerPixelX());
     const double ry = std::fabs(radiusY / unitsPerPixelY());

@@ -56,6 +56,8 @@ public:
     // Shapes in data units, clipped to the plot area.
     void polyline(const std::vector<Point> &points, const Style &style);
     void polygon(const std::vector<Point> &points, const Style &style);
+    // A region bounded by several rings (outer boundaries and holes, even-odd rule), as one path.
+    void region(const std::vector<std::vector<Point>> &rings, const Style &style);
     // An ellipse of the given radii in data units (a circle when the axes share a scale).
     void ellipse(Point centre, double radiusX, double radiusY, const Style &style);
     // A marker of fixed size in px at a data point.

@@ -109,7 +109,7 @@ std::string plot(const CorrelationResult &result, std::size_t index) {
 } // namespace
 
 std::string ValidationPage::render(const std::vector<CorrelationResult> &results, double seconds,
-                                   const std::string &casesFile) {
+                                   const std::string &casesFile, const std::string &trials) {
     std::string out = "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n";
     out += "<title>Ostreljet: agreement with published correlations</title>\n";
     out += fmt::format("<style>{}</style>\n</head>\n<body>\n", kStyleSheet);
@@ -120,10 +120,16 @@ std::string ValidationPage::render(const std::vector<CorrelationResult> &results
     }
     out +=
         fmt::format("<p>{} comparison points from <code>{}</code>, computed in {:.1f} s. For each point the "
-                    "ratio model / correlation; MG = exp(mean ln ratio) is the geometric mean (1 is no bias, "
-                    "below 1 the model is lower), VG = exp(mean (ln ratio)²) the geometric variance (1 "
-                    "is perfect) and FAC2 the share of points within a factor of two.</p>\n",
+                    "ratio model / correlation. The figures follow the model-evaluation literature with the "
+                    "correlation in the place of the observation: MG = exp(mean ln(correlation / model)) is "
+                    "the geometric mean bias (1 is no bias, above 1 the model is lower), VG = exp(mean (ln "
+                    "ratio)²) the geometric variance (1 is perfect) and FAC2 the share of points within a "
+                    "factor of two.</p>\n",
                     points, escapeHtml(casesFile), seconds);
+    if (!trials.empty()) {
+        out += "<p>Below the correlations: the <a href=\"#field-trials\">field trials</a>, measured "
+               "concentrations against the model.</p>\n";
+    }
     out += "<h2>Summary</h2>\n<table>\n<tr><th>Correlation</th><th class=\"num\">Points</th>"
            "<th class=\"num\">MG</th><th class=\"num\">VG</th><th "
            "class=\"num\">FAC2</th><th>Verdict</th></tr>\n";
@@ -201,6 +207,7 @@ std::string ValidationPage::render(const std::vector<CorrelationResult> &results
             escapeHtml(r.figure),
             sensitivity ? " Filled: short averaging; open: " + escapeHtml(r.sensitivityLabel) + "." : "");
     }
+    out += trials;
     out += "<p>Regenerate with <code>ostreljet validate -o validation.html</code>.</p>\n</body>\n</html>\n";
     return out;
 }

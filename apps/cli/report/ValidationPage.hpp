@@ -12,9 +12,10 @@ namespace ostreljet::report {
 // correlation. Self-contained: inline styles and SVG, nothing fetched.
 class ValidationPage {
 public:
-    // seconds: how long the suite took; casesFile: where the cases came from.
+    // seconds: how long the suite took; casesFile: where the cases came from; trials: the field trials'
+    // section, placed after the correlations (empty for none).
     static std::string render(const std::vector<CorrelationResult> &results, double seconds,
-                              const std::string &casesFile);
+                              const std::string &casesFile, const std::string &trials = {});
 };
 
 } // namespace ostreljet::report

@@ -63,6 +63,9 @@ public:
     double temperatureAt(double z);     // K
     double eddyDiffusivityAt(double z); // m2/s
 
+    // sigma_w (m/s) at height z (m), without moving the current location.
+    using CAtmosSurfaceLayerProf::verticalVelocitySpread;
+
     // Boundary-layer height (m) that belongs to a class; 2500 m for a value outside A..F.
     static double boundaryLayerHeightFor(std::int32_t stabilityClass);
 

@@ -36,7 +36,7 @@ public:
     };
 
     // Reads a level; a number without a unit is in defaultUnit. Throws LevelError for an empty text, a
-    // number that is not finite or not above 0, an unknown unit or an unknown word.
+    // number that is not decimal, not finite or not above 0, an unknown unit or an unknown word.
     static Level parse(std::string_view text,
                        ConcentrationUnit defaultUnit = ConcentrationConverter::modelUnit);
 
@@ -46,12 +46,13 @@ public:
     const std::string &text() const { return text_; } // as written, blanks trimmed
 
     // The level as a concentration of the model (volume fraction). Named levels take the gas's published
-    // limits (`gas` names it in messages). Throws LevelError when the gas has no such limit or the level
-    // is not below pure released gas.
+    // limits (`gas` names it in messages). Throws LevelError when the gas has no such limit, the level
+    // is too small for the model to represent, or not below pure released gas.
     double toModel(const ConcentrationConverter &converter, const HazardLimits &limits,
                    std::string_view gas = {}) const;
 
-    // Reads a comma-separated list ("LFL,2%,5000ppm"); throws LevelError naming the piece that fails.
+    // Reads a comma-separated list ("LFL,2%,5000ppm"); throws LevelError naming the piece that fails, or
+    // for more than RunSummary::maximumLevels levels.
     static std::vector<Level> parseList(std::string_view text,
                                         ConcentrationUnit defaultUnit = ConcentrationConverter::modelUnit);
     // The levels a summary reports when none are asked for: the gas's LFL and LFL/2 when the gas table

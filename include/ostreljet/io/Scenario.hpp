@@ -2,6 +2,7 @@
 
 #include "ostreljet/Export.hpp"
 
+#include "ostreljet/farfield/FarFieldInputs.hpp"
 #include "ostreljet/jet/JetModel.hpp"
 
 #include <stdexcept>
@@ -53,7 +54,14 @@ public:
     // Writes every input into the model through its putter.
     void applyTo(JetModel &model) const;
 
+    // The far field's inputs (farFieldDispersion, averagingTime, farFieldDistance), defaults where the
+    // scenario gives none, and the names of those it gives.
+    const FarFieldOptions &farFieldOptions() const { return farField_; }
+    const std::vector<std::string_view> &farFieldInputsGiven() const { return farFieldGiven_; }
+
 private:
+    FarFieldOptions farField_;
+    std::vector<std::string_view> farFieldGiven_;
     std::vector<std::pair<std::string, double>> inputs_;
     std::string gas_;
 };

@@ -17,12 +17,14 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-// The usual figures of dispersion-model evaluation over the ratios model / correlation.
+// The usual figures of dispersion-model evaluation, in the literature's convention with the correlation in
+// the place of the observation (Co) and the model's figure in that of the prediction (Cp): MG above 1 means
+// the model is lower than the correlation.
 struct AgreementStatistics {
-    std::size_t count = 0;          // ratios that entered the figures
-    double geometricMean = 0.0;     // MG = exp(mean ln ratio), -
-    double geometricVariance = 0.0; // VG = exp(mean (ln ratio)^2), -
-    double factorOfTwo = 0.0;       // FAC2: share of ratios from 0.5 to 2, -
+    std::size_t count = 0;          // pairs that entered the figures (both finite and positive)
+    double geometricMean = 0.0;     // MG = exp(mean ln(correlation / model)), -
+    double geometricVariance = 0.0; // VG = exp(mean (ln(correlation / model))^2), -
+    double factorOfTwo = 0.0;       // FAC2: share of pairs with model / correlation from 0.5 to 2, -
 };
 
 // One comparison: the model's figure and the correlation's at one point of one case.
@@ -61,6 +63,8 @@ struct CorrelationResult {
 // distances in m ("briggs-two-thirds"), multiples of r D ("pratte-baines") or of D ("chen-rodi").
 class OSTRELJET_EXPORT ValidationSuite {
 public:
+    // The most a cases file may hold; a larger file, a device or a FIFO without writer is refused.
+    static constexpr std::size_t kMaximumFileBytes = 4 * 1024 * 1024;
     static ValidationSuite fromFile(const std::string &path);
     static ValidationSuite fromText(std::string_view text, const std::string &sourceName = "cases");
     // The project's own cases (validation/cases.json), built into the library.
@@ -78,8 +82,9 @@ public:
     // Runs every case and compares; one result per correlation that has cases, in report order.
     std::vector<CorrelationResult> run(const Progress &progress = {}) const;
 
-    // MG, VG and FAC2 over the finite positive ratios.
-    static AgreementStatistics statistics(const std::vector<double> &ratios);
+    // MG, VG and FAC2 over the pairs (correlation, model) whose values are both finite and positive.
+    static AgreementStatistics statistics(const std::vector<double> &correlation,
+                                          const std::vector<double> &model);
     // One line that says how well the model agrees, from the statistics.
     static std::string verdict(const AgreementStatistics &statistics);
 

@@ -65,6 +65,9 @@ public:
 
     // Concentration at a point (m, site frame).
     double concentration(double x, double y, double z) const;
+    // The same, adding to `segmentsSearched` the segments whose samples were searched (the query's
+    // cost, for callers that bound their work).
+    double concentration(double x, double y, double z, std::uint64_t &segmentsSearched) const;
     double concentration(const vector3 &q) const { return concentration(q.x(), q.y(), q.z()); }
 
     // Concentrations on a regular grid, x outermost and z innermost. The x axis reaches xEnd; the y and
@@ -165,6 +168,7 @@ private:
         void visitBlock(std::size_t block);
         // The answer: the largest contribution, or 0 below the cutoff.
         double value() const;
+        std::uint64_t segmentsSearched() const { return segmentsSearched_; }
 
     private:
         const ConcentrationField &field_;
@@ -172,6 +176,7 @@ private:
         double previousCosB_ = 0.0; // -
         vector3 q_;                 // m
         std::size_t previousIndex_ = static_cast<std::size_t>(-1); // segment whose cosB is held
+        std::uint64_t segmentsSearched_ = 0;                       // segments whose samples were searched
     };
     // True when the point is 0 before any segment is searched: no segments, or the as-specified rejection.
     bool zeroAtOnce(const vector3 &q) const;

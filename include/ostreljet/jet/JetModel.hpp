@@ -106,6 +106,10 @@ public:
     // a message of its own (number timeLimitCode); results then depend on the machine's speed.
     double timeLimit() const { return timeLimit_; }
     void setTimeLimit(double seconds) { timeLimit_ = seconds; }
+    // When the last run's time limit runs out (meaningful only with a time limit), and whether a cancel
+    // has been asked for since that run started: work that follows a run (its summary) keeps to both.
+    std::chrono::steady_clock::time_point deadline() const { return deadline_; }
+    bool cancelRequested() const { return cancelRequested_.load(std::memory_order_relaxed); }
     // Work done by the last run: centreline solves made, calls for centreline values answered by a solve
     // made before at the same state and from the same start, and the residual evaluations of the solves
     // (one for each answer recalled).

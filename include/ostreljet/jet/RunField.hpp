@@ -23,11 +23,15 @@ public:
 
     // From the model's last run and the status its summary gave it.
     RunField(const JetModel &model, RunStatus status);
+    // The plain field of the model's last run with the given rules and cutoff, computed everywhere.
+    RunField(const JetModel &model, ConcentrationField::Rules rules, double cutoff);
 
     // False beyond the end plane, and everywhere when the run gave no results.
     bool computed(double x, double y, double z) const;
     // The concentration, or NaN where it is not computed.
     double concentration(double x, double y, double z) const;
+    // The same, adding to `segmentsSearched` the segments the field's query searched.
+    double concentration(double x, double y, double z, std::uint64_t &segmentsSearched) const;
     // A regular grid as ConcentrationField::grid, NaN where not computed.
     void grid(double *out, double xStart, double yStart, double zStart, double xEnd, double yEnd, double zEnd,
               std::int32_t numberOfPointsX, std::int32_t numberOfPointsY, std::int32_t numberOfPointsZ,
@@ -35,10 +39,13 @@ public:
 
     const ConcentrationField &field() const { return field_; }
     bool hasResults() const { return hasResults_; }
+    // False for the plain field, which answers everywhere.
+    bool bounded() const { return bounded_; }
 
 private:
     ConcentrationField field_;
     bool hasResults_ = false;
+    bool bounded_ = true;
     vector3 end_;       // the last output step, m
     vector3 direction_; // the jet's direction there (not normalised; 0 when unknown)
 };

@@ -5,6 +5,8 @@
 #include "ostreljet/diagnostics/ErrorMessageCollection.hpp"
 #include "ostreljet/jet/RunStatus.hpp"
 
+#include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -68,6 +70,9 @@ struct OSTRELJET_EXPORT RunSummary {
         // True when the centreline is still at or above the level where the run ends, so the region is
         // cut off by the end of the run.
         bool exceededAtEndOfRun = false;
+        // False when the summary's limits stopped it before this region was searched: the two region
+        // answers are then not computed (absent), not "nowhere above the level".
+        bool regionComputed = true;
     };
 
     struct GroundMaximum {
@@ -78,12 +83,38 @@ struct OSTRELJET_EXPORT RunSummary {
     // Concentration (volume fraction) at a point (x, y, z in m) from the run's field.
     using ConcentrationAt = std::function<double(double x, double y, double z)>;
 
+    // Bounds on the searches of the field, which can cost far more than the run itself.
+    struct Limits {
+        std::uint64_t work = 0; // budget, in the run's units (JetModel::workDone); 0: no bound
+        std::optional<std::chrono::steady_clock::time_point> deadline; // none: no time limit
+        std::function<bool()> cancelled;                               // polled; empty: never
+        // The segments the field's queries have searched so far (ConcentrationField's count), charged
+        // at workPerSegmentSearched each; empty when the field does not count them.
+        std::function<std::uint64_t()> segmentsSearched;
+    };
+    // Work charged for one query of the field and for each segment it searches, in the run's budget
+    // units, so that a unit costs about the same time in both: measured on the examples, a unit of a
+    // run's work takes about 0.05 us, a query about 0.4 us and a searched segment about 2 us.
+    static constexpr std::uint64_t workPerFieldQuery = 8;
+    static constexpr std::uint64_t workPerSegmentSearched = 40;
+    // The limits left to the summary of `model`'s last run: what remains of its evaluation budget, its
+    // time limit (counted from the run's start) and its cancel request.
+    static Limits limitsAfterRun(const JetModel &model);
+    // Most levels one summary answers; a longer list is refused before any work.
+    static constexpr std::size_t maximumLevels = 64;
+
     // Summarises `model` after its run; `inputsAccepted` is what runModel returned. `levels` are volume
-    // fractions; `concentrationAt` is the run's field, queried only after a run with output steps.
+    // fractions; `concentrationAt` is the run's field, queried only after a run with output steps. When
+    // a limit is reached the searches stop: the answers not found yet are marked not computed and a
+    // message (the run's budget, time-limit or cancel code) says so. Throws std::invalid_argument for
+    // more than maximumLevels levels.
+    static RunSummary of(const JetModel &model, bool inputsAccepted, std::span<const double> levels,
+                         const ConcentrationAt &concentrationAt, const Limits &limits);
+    // The same with no limits.
     static RunSummary of(const JetModel &model, bool inputsAccepted, std::span<const double> levels,
                          const ConcentrationAt &concentrationAt);
     // The same with the run's exact field (no downwind-line assumption) and its actual values, as every
-    // engineering front answers them.
+    // engineering front answers them, under limitsAfterRun(model).
     static RunSummary of(const JetModel &model, bool inputsAccepted, std::span<const double> levels);
 
     // Codes of the messages the summary adds to the model's own.
@@ -119,6 +150,10 @@ struct OSTRELJET_EXPORT RunSummary {
     std::optional<double> centrelineReachesGroundDownwind; // m, where the centreline height is 0
     std::vector<LevelAnswer> levels;                       // in the order requested
     std::optional<GroundMaximum> groundMaximum;            // absent when the field is 0 everywhere at z = 0
+    bool groundMaximumComputed = true; // false when the summary's limits stopped it before that search
+    // Why the searches stopped early, when they did (then a message says so too).
+    enum class Cut { none, budgetSpent, timeLimit, cancelled };
+    Cut cut = Cut::none;
 };
 
 } // namespace ostreljet

@@ -2,6 +2,7 @@
 
 #include "ostreljet/platform/Guid.hpp"
 
+#include <cstddef>
 #include <filesystem>
 #include <optional>
 #include <stdexcept>
@@ -55,8 +56,11 @@ public:
         int fd_ = -1; // descriptor of the lock file
     };
 
+    // The most a registry file may hold (it holds a few kilobytes); a larger file or device is refused.
+    static constexpr std::size_t kMaximumFileBytes = 4 * 1024 * 1024;
     // Reads a registry file; a missing file is an empty registry. RegistryError when it cannot be read,
-    // is malformed (naming the file and line) or is not named by an absolute path.
+    // is over kMaximumFileBytes, is malformed (naming the file and line) or is not named by an absolute
+    // path.
     static Registry load(const std::filesystem::path &file);
     // Writes the registry through io::SafeFile (a temporary file beside it, then a rename; a symbolic
     // link is written through); the folder is created if missing. RegistryError on failure, the old

@@ -1,11 +1,11 @@
-#include "report/Contours.hpp"
+#include "ostreljet/mapping/Contours.hpp"
 
 #include <cmath>
 #include <cstdint>
 #include <unordered_map>
 #include <utility>
 
-namespace ostreljet::report {
+namespace ostreljet::mapping {
 
 namespace {
 
@@ -167,4 +167,4 @@ double contourLength(const ContourLine &line) {
     return length;
 }
 
-} // namespace ostreljet::report
+} // namespace ostreljet::mapping

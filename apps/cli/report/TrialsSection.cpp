@@ -1,0 +1,249 @@
+#include "report/TrialsSection.hpp"
+
+#include "report/Html.hpp"
+#include "report/Svg.hpp"
+#include "report/Ticks.hpp"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+
+namespace ostreljet::report {
+
+namespace {
+
+// A log-log chart: SvgPlot draws in log10 units, and these axes label each decade with its value.
+// Phases: grid lines and ticks at 1, 2 and 5 times each power of ten (or the powers alone), the frame, the
+// titles.
+void logLogAxes(SvgPlot &svg, const std::string &xTitle, const std::string &yTitle) {
+    Style grid;
+    grid.stroke = "#ebebeb";
+    const auto ticks = [](double low, double high) {
+        return logTicks(std::pow(10.0, low), std::pow(10.0, high), 8);
+    };
+    const double left = svg.pixelX(svg.xLow());
+    const double right = svg.pixelX(svg.xHigh());
+    const double top = svg.pixelY(svg.yHigh());
+    const double bottom = svg.pixelY(svg.yLow());
+    for (const double x : ticks(svg.xLow(), svg.xHigh())) {
+        const double px = svg.pixelX(std::log10(x));
+        svg.polyline({{std::log10(x), svg.yLow()}, {std::log10(x), svg.yHigh()}}, grid);
+        svg.overlayElement(
+            fmt::format("<line class=\"tick\" x1=\"{0:.2f}\" y1=\"{1:.2f}\" x2=\"{0:.2f}\" y2=\"{2:.2f}\"/>",
+                        px, bottom, bottom + 5.0));
+        svg.pixelText(px, bottom + 18.0, formatLogTick(x), Anchor::Middle, "ticklabel");
+    }
+    for (const double y : ticks(svg.yLow(), svg.yHigh())) {
+        const double py = svg.pixelY(std::log10(y));
+        svg.polyline({{svg.xLow(), std::log10(y)}, {svg.xHigh(), std::log10(y)}}, grid);
+        svg.overlayElement(
+            fmt::format("<line class=\"tick\" x1=\"{1:.2f}\" y1=\"{0:.2f}\" x2=\"{2:.2f}\" y2=\"{0:.2f}\"/>",
+                        py, left - 5.0, left));
+        svg.pixelText(left - 8.0, py + 4.0, formatLogTick(y), Anchor::End, "ticklabel");
+    }
+    svg.overlayElement(
+        fmt::format("<rect class=\"frame\" x=\"{:.2f}\" y=\"{:.2f}\" width=\"{:.2f}\" height=\"{:.2f}\"/>",
+                    left, top, right - left, bottom - top));
+    svg.pixelText(0.5 * (left + right), svg.height() - 8.0, xTitle, Anchor::Middle, "axistitle");
+    svg.overlayElement(fmt::format("<text class=\"axistitle\" text-anchor=\"middle\" x=\"0\" y=\"0\" "
+                                   "transform=\"translate(16 {:.2f}) rotate(-90)\">{}</text>",
+                                   0.5 * (top + bottom), escapeHtml(yTitle)));
+}
+
+// Whole decades around [low, high] (positive values), in log10 units.
+std::pair<double, double> decades(double low, double high) {
+    const auto range = roundedLogRange(low, high);
+    return {std::log10(range.first), std::log10(range.second)};
+}
+
+Style lineStyle(const char *stroke, double width, const char *dash = "") {
+    Style s;
+    s.stroke = stroke;
+    s.strokeWidth = width;
+    s.dash = dash;
+    return s;
+}
+
+std::string percent(double fraction) {
+    return std::isfinite(fraction) ? formatValue(100.0 * fraction, 3) : "—";
+}
+
+std::string metres(double value) {
+    return std::isfinite(value) ? fmt::format("{:.0f} m", value) : "not computed";
+}
+
+// Predicted against observed, % by volume, both parts: open ground filled, fenced hollow.
+std::string scatter(const TrialComparison &comparison) {
+    double low = 1.0, high = 1e-6;
+    for (const TrialPrediction &p : comparison.trials())
+        for (const TrialPair &pair : p.pairs)
+            if (std::isfinite(pair.predicted) && pair.observed > 0.0) {
+                low = std::min({low, pair.observed, pair.predicted});
+                high = std::max({high, pair.observed, pair.predicted});
+            }
+    const auto [a, b] = decades(100.0 * low, 100.0 * high);
+    SvgPlot svg("trials-scatter", 460.0, 430.0);
+    svg.setMargins(74.0, 16.0, 20.0, 50.0);
+    svg.setRanges(a, b, a, b);
+    svg.polyline({{a, a}, {b, b}}, lineStyle("#444", 1.2));
+    const double two = std::log10(2.0);
+    svg.polyline({{a, a + two}, {b - two, b}}, lineStyle("#999", 1.0, "5 4"));
+    svg.polyline({{a + two, a}, {b, b - two}}, lineStyle("#999", 1.0, "5 4"));
+    svg.text({b, b}, "1:1", Anchor::End, "note", -4.0, 16.0);
+    svg.text({b - two, b}, "×2", Anchor::End, "note", -4.0, 12.0);
+    svg.text({b, b - two}, "÷2", Anchor::End, "note", -4.0, 16.0);
+    Style dot;
+    dot.fill = "#1f5fa8";
+    dot.stroke = "#123c6b";
+    Style hollow;
+    hollow.stroke = "#c0561b";
+    hollow.strokeWidth = 1.6;
+    const std::string &openGround = comparison.parts().front().name;
+    for (const TrialPrediction &p : comparison.trials())
+        for (const TrialPair &pair : p.pairs)
+            if (std::isfinite(pair.predicted) && pair.observed > 0.0)
+                svg.marker({std::log10(100.0 * pair.observed), std::log10(100.0 * pair.predicted)}, 3.5,
+                           p.part == openGround ? dot : hollow);
+    logLogAxes(svg, "observed arc maximum (% by volume)", "predicted (% by volume)");
+    return svg.svg();
+}
+
+// One trial's predicted ground-level centreline against distance, with the observed arc maxima and the LFL.
+std::string trialPlot(const TrialPrediction &p, std::size_t index) {
+    const PoolPlume &plume = *p.plume;
+    double far = plume.firstDistance() * 2.0;
+    for (const TrialPair &pair : p.pairs)
+        far = std::max(far, pair.distance * 1.5);
+    std::vector<Point> curve;
+    double low = 1.0, high = 1e-6;
+    const double near = plume.firstDistance();
+    for (int i = 0; i <= 120; ++i) {
+        const double x = near * std::pow(far / near, i / 120.0);
+        const double c = plume.groundLevelAt(x);
+        if (std::isfinite(c) && c > 0.0) {
+            curve.push_back({std::log10(x), std::log10(100.0 * c)});
+            low = std::min(low, c);
+            high = std::max(high, c);
+        }
+    }
+    double nearest = near;
+    for (const TrialPair &pair : p.pairs) {
+        nearest = std::min(nearest, pair.distance);
+        if (pair.observed > 0.0) {
+            low = std::min(low, pair.observed);
+            high = std::max(high, pair.observed);
+        }
+    }
+    const auto [xa, xb] = decades(nearest, far);
+    const auto [ya, yb] = decades(100.0 * low, 100.0 * high);
+    SvgPlot svg(fmt::format("trial-plot-{}", index), 460.0, 330.0);
+    svg.setMargins(74.0, 16.0, 20.0, 50.0);
+    svg.setRanges(xa, xb, ya, yb);
+    if (std::isfinite(p.lowerFlammabilityLimit)) {
+        const double y = std::log10(100.0 * p.lowerFlammabilityLimit);
+        svg.polyline({{xa, y}, {xb, y}}, lineStyle("#b02a2a", 1.0, "6 3"));
+        svg.text({xb, y}, "LFL", Anchor::End, "note", -4.0, -4.0);
+    }
+    const double handOver = std::log10(plume.passiveStart());
+    if (handOver < xb)
+        svg.polyline({{handOver, ya}, {handOver, yb}}, lineStyle("#888", 1.0, "2 3"));
+    svg.polyline(curve, lineStyle("#1f5fa8", 1.8));
+    Style observed;
+    observed.fill = "#c0561b";
+    observed.stroke = "#7a3410";
+    for (const TrialPair &pair : p.pairs)
+        if (pair.observed > 0.0)
+            svg.marker({std::log10(pair.distance), std::log10(100.0 * pair.observed)}, 4.0, observed);
+    logLogAxes(svg, "distance from the pool's centre (m)", "ground-level concentration (% by volume)");
+    return svg.svg();
+}
+
+} // namespace
+
+std::string TrialsSection::render(const TrialComparison &comparison, const std::string &trialsSource) {
+    std::string out = "<h2 id=\"field-trials\">Field trials: measured concentrations</h2>\n";
+    out +=
+        fmt::format("<p>Trials read from <code>{}</code>. {}.</p>\n", escapeHtml(trialsSource),
+                    escapeHtml(std::string(1, static_cast<char>(std::toupper(TrialComparison::kMethod[0]))) +
+                               (TrialComparison::kMethod + 1)));
+    out +=
+        "<p>Statistics in the model-evaluation convention with observed Co and predicted Cp: "
+        "FB = (mean Co − mean Cp) / (0.5 (mean Co + mean Cp)), NMSE = mean (Co − Cp)² / (mean Co mean Cp), "
+        "MG = exp(mean ln Co − mean ln Cp), VG = exp(mean (ln Co − ln Cp)²), FAC2 the share of pairs "
+        "within a factor of two; MG above 1 or FB above 0 mean the model predicts too little. Verdicts "
+        "against the acceptance criteria for dense-gas models of Hanna, Chang and Strimaitis (1993). Arcs "
+        "nearer than the dense-plume curves reach are not computed and left out of the statistics.</p>\n";
+    out += "<table>\n<tr><th>Part</th><th class=\"num\">Trials</th><th class=\"num\">Pairs</th>"
+           "<th class=\"num\">MG</th><th class=\"num\">VG</th><th class=\"num\">FAC2</th>"
+           "<th class=\"num\">FB</th><th class=\"num\">NMSE</th><th>Verdict</th></tr>\n";
+    for (const TrialPart &part : comparison.parts()) {
+        const EvaluationStatistics &s = part.statistics;
+        out += fmt::format(
+            "<tr><td>{}<br><small>{}</small></td><td class=\"num\">{}</td><td class=\"num\">{}/{}"
+            "</td><td class=\"num\">{:.2f}<br><small>{:.2f} to {:.2f}</small></td>"
+            "<td class=\"num\">{:.2f}</td><td class=\"num\">{:.2f}</td><td class=\"num\">{:.2f}"
+            "<br><small>{:.2f} to {:.2f}</small></td><td class=\"num\">{:.2f}</td><td>{}</td></tr>\n",
+            escapeHtml(part.name), escapeHtml(part.description), part.trials.size(), s.pairs, part.pairs,
+            s.geometricMean, s.geometricMeanInterval.lower, s.geometricMeanInterval.upper,
+            s.geometricVariance, s.factorOfTwo, s.fractionalBias, s.fractionalBiasInterval.lower,
+            s.fractionalBiasInterval.upper, s.normalisedMeanSquareError, escapeHtml(part.verdict.text));
+    }
+    out += "</table>\n<p><small>Below MG and FB: the bootstrap 95 % interval.</small></p>\n";
+    out += "<div class=\"flex\"><figure>" + scatter(comparison) +
+           "<figcaption>Predicted against observed arc maxima, log-log. Filled: open ground; open: "
+           "inside a vapour fence (Falcon). Solid line 1:1, dashed lines a factor of two.</figcaption>"
+           "</figure>\n<div>\n<table>\n<tr><th>Distance to the LFL</th><th class=\"num\">Observed</th>"
+           "<th class=\"num\">Predicted</th></tr>\n";
+    for (const TrialPrediction &p : comparison.trials())
+        out += fmt::format("<tr><td>{}</td><td class=\"num\" title=\"{}\">{}</td><td class=\"num\" "
+                           "title=\"{}\">{}</td></tr>\n",
+                           escapeHtml(p.title), escapeHtml(p.observedLfl.how), metres(p.observedLfl.distance),
+                           escapeHtml(p.predictedLfl.how), metres(p.predictedLfl.distance));
+    out += "</table>\n<p><small>Observed: interpolated in log-log between the farthest arc at or above the "
+           "LFL and the next arc out; not computed when every arc is above it or none is. Predicted: where "
+           "the ground-level centreline falls to the LFL (5 % methane).</small></p>\n</div></div>\n";
+    for (std::size_t i = 0; i < comparison.trials().size(); ++i) {
+        const TrialPrediction &p = comparison.trials()[i];
+        out += fmt::format("<h3 id=\"trial-{}\">{}</h3>\n", escapeHtml(p.id), escapeHtml(p.title));
+        if (!p.plume) {
+            out += fmt::format("<p class=\"verdict\">{}</p>\n", escapeHtml(p.notComputed));
+            continue;
+        }
+        const PoolPlume &plume = *p.plume;
+        out +=
+            fmt::format("<p>Pool {} m across, {} kg/s evaporating at {} K; wind {} m/s at 10 m ({}); "
+                        "{}; passive plume from {}.</p>\n",
+                        formatValue(p.source.diameter, 3), formatValue(plume.massRate(), 3),
+                        formatValue(p.source.gasTemperature, 4), formatValue(p.weather.windSpeed, 3),
+                        escapeHtml(p.windHow), escapeHtml(fmt::format("alpha {:.2f}", plume.dense().alpha())),
+                        metres(plume.passiveStart()));
+        if (!p.notes.empty()) {
+            out += "<p><small>";
+            for (std::string note : p.notes) {
+                note[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(note[0])));
+                out += escapeHtml(note) + ". ";
+            }
+            out += "</small></p>\n";
+        }
+        out += "<div class=\"flex\"><figure>" + trialPlot(p, i) +
+               "<figcaption>Predicted ground-level centreline (line) and observed arc maxima (dots); dotted: "
+               "the passive plume takes over; dashed red: the LFL.</figcaption></figure>\n<table>\n"
+               "<tr><th class=\"num\">Distance</th><th class=\"num\">Observed (%)</th><th class=\"num\">"
+               "Predicted (%)</th><th class=\"num\">Cp / Co</th></tr>\n";
+        for (const TrialPair &pair : p.pairs) {
+            out += std::isfinite(pair.predicted) ? "<tr>" : "<tr class=\"missing\">";
+            out += fmt::format(
+                "<td class=\"num\">{:.0f} m</td><td class=\"num\">{}</td><td class=\"num\" "
+                "title=\"{}\">{}</td><td class=\"num\">{}</td></tr>\n",
+                pair.distance, percent(pair.observed), escapeHtml(pair.notComputed),
+                std::isfinite(pair.predicted) ? percent(pair.predicted) : "not computed",
+                std::isfinite(pair.predicted) ? fmt::format("{:.2f}", pair.predicted / pair.observed) : "—");
+        }
+        out += "</table></div>\n";
+    }
+    return out;
+}
+
+} // namespace ostreljet::report

@@ -1,0 +1,150 @@
+#include "ostreljet/farfield/HandOff.hpp"
+
+#include "ostreljet/farfield/FarField.hpp"
+#include "ostreljet/jet/Correlations.hpp"
+#include "ostreljet/jet/JetModel.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+
+namespace ostreljet {
+
+namespace {
+
+constexpr double kGasConstant = 8.31434; // J/(mol K), as the jet equations use
+constexpr double kGravity = 9.80665;     // m/s2
+
+// Briggs's distance to final rise for the release's buoyancy flux (written with densities, so that a gas
+// lighter than air by its molecular weight counts), m; 0 for a source that is not buoyant.
+double finalRiseDistance(const JetModel &model, Atmosphere &air) {
+    const JetModel::ExitConditions exit = model.exitConditions();
+    const double z = std::max(model.stackHeight(), 0.0);
+    const double rhoAir = model.atmospherePressure() * model.atmosphereMolecularWeight() /
+                          (kGasConstant * air.temperatureAt(z));
+    const double flux =
+        kGravity * exit.speed * 0.25 * exit.diameter * exit.diameter * (rhoAir - exit.density) / rhoAir;
+    if (!(flux > 0.0))
+        return 0.0;
+    if (model.pasquillStability() >= 4 && model.pasquillStability() <= 5) {
+        // Stable: from the potential temperature gradient of the profile over the stack.
+        const double gradient = (air.temperatureAt(z + 10.0) - air.temperatureAt(z)) / 10.0 +
+                                kGravity / model.atmosphereSpecificHeat();
+        const double stability = correlations::stabilityParameter(gradient, air.temperatureAt(z));
+        if (stability > 0.0)
+            return correlations::briggsFinalRiseDistanceStable(air.windSpeedAt(std::max(z, 10.0)), stability);
+    }
+    return correlations::briggsFinalRiseDistanceNeutral(flux);
+}
+
+} // namespace
+
+const char *HandOff::describe(Reason reason) {
+    switch (reason) {
+    case Reason::passiveTransition:
+        return "passive transition";
+    case Reason::touchdown:
+        return "touchdown";
+    case Reason::denseTouchdown:
+        return "dense touchdown";
+    case Reason::endOfJet:
+        break;
+    }
+    return "end of the jet";
+}
+
+HandOff HandOff::find(const JetModel &model, const BriggsSigma &sigmas, double sigmaYFactor) {
+    // For each step: the centreline mixture against the air at its height, then the three passive tests,
+    // then the touchdown tests; the last step is the jet's end.
+    Atmosphere air = model.atmosphere();
+    const double bearing = model.referenceWindBearing() * std::numbers::pi / 180.0;
+    const double wx = std::sin(bearing);
+    const double wy = std::cos(bearing);
+    const double pressure = model.atmospherePressure();
+    const double airWeight = model.atmosphereMolecularWeight();
+    const double gasWeight = model.sourceMolecularWeight();
+    const double k1 = FarField::kProfileAreaFactor;
+    const auto &locations = model.centrelineLocations();
+    const auto &velocities = model.centrelineVelocityVectors();
+    const auto &radii = model.profileRadii();
+    const auto &concentrations = model.centrelineConcentrations();
+    const auto &temperatures = model.centrelineTemperatures();
+    const std::int32_t n = model.numberOfOutputSteps();
+
+    const double riseEnds = finalRiseDistance(model, air);
+    HandOff result;
+    for (std::int32_t i = 0; i < n; ++i) {
+        const vector3 &p = locations[i];
+        const double z = p.z();
+        const double c = concentrations[i];
+        const double rp = radii[i];
+        const double ta = air.temperatureAt(std::max(z, 0.0));
+        const double u = air.windSpeedAt(std::max(z, FarField::kLowestWindHeight));
+        const double rhoJet =
+            pressure * (c * gasWeight + (1.0 - c) * airWeight) / (kGasConstant * temperatures[i]);
+        const double rhoAir = pressure * airWeight / (kGasConstant * ta);
+        const double gPrime = kGravity * (rhoJet - rhoAir) / rhoAir;
+        const double localWind = air.windSpeedAt(std::max(z, 0.0));
+        const vector3 &v = velocities[i];
+        const double ex = v.x() - localWind * wx;
+        const double ey = v.y() - localWind * wy;
+        // A buoyant plume's rise is judged by the final-rise distance, so its vertical speed is left out.
+        const double vertical = gPrime < 0.0 ? 0.0 : v.z();
+        const double excess = std::sqrt(ex * ex + ey * ey + vertical * vertical);
+        const double spread = air.verticalVelocitySpread(std::max(z, 0.0));
+        const double area = 2.0 * std::numbers::pi * k1 * rp * rp;
+        const double parameter = std::cbrt(std::abs(gPrime) * std::sqrt(area) / (u * u));
+
+        const double dx = p.x() - model.stackLocationX();
+        const double dy = p.y() - model.stackLocationY();
+        result.step = i;
+        result.downwindDistance = dx * wx + dy * wy;
+        result.crosswindOffset = -dx * wy + dy * wx;
+        result.height = z;
+        result.radius = rp;
+        result.jetConcentration = c;
+        result.centrelineTemperature = temperatures[i];
+        result.reducedGravity = gPrime;
+        result.excessSpeed = excess;
+        result.ambientSpread = spread;
+        result.densityParameter = parameter;
+
+        bool growthPassive = false;
+        if (i > 0) {
+            const vector3 &q = locations[i - 1];
+            const double previous =
+                (q.x() - model.stackLocationX()) * wx + (q.y() - model.stackLocationY()) * wy;
+            const double run = result.downwindDistance - previous;
+            const double sigma = std::sqrt(k1) * rp;
+            const double xy = sigmas.distanceForSigmaY(sigma / sigmaYFactor);
+            const double xz = sigmas.distanceForSigmaZ(sigma);
+            const double slopeY = sigmaYFactor * sigmas.sigmaYSlope(xy);
+            const double slopeZ = std::isnan(xz) ? slopeY : sigmas.sigmaZSlope(xz);
+            const double jetSlope = std::sqrt(k1) * (rp - radii[i - 1]) / run;
+            growthPassive = run > 0.0 && jetSlope <= std::sqrt(slopeY * slopeZ);
+        }
+        const bool densityPassive = gPrime < 0.0 && riseEnds > 0.0 ? result.downwindDistance >= riseEnds
+                                                                   : parameter < kDensityThreshold;
+        const bool speedPassive = excess <= spread && excess <= kExcessSpeedFraction * localWind;
+        result.jetStillActive = !(densityPassive && speedPassive);
+        if (i > 0 && densityPassive && speedPassive && growthPassive) {
+            result.reason = Reason::passiveTransition;
+            return result;
+        }
+        const bool dense = gPrime > 0.0 && parameter >= kDensityThreshold;
+        // The lower edge alone hands over a dense plume that no longer moves as a jet; one that still does is
+        // followed down to the ground by the jet model.
+        if (i > 0 && z - rp <= 0.0 && dense && speedPassive) {
+            result.reason = Reason::denseTouchdown;
+            return result;
+        }
+        if (i > 0 && z <= 1e-6 * std::max(1.0, rp)) {
+            result.reason = dense ? Reason::denseTouchdown : Reason::touchdown;
+            return result;
+        }
+    }
+    result.reason = Reason::endOfJet;
+    return result;
+}
+
+} // namespace ostreljet

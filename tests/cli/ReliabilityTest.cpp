@@ -1,0 +1,234 @@
+// What an audit of every front broke, each case as the engineer met it: no good line's result lost,
+// every piece of work bounded, every failure the exit status it promises, files written as users expect
+// and numbers read as they write them.
+#include "cli/CliTestSupport.hpp"
+
+#include <chrono>
+#include <signal.h>
+#include <sys/stat.h>
+
+using namespace ostreljet::testsupport;
+namespace fs = std::filesystem;
+
+namespace {
+
+const std::string kVent = example("vertical_buoyant_vent.json");
+
+std::string ventLine() {
+    return nlohmann::ordered_json::parse(readText(kVent)).dump();
+}
+
+// Runs the tool with a limit on the size of the files it writes (ulimit -f), in a child process.
+CommandResult cliWithFileSizeLimit(const std::vector<std::string> &arguments, rlim_t bytes) {
+    std::FILE *out = std::tmpfile();
+    std::FILE *err = std::tmpfile();
+    rlimit previous{};
+    getrlimit(RLIMIT_FSIZE, &previous);
+    const rlimit limit{bytes, previous.rlim_max};
+    // The child inherits the limit; the temporary files of this process are written before it applies.
+    setrlimit(RLIMIT_FSIZE, &limit);
+    const pid_t pid = spawn(arguments, fileno(out), fileno(err));
+    setrlimit(RLIMIT_FSIZE, &previous);
+    int status = 0;
+    EXPECT_GT(waitpid(pid, &status, 0), 0);
+    const CommandResult result{WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status),
+                               readText("/dev/fd/" + std::to_string(fileno(out))),
+                               readText("/dev/fd/" + std::to_string(fileno(err)))};
+    std::fclose(out);
+    std::fclose(err);
+    return result;
+}
+
+double secondsSince(std::chrono::steady_clock::time_point start) {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+} // namespace
+
+TEST(NoLostResults, ALineThatIsNotUtf8IsRecordedAndTheOtherLinesRun) {
+    TemporaryFolder folder;
+    std::string bad = ventLine();
+    const std::size_t gas = bad.find("methane");
+    ASSERT_NE(gas, std::string::npos);
+    bad.insert(gas + 4, 1, '\xff'); // inside the gas's name: only that line is wrong
+    const std::string input =
+        folder.write("in.jsonl", ventLine() + "\n" + bad + "\n{not json\n" + ventLine() + "\n");
+    const std::string output = folder.file("out.jsonl");
+    const CommandResult result = cli({"batch", input, "-o", output, "--jobs", "2"});
+    EXPECT_EQ(result.exitStatus, 1) << result.err;
+    EXPECT_EQ(result.err, "ostreljet: 2 of 4 results are errors (lines 2, 3); each is in '" + output +
+                              "' with its line number\n");
+    const std::vector<std::string> lines = linesOf(readText(output));
+    ASSERT_EQ(lines.size(), 4u);
+    const nlohmann::json second = nlohmann::json::parse(lines[1]);
+    EXPECT_EQ(second["line"], 2);
+    EXPECT_EQ(second["ok"], false);
+    const std::string where = std::to_string(bad.find('\xff') + 1);
+    EXPECT_EQ(
+        second["error"],
+        std::string("line 2: not valid UTF-8 (byte 0xFF at byte ").append(where).append(" of the line)"));
+    EXPECT_EQ(nlohmann::json::parse(lines[2])["line"], 3);
+    EXPECT_EQ(nlohmann::json::parse(lines[0])["status"], "ok");
+    EXPECT_EQ(nlohmann::json::parse(lines[3])["status"], "ok");
+    EXPECT_EQ(nlohmann::json::parse(lines[0])["levels"], nlohmann::json::parse(lines[3])["levels"]);
+}
+
+TEST(NoLostResults, NoCommandWritesOverAFileItReads) {
+    TemporaryFolder folder;
+    const std::string cases = folder.write("c.json", readText(OSTRELJET_SOURCE_DIR "/validation/cases.json"));
+    const std::string before = readText(cases);
+    fs::create_symlink(cases, folder.file("link.json"));
+    expectUsageError(cli({"validate", "--cases", cases, "-o", folder.file("link.json")}),
+                     "-o: '" + folder.file("link.json") + "' is the cases file being read ('" + cases +
+                         "'); choose another file");
+    EXPECT_EQ(readText(cases), before);
+}
+
+TEST(BoundedWork, AHugeMassFlowEndsWithinTheBudgetAndSaysWhatIsNotComputed) {
+    TemporaryFolder folder;
+    const std::string huge = folder.write("huge.json", ventWith(R"({"massFlowrate": 1e300})"));
+    const auto start = std::chrono::steady_clock::now();
+    const CommandResult result = cli({"run", huge, "--levels", "LFL,LFL/2,1%,0.5%,0.2%,0.1%,500ppm,100ppm"});
+    const double seconds = secondsSince(start);
+    EXPECT_LT(seconds, 5.0);
+    EXPECT_EQ(result.exitStatus, 0) << result.err;
+    EXPECT_NE(result.out.find("not computed (the summary reached its limit; see the messages)"),
+              std::string::npos)
+        << result.out;
+    EXPECT_NE(result.out.find("error: The summary was ended: the run's budget of evaluations is spent; the "
+                              "answers it had not reached are not computed."),
+              std::string::npos)
+        << result.out;
+
+    // In a batch the same run's summary also stops at the time limit, and the result says so.
+    const std::string input = folder.write("huge.jsonl", nlohmann::json::parse(readText(huge)).dump() + "\n");
+    const auto batchStart = std::chrono::steady_clock::now();
+    const CommandResult batch = cli(
+        {"batch", input, "--levels", "LFL,LFL/2", "--max-seconds", "0.2", "-o", folder.file("out.jsonl")});
+    EXPECT_LT(secondsSince(batchStart), 3.0);
+    EXPECT_EQ(batch.exitStatus, 0) << batch.err;
+    const nlohmann::json line = nlohmann::json::parse(readText(folder.file("out.jsonl")));
+    EXPECT_EQ(line["budgetSpent"], true);
+}
+
+TEST(BoundedWork, LevelsAreLimitedToSixtyFour) {
+    std::string levels = "1%";
+    for (int i = 2; i <= 65; ++i) {
+        levels.append(",").append(std::to_string(i)).append("ppm");
+    }
+    expectUsageError(cli({"run", kVent, "--levels", levels}),
+                     "--levels: more than 64 levels; a summary answers at most 64");
+}
+
+TEST(Limits, MaxRunsIsAPositiveWholeNumberAndEveryLineCounts) {
+    TemporaryFolder folder;
+    const std::string input = folder.write("in.jsonl", ventLine() + "\n{bad\n" + ventLine() + "\n");
+    const std::string output = folder.file("out.jsonl");
+    for (const std::string value : {"-1", "0", "1.5", "0x10"}) {
+        expectUsageError(cli({"batch", input, "-o", output, "--max-runs", value}),
+                         "--max-runs: '" + value + "' is not a whole number of 1 or more");
+    }
+    expectUsageError(cli({"batch", input, "-o", output, "--max-runs", "2"}),
+                     "line 3: the batch goes beyond the limit of 2 runs (raise it with --max-runs)");
+    EXPECT_FALSE(fs::exists(output));
+    for (const std::string value : {"nan", "0", "-1", "inf"}) {
+        const CommandResult result = cli({"batch", input, "-o", output, "--max-seconds", value});
+        EXPECT_EQ(result.exitStatus, 2) << value;
+        EXPECT_LT(result.err.size(), 120u) << result.err; // no 309-digit range
+    }
+}
+
+TEST(Crashes, MemoryRunningOutInAWorkerKeepsTheFinishedResults) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the address sanitizer reserves more address space than the limit leaves";
+#endif
+    TemporaryFolder folder;
+    nlohmann::ordered_json line;
+    line["base"] = nlohmann::ordered_json::parse(readText(kVent));
+    line["vary"]["referenceWindSpeed"] = {2.0, 2.5, 3.0, 3.5, 4.0, 4.5};
+    const std::string input = folder.write("in.jsonl", line.dump() + "\n");
+    const std::string output = folder.file("out.jsonl");
+    // Address-space limits around what the tool needs (about 25 MB here): too little to start, memory
+    // running out in a worker part-way, or enough. Each ends with a status and a message, never an abort.
+    int cutShort = 0;
+    for (rlim_t kilobytes = 23 << 10; kilobytes <= 32 << 10; kilobytes += 256) {
+        std::filesystem::remove(output);
+        const CommandResult result = cli({"batch", input, "-o", output, "--jobs", "2"}, kilobytes << 10);
+        ASSERT_TRUE(result.exitStatus == 0 || result.exitStatus == 2)
+            << result.exitStatus << ": " << result.err;
+        if (result.exitStatus == 2 && result.err.find("out of memory after ") != std::string::npos) {
+            ++cutShort;
+            // The finished runs' results are kept, as many as the message says.
+            const std::size_t kept = linesOf(readText(output)).size();
+            EXPECT_NE(result.err.find("out of memory after " + std::to_string(kept) + " of 6 runs"),
+                      std::string::npos)
+                << result.err;
+        }
+    }
+    EXPECT_GT(cutShort, 0) << "no limit made memory run out during the runs";
+}
+
+TEST(Crashes, AFileSizeLimitIsAWriteErrorAndLeavesNoTemporaryFile) {
+    TemporaryFolder folder;
+    const std::string scenario = folder.write("vent.json", readText(kVent));
+    for (const std::vector<std::string> &arguments :
+         {std::vector<std::string>{"run", scenario, "--csv", folder.file("steps.csv")},
+          {"grid", scenario, "--from", "0,-20,0", "--to", "100,20,60", "--points", "30,20,20", "--csv",
+           folder.file("grid.csv")}}) {
+        const CommandResult result = cliWithFileSizeLimit(arguments, 4096);
+        EXPECT_EQ(result.exitStatus, 2) << arguments[0] << ": " << result.err;
+        EXPECT_NE(result.err.find("File too large"), std::string::npos) << result.err;
+        EXPECT_EQ(folder.entries(), std::set<std::string>{"vent.json"});
+    }
+}
+
+TEST(FileWriting, AReadOnlyTargetIsRefusedUnlessForced) {
+    TemporaryFolder folder;
+    const std::string target = folder.write("steps.csv", "old\n");
+    fs::permissions(target, fs::perms::owner_read);
+    expectUsageError(cli({"run", kVent, "--csv", target}),
+                     "cannot write '" + target +
+                         "': it is read-only (--force replaces it, keeping its mode)");
+    EXPECT_EQ(readText(target), "old\n");
+    const CommandResult forced = cli({"run", kVent, "--csv", target, "--force"});
+    EXPECT_EQ(forced.exitStatus, 0) << forced.err;
+    EXPECT_EQ(readText(target).rfind("arclength,", 0), 0u);
+    EXPECT_EQ(fs::status(target).permissions(), fs::perms::owner_read);
+}
+
+TEST(FileWriting, HardLinksLongNamesAndFifosWithoutReader) {
+    TemporaryFolder folder;
+    const std::string target = folder.write("steps.csv", "old\n");
+    fs::create_hard_link(target, folder.file("link.csv"));
+    ASSERT_EQ(cli({"run", kVent, "--csv", target}).exitStatus, 0);
+    EXPECT_EQ(readText(folder.file("link.csv")), readText(target));
+    EXPECT_EQ(fs::hard_link_count(target), 2u);
+
+    const std::string longName = folder.file(std::string(246, 'n') + ".csv");
+    const CommandResult named = cli({"run", kVent, "--csv", longName});
+    EXPECT_EQ(named.exitStatus, 0) << named.err;
+    EXPECT_EQ(folder.entries().size(), 3u);
+
+    const std::string fifo = folder.file("pipe");
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    const auto start = std::chrono::steady_clock::now();
+    expectUsageError(cli({"run", kVent, "--csv", fifo}),
+                     "cannot write '" + fifo + "': it is a FIFO that no process is reading");
+    EXPECT_LT(secondsSince(start), 5.0);
+}
+
+TEST(Numbers, DecimalOnlyWithAPlusEverywhereAndShortFigures) {
+    expectUsageError(cli({"run", kVent, "--levels", "0x10"}),
+                     "--levels: level \"0x10\": the number is not a decimal number (write it in decimal)");
+    expectUsageError(
+        cli({"run", kVent, "--levels", "1e-320", "--unit", "mg/m3"}),
+        "--levels: level \"1e-320\": is too small: below the smallest concentration the model can "
+        "represent (volume fraction 0)");
+    const CommandResult big = cli({"run", kVent, "--levels", "1e308"});
+    EXPECT_EQ(big.exitStatus, 2);
+    EXPECT_NE(big.err.find("(volume fraction 1e+308)"), std::string::npos) << big.err;
+    EXPECT_EQ(cli({"run", kVent, "--levels", "+1%"}).exitStatus, 0);
+    EXPECT_EQ(cli({"concentration", kVent, "--at", "+1,+2,+3"}).exitStatus, 0);
+    expectUsageError(cli({"concentration", kVent, "--at", "0x1,0,0"}),
+                     "--at: '0x1' is not a decimal number (write it in decimal) in '0x1,0,0'");
+}
