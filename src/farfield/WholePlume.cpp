@@ -14,7 +14,8 @@ WholePlume::WholePlume(const JetModel &model, const FarFieldOptions &options, Ru
     : jet_(model, status), farField_(runStatusHasResults(status) ? FarField(model, options) : FarField()) {}
 
 bool WholePlume::beyondHandOff(double x, double y) const {
-    return (!jet_.bounded() || jet_.hasResults()) && farField_.computed() && farField_.downwindDistanceOf(x, y) >= farField_.handOff().downwindDistance;
+    return (!jet_.bounded() || jet_.hasResults()) && farField_.computed() &&
+           farField_.downwindDistanceOf(x, y) >= farField_.handOff().downwindDistance;
 }
 
 bool WholePlume::computed(double x, double y, double z) const {

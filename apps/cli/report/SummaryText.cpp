@@ -146,9 +146,10 @@ std::vector<SummaryLine> summaryLines(const JetModel &model, const RunSummary &s
         if (!answer.regionComputed) {
             region = "region above it: " + std::string(kNotComputed);
         } else if (answer.farthestDownwindExtent && answer.greatestHalfWidth) {
-            region = fmt::format("region above it to {}, {} m half-width{}",
-                                 downwind(*answer.farthestDownwindExtent), figure(*answer.greatestHalfWidth),
-                                 answer.exceededAtEndOfRun ? " (still exceeded where the run ends: open)" : "");
+            region =
+                fmt::format("region above it to {}, {} m half-width{}",
+                            downwind(*answer.farthestDownwindExtent), figure(*answer.greatestHalfWidth),
+                            answer.exceededAtEndOfRun ? " (still exceeded where the run ends: open)" : "");
         }
         lines.push_back({name, centreline + "; " + region});
     }

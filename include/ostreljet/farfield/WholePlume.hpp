@@ -18,8 +18,8 @@ class JetModel;
 // nothing is computed and the answer is NaN. Without a far field (switched off, or a run with fewer than
 // two steps) it is the jet's field alone. Built for the engineering fronts from a run's status, the jet's
 // field keeps its actual values and is not computed (NaN) beyond the run's end plane short of the hand-off,
-// and nothing is computed for a run without results. Immutable once built; any number of threads may query one.
-// Concentrations are volume fractions; points are in m of the site frame.
+// and nothing is computed for a run without results. Immutable once built; any number of threads may query
+// one. Concentrations are volume fractions; points are in m of the site frame.
 class OSTRELJET_EXPORT WholePlume {
 public:
     // From the model's last run; the jet's field keeps the given rules and cutoff.
