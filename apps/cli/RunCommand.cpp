@@ -215,7 +215,11 @@ void registerRunCommand(CLI::App &app) {
         const FarField farField =
             summary.succeeded() ? FarField(model, farFieldOptionsFor(scenario.farFieldOptions(), modelLevels))
                                 : FarField();
-        const report::SummaryRequest request{levels, modelLevels, unit};
+        report::SummaryRequest request{levels, modelLevels, unit, {}, {}};
+        if (farField.computed()) {
+            request.farFieldFrom = farField.handOff().downwindDistance;
+            request.farFieldTo = farField.endDistance();
+        }
         if (!options->csv.empty() && summary.succeeded()) {
             writeCsv(model, options->csv, unit);
         }

@@ -85,10 +85,19 @@ std::vector<SummaryLine> summaryLines(const JetModel &model, const RunSummary &s
     }
     lines.push_back({"Output steps", fmt::format("{}", summary.outputSteps)});
     const ConcentrationConverter shown = ConcentrationConverter::forModel(model);
-    const std::string beyond =
-        summary.lastStep ? fmt::format("not computed beyond {}", downwind(summary.lastStep->downwind))
-                         : "not computed";
-    if (summary.lastStep) {
+    // Past the jet's end the far field answers where one was built; nothing is computed beyond it.
+    const bool farField = request.farFieldFrom && request.farFieldTo;
+    std::string beyond = summary.lastStep
+                             ? fmt::format("not computed beyond {}", downwind(summary.lastStep->downwind))
+                             : "not computed";
+    if (farField) {
+        beyond = fmt::format("the far field answers from {} (see \"Past the jet\"); not computed beyond {}",
+                             downwind(*request.farFieldFrom), downwind(*request.farFieldTo));
+        lines.push_back(
+            {"Modelled region", fmt::format("the jet to {}, the far field from there to {}; not "
+                                            "computed beyond",
+                                            downwind(*request.farFieldFrom), downwind(*request.farFieldTo))});
+    } else if (summary.lastStep) {
         lines.push_back({"Modelled region", fmt::format("to {}, where the run ends; not computed beyond",
                                                         downwind(summary.lastStep->downwind))});
     }
