@@ -192,7 +192,7 @@ TEST(FileWriting, AReadOnlyTargetIsRefusedUnlessForced) {
     EXPECT_EQ(readText(target), "old\n");
     const CommandResult forced = cli({"run", kVent, "--csv", target, "--force"});
     EXPECT_EQ(forced.exitStatus, 0) << forced.err;
-    EXPECT_EQ(readText(target).rfind("arclength,", 0), 0u);
+    EXPECT_EQ(readText(target).rfind("arclength [m],", 0), 0u);
     EXPECT_EQ(fs::status(target).permissions(), fs::perms::owner_read);
 }
 
