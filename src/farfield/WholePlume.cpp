@@ -2,7 +2,19 @@
 
 #include "ostreljet/jet/JetModel.hpp"
 
+#include <limits>
+
 namespace ostreljet {
+
+namespace {
+
+// A far-field value outside 0 to 1 (a virtual source nearer than the formulas hold) is not an answer:
+// it is reported as not computed rather than passed on.
+double physicalOrNotComputed(double c) {
+    return c >= 0.0 && c <= 1.0 ? c : std::numeric_limits<double>::quiet_NaN();
+}
+
+} // namespace
 
 WholePlume::WholePlume(const JetModel &model, const FarFieldOptions &options, ConcentrationField::Rules rules,
                        double cutoff)
@@ -14,13 +26,13 @@ bool WholePlume::beyondHandOff(double x, double y) const {
 
 double WholePlume::concentration(double x, double y, double z) const {
     if (beyondHandOff(x, y))
-        return farField_.concentration(x, y, z);
+        return physicalOrNotComputed(farField_.concentration(x, y, z));
     return jet_.concentration(x, y, z);
 }
 
 double WholePlume::concentration(double x, double y, double z, std::uint64_t &segmentsSearched) const {
     if (beyondHandOff(x, y))
-        return farField_.concentration(x, y, z);
+        return physicalOrNotComputed(farField_.concentration(x, y, z));
     return jet_.concentration(x, y, z, segmentsSearched);
 }
 
@@ -44,7 +56,7 @@ void WholePlume::grid(double *out, double xStart, double yStart, double zStart, 
                 continue;
             for (std::int64_t k = 0; k < nz; ++k) {
                 const double z = ConcentrationField::gridCoordinate(zStart, zEnd, k, nz, false);
-                out[(i * ny + j) * nz + k] = farField_.concentration(x, y, z);
+                out[(i * ny + j) * nz + k] = physicalOrNotComputed(farField_.concentration(x, y, z));
             }
         }
     }
