@@ -1,6 +1,7 @@
 #include "ostreljet/farfield/GaussianPlume.hpp"
 
 #include <cmath>
+#include <limits>
 #include <numbers>
 
 namespace ostreljet {
@@ -11,6 +12,8 @@ double GaussianPlume::crosswindFactor(double y, double sigmaY) {
 
 double GaussianPlume::verticalFactor(double z, double h, double sigmaZ, double lid) {
     // Outside the layer, well mixed, or the ground's image alone; else images to eight sigma.
+    if (!(sigmaZ > 0.0) || std::isnan(lid))
+        return std::numeric_limits<double>::quiet_NaN(); // no spread to reflect: not computed
     if (z < 0.0 || z > lid)
         return 0.0;
     const double twoSigmaSquared = 2.0 * sigmaZ * sigmaZ;
