@@ -40,7 +40,7 @@ def main(scenario, gas="methane"):
             distance = row.get("centrelineDownwindDistance LFL")
             if row["status"] == "error":
                 sys.exit("run %d failed: %s" % (row["run"], row["error"]))
-            if row["status"] != "ok":
+            if row["status"] not in ("ok", "warning"):
                 cells.append(row["status"])
             elif distance is None:
                 cells.append("beyond run" if row.get("exceededAtEndOfRun LFL") else "never")

@@ -2,8 +2,11 @@
 #include "Support.hpp"
 
 #include "ostreljet/io/ConcentrationConverter.hpp"
+#include "ostreljet/io/InputRefusal.hpp"
 #include "ostreljet/io/PropertyTable.hpp"
 #include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/jet/EngineeringRun.hpp"
+#include "report/PageBuilder.hpp"
 #include "report/SummaryText.hpp"
 
 #include <fmt/core.h>
@@ -208,10 +211,6 @@ json finite(double value) {
     return std::isfinite(value) ? json(value) : json(nullptr);
 }
 
-json optionalNumber(const std::optional<double> &value) {
-    return value && std::isfinite(*value) ? json(*value) : json(nullptr);
-}
-
 // The levels the user asked for (named ones resolved against each run's gas) and the unit of results.
 struct LevelRequest {
     std::vector<Level> levels;
@@ -238,7 +237,8 @@ std::string runJob(Job &job, const LevelRequest &request, double maxSeconds) {
             if (property.type == PropertyTable::Type::Double) {
                 inputs[std::string(property.name)] = finite(value);
             } else {
-                inputs[std::string(property.name)] = static_cast<std::int32_t>(value);
+                // Classes as letters and averaging as words, as scenario files write them.
+                inputs[std::string(property.name)] = report::propertyValueText(property, value);
             }
         }
         if (!scenario.gas().empty()) {
@@ -247,30 +247,27 @@ std::string runJob(Job &job, const LevelRequest &request, double maxSeconds) {
         result["inputs"] = inputs;
         model.setEvaluationBudget(JetModel::recommendedEvaluationBudget); // a worker is never held for long
         model.setTimeLimit(maxSeconds);
-        const bool accepted = model.runModel();
         std::vector<double> levels;
-        if (accepted) {
-            try {
-                levels = Level::toModel(request.levels, model, scenario.gas());
-            } catch (const LevelError &e) {
-                throw std::invalid_argument(fmt::format("--levels: {}", e.what()));
-            }
+        try {
+            levels = Level::toModel(request.levels, model, scenario.gas());
+        } catch (const LevelError &e) {
+            throw std::invalid_argument(fmt::format("--levels: {}", e.what()));
         }
-        const RunSummary summary = RunSummary::of(model, accepted, levels);
-        result["ok"] = summary.succeeded();
-        result["status"] = report::runStatus(summary);
-        result["unit"] = concentrationUnitWord(request.unit);
-        json messages = json::array();
+        RunSummary summary = EngineeringRun::run(model, levels);
+        InputRefusal::annotate(summary, model);
+        // The same keys as `run --json`.
+        const nlohmann::ordered_json shared = jsonSummary(model, summary, request.levels, request.unit);
+        for (auto member = shared.begin(); member != shared.end(); ++member) {
+            result[member.key()] = json(member.value());
+        }
         bool budgetSpent = false;
         for (const RunSummary::Message &message : summary.messages) {
-            messages.push_back(
-                {{"severity", RunSummary::severityName(message.severity)}, {"text", message.text}});
             budgetSpent = budgetSpent || message.code == JetModel::budgetSpentCode ||
                           message.code == JetModel::timeLimitCode;
         }
-        result["messages"] = messages;
         result["budgetSpent"] = budgetSpent; // ended by its evaluation budget or its time limit
-        const std::size_t steps = static_cast<std::size_t>(model.numberOfOutputSteps());
+        const std::size_t steps =
+            summary.succeeded() ? static_cast<std::size_t>(model.numberOfOutputSteps()) : 0;
         result["steps"] = steps;
         if (steps > 0) {
             json last = json::object();
@@ -278,29 +275,9 @@ std::string runJob(Job &job, const LevelRequest &request, double maxSeconds) {
                 last[std::string(series.name)] = finite(series.at(model, steps - 1));
             }
             result["last"] = last;
-            double highest = model.centrelineLocations()[0].z();
-            for (const auto &point : model.centrelineLocations()) {
-                highest = std::max(highest, point.z());
-            }
-            result["greatestHeight"] = finite(highest);
         } else {
             result["last"] = nullptr;
-            result["greatestHeight"] = nullptr;
         }
-        const ConcentrationConverter converter = ConcentrationConverter::forModel(model);
-        json crossings = json::array();
-        for (std::size_t i = 0; i < summary.levels.size(); ++i) {
-            const RunSummary::LevelAnswer &answer = summary.levels[i];
-            crossings.push_back({{"name", request.levels[i].text()},
-                                 {"level", finite(converter.thresholdFromModel(answer.level, request.unit))},
-                                 {"downwindDistance", optionalNumber(answer.centrelineDownwindDistance)},
-                                 {"arclength", optionalNumber(answer.centrelineArcLength)},
-                                 {"farthestDownwindExtent", optionalNumber(answer.farthestDownwindExtent)},
-                                 {"greatestHalfWidth", optionalNumber(answer.greatestHalfWidth)},
-                                 {"exceededAtEndOfRun", answer.exceededAtEndOfRun},
-                                 {"regionComputed", answer.regionComputed}});
-        }
-        result["levels"] = crossings;
     } catch (const std::bad_alloc &) {
         throw; // the batch ends, keeping what is done
     } catch (const std::exception &e) {

@@ -36,7 +36,7 @@ void printJson(const JetModel &model, const RunSummary &summary, ConcentrationUn
                const std::vector<PointValue> &values) {
     std::string out = fmt::format(
         "{{\"ok\": {}, \"status\": {}, \"unit\": {}, \"points\": [", summary.succeeded() ? "true" : "false",
-        jsonString(report::runStatus(summary)), jsonString(concentrationUnitWord(unit)));
+        jsonString(runStatusName(summary.status)), jsonString(concentrationUnitWord(unit)));
     for (std::size_t i = 0; i < values.size(); ++i) {
         const PointValue &point = values[i];
         out += fmt::format("{}{{\"x\": {}, \"y\": {}, \"z\": {}, \"concentration\": {}}}", i == 0 ? "" : ", ",
@@ -60,14 +60,19 @@ void printTable(const RunSummary &summary, ConcentrationUnit unit, const std::ve
     fmt::print("{:>{}}{:>{}}{:>{}}{:>{}}\n", "x [m]", kWidth, "y [m]", kWidth, "z [m]", kWidth, heading,
                std::max<std::size_t>(kWidth, heading.size() + 2));
     for (const PointValue &point : values) {
-        // Beyond the far field's end nothing is computed.
-        const std::string value = std::isfinite(point.concentration)
-                                      ? fmt::format("{:.6g}", point.concentration)
-                                      : std::string("not computed");
+        // Beyond the jet's end short of the far field, and beyond the far field's end, nothing is computed.
+        const std::string value = std::isnan(point.concentration)
+                                      ? std::string("not computed")
+                                      : fmt::format("{:.6g}", point.concentration);
         fmt::print("{:>{}.6g}{:>{}.6g}{:>{}.6g}{:>{}}\n", point.x, kWidth, point.y, kWidth, point.z, kWidth,
                    value, std::max<std::size_t>(kWidth, heading.size() + 2));
     }
-    fmt::print("\n{} output steps\n", summary.outputSteps);
+    fmt::print("\n{} output steps", summary.outputSteps);
+    if (summary.lastStep) {
+        fmt::print("; not computed beyond {} m downwind (the end of the run)",
+                   report::figure(summary.lastStep->downwind));
+    }
+    fmt::print("\n");
     printMessages(summary);
 }
 
@@ -103,13 +108,11 @@ void registerConcentrationCommand(CLI::App &app) {
         }
         const Scenario scenario = loadScenario(options->scenario);
         JetModel model;
-        const bool accepted = runScenario(model, scenario);
-        const RunSummary summary = RunSummary::of(model, accepted, {});
+        const RunSummary summary = runScenario(model, scenario);
         if (!summary.succeeded()) {
             values.clear();
         }
-        const WholePlume field(model, scenario.farFieldOptions(), ConcentrationField::Rules::exact,
-                               model.stoppingConcentration());
+        const WholePlume field(model, scenario.farFieldOptions(), summary.status);
         const ConcentrationConverter converter = ConcentrationConverter::forModel(model);
         for (PointValue &point : values) {
             point.concentration = converter.fromModel(field.concentration(point.x, point.y, point.z), unit,
@@ -120,9 +123,7 @@ void registerConcentrationCommand(CLI::App &app) {
         } else if (summary.succeeded()) {
             printTable(summary, unit, values);
         }
-        if (!summary.succeeded()) {
-            throw noResults(summary);
-        }
+        endUnlessOk(summary);
     });
 }
 

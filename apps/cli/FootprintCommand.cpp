@@ -106,8 +106,7 @@ void registerFootprintCommand(CLI::App &app) {
         const Scenario scenario = loadScenario(options->scenario);
 
         JetModel model;
-        const bool accepted = runScenario(model, scenario);
-        const RunSummary summary = RunSummary::of(model, accepted, {});
+        const RunSummary summary = runScenario(model, scenario);
         if (!summary.succeeded()) {
             throw noResults(summary);
         }
@@ -162,6 +161,7 @@ void registerFootprintCommand(CLI::App &app) {
                                         origin->originLatitude(), origin->originLongitude())
                           : std::string(mapping::kSiteFrameCoordinates));
         printMessages(summary);
+        endUnlessOk(summary);
     });
 }
 

@@ -13,6 +13,7 @@
 
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <iterator>
@@ -132,10 +133,13 @@ void writeGridCsv(std::FILE *out, const GridSpec &grid, const std::vector<double
                     buffer.append(prefix.data(), prefix.data() + prefix.size());
                     buffer.append(zText.data(), zText.data() + zText.size());
                     // std::to_chars with 17 digits writes what "%.17g" writes, without a format string.
+                    // A point that is not computed leaves its cell empty.
                     char text[32];
-                    char *end = std::to_chars(text, text + sizeof text - 1, values[p++],
-                                              std::chars_format::general, 17)
-                                    .ptr;
+                    const double value = values[p++];
+                    char *end = std::isnan(value) ? text
+                                                  : std::to_chars(text, text + sizeof text - 1, value,
+                                                                  std::chars_format::general, 17)
+                                                        .ptr;
                     *end++ = '\n';
                     buffer.append(text, end);
                 }
@@ -231,8 +235,7 @@ void registerGridCommand(CLI::App &app) {
         const Scenario scenario = loadScenario(options->scenario);
 
         JetModel model;
-        const bool accepted = runScenario(model, scenario);
-        const RunSummary summary = RunSummary::of(model, accepted, {});
+        const RunSummary summary = runScenario(model, scenario);
         if (!summary.succeeded()) {
             throw noResults(summary);
         }
@@ -241,8 +244,7 @@ void registerGridCommand(CLI::App &app) {
         if (grid.points > kProgressBarPoints && ::isatty(STDERR_FILENO) == 1) {
             progress = ProgressBar();
         }
-        const WholePlume field(model, scenario.farFieldOptions(), ConcentrationField::Rules::exact,
-                               model.stoppingConcentration());
+        const WholePlume field(model, scenario.farFieldOptions(), summary.status);
         field.grid(values.data(), grid.from[0], grid.from[1], grid.from[2], grid.to[0], grid.to[1],
                    grid.to[2], grid.count[0], grid.count[1], grid.count[2], 0, progress);
         if (unit != ConcentrationConverter::modelUnit && grid.points > 0) {
@@ -262,7 +264,13 @@ void registerGridCommand(CLI::App &app) {
         writeFileAtomically(options->csv, [&](std::FILE *out) { writeGridCsv(out, grid, values, unit); });
         fmt::print("{} points ({} x {} x {}) written to {}, concentrations in {}\n", grid.points,
                    grid.count[0], grid.count[1], grid.count[2], options->csv, concentrationUnitLabel(unit));
+        if (summary.lastStep) {
+            fmt::print(
+                "Points beyond the end of the run ({} m downwind) are not computed: their cells are empty.\n",
+                report::figure(summary.lastStep->downwind));
+        }
         printMessages(summary);
+        endUnlessOk(summary);
     });
 }
 

@@ -7,6 +7,7 @@
 
 #include <fmt/core.h>
 
+#include <cmath>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -41,6 +42,12 @@ std::string scenarioText(const GasTable::Entry &gas) {
         const double value = start != kStartingValues.end() ? start->second : input.defaultValue;
         const std::string text = input.enumeration != nullptr ? jsonString(InputSchema::labelOf(input, value))
                                                               : fmt::format("{}", value);
+        if (input.name == "referenceWindBearing") {
+            // Weather records give where the wind comes from: a wind blowing towards 90 degrees comes from
+            // 270.
+            out += fmt::format(",\n  \"windFromBearing\": {}", std::fmod(value + 180.0, 360.0));
+            continue;
+        }
         out += fmt::format(",\n  \"{}\": {}", input.name, text);
     }
     out += "\n}\n";

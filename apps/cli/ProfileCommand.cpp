@@ -1,6 +1,8 @@
 #include "Commands.hpp"
 #include "Support.hpp"
 
+#include "ostreljet/atmosphere/Atmosphere.hpp"
+#include "ostreljet/atmosphere/WeatherCheck.hpp"
 #include "ostreljet/component/AtmosphereProfile.hpp"
 #include "ostreljet/io/InputSchema.hpp"
 
@@ -210,7 +212,25 @@ void registerProfileCommand(CLI::App &app) {
 
     command->callback([options]() {
         checkRanges(*options);
-        const AtmosphereProfile profile = computeAtmosphereProfile(toInputs(*options));
+        const AtmosphereProfileInputs inputs = toInputs(*options);
+        // The same weather check as every run: refused weather gives no rows.
+        Atmosphere air;
+        air.setPasquillStability(inputs.pasquillStability);
+        air.setSurfaceRoughness(inputs.surfaceRoughness);
+        air.setReferenceWindHeight(inputs.referenceWindHeight);
+        air.setReferenceWindSpeed(inputs.referenceWindSpeed);
+        air.setReferenceTemperature(inputs.referenceTemperature);
+        air.setReferenceWindBearing(inputs.referenceWindBearing);
+        air.setPressure(inputs.pressure);
+        air.setMolecularWeight(inputs.molecularWeight);
+        const WeatherCheck::Finding weather = WeatherCheck::of(air);
+        if (weather.refusal) {
+            throw CommandFailure(kInputsInvalid, "invalid: " + *weather.refusal);
+        }
+        if (weather.notice) {
+            fmt::print(stderr, "warning: {}\n", *weather.notice);
+        }
+        const AtmosphereProfile profile = computeAtmosphereProfile(inputs);
         if (options->json) {
             printJson(profile);
         } else {

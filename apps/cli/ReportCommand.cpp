@@ -52,22 +52,29 @@ void registerReportCommand(CLI::App &app) {
         const Scenario scenario = loadScenario(options->scenario);
         checkOutputPath(options->output);
         JetModel model;
-        const bool ok = runScenario(model, scenario);
-        if (levels.empty()) {
+        scenario.applyTo(model);
+        const bool defaultLevels = levels.empty();
+        if (defaultLevels) {
             levels = Level::defaults(scenario.gas(), model.stoppingConcentration());
         }
-        const std::vector<double> modelLevels =
-            ok ? levelsInModelUnit("--levels", levels, model, scenario.gas()) : std::vector<double>{};
-        const RunSummary summary = RunSummary::of(model, ok, modelLevels);
+        std::vector<double> modelLevels;
+        try {
+            modelLevels = levelsInModelUnit("--levels", levels, model, scenario.gas());
+        } catch (const CommandFailure &) {
+            if (!defaultLevels) {
+                throw;
+            }
+            levels.clear(); // the default of a stopping concentration that validation refuses
+        }
+        const RunSummary summary = runScenario(model, scenario, modelLevels);
+        const bool ok = summary.status != RunStatus::invalid;
         const std::string name = std::filesystem::path(options->scenario).filename().string();
-        const std::string page =
-            report::ReportPage::render(model, scenario, name, ok, summary, {levels, modelLevels, unit});
+        const std::string page = report::ReportPage::render(model, scenario, name, ok, summary,
+                                                            {levels, modelLevels, unit, {}, {}});
         writeFileAtomically(options->output,
                             [&](std::FILE *out) { std::fwrite(page.data(), 1, page.size(), out); });
         // The page explains a failed validation too; the status still tells scripts about it.
-        if (!summary.succeeded()) {
-            throw noResults(summary);
-        }
+        endUnlessOk(summary);
     });
 }
 

@@ -57,7 +57,12 @@ void printJson(const JetModel &model, const RunSummary &summary, const std::vect
                                   jsonSummaryMembers(model, summary, levels, unit));
     out += ", \"farField\": " + farField.dump();
     out += ", \"steps\": {";
-    const std::vector<std::vector<double>> columns = allSeries(model, unit);
+    std::vector<std::vector<double>> columns = allSeries(model, unit);
+    if (!summary.succeeded()) {
+        for (std::vector<double> &column : columns) {
+            column.clear(); // no figures from a run without results
+        }
+    }
     const auto series = PropertyTable::series();
     for (std::size_t c = 0; c < series.size(); ++c) {
         out += fmt::format("{}\"{}\": [", c == 0 ? "" : ", ", series[c].name);
@@ -132,7 +137,9 @@ void writeCsv(const JetModel &model, const std::string &path, ConcentrationUnit 
             if (!line.empty()) {
                 line += ',';
             }
-            line += series.name;
+            line += fmt::format("{} [{}]", series.name,
+                                series.name == kConcentrationSeries ? concentrationUnitLabel(unit)
+                                                                    : std::string_view(series.unit));
         }
         fmt::print(out, "{}\n", line);
         const std::size_t steps = static_cast<std::size_t>(model.numberOfOutputSteps());
@@ -189,21 +196,37 @@ void registerRunCommand(CLI::App &app) {
         }
         const Scenario scenario = loadScenario(options->scenario);
         JetModel model;
-        const bool accepted = runScenario(model, scenario);
-        if (levels.empty()) {
+        scenario.applyTo(model);
+        const bool defaultLevels = levels.empty();
+        if (defaultLevels) {
             levels = Level::defaults(scenario.gas(), model.stoppingConcentration());
         }
-        const std::vector<double> modelLevels =
-            accepted ? levelsInModelUnit("--levels", levels, model, scenario.gas()) : std::vector<double>{};
-        const RunSummary summary = RunSummary::of(model, accepted, modelLevels);
-        const FarField farField(model, farFieldOptionsFor(scenario.farFieldOptions(), modelLevels));
-        const report::SummaryRequest request{levels, modelLevels, unit};
+        std::vector<double> modelLevels;
+        try {
+            modelLevels = levelsInModelUnit("--levels", levels, model, scenario.gas());
+        } catch (const CommandFailure &) {
+            if (!defaultLevels) {
+                throw;
+            }
+            levels.clear(); // the default of a stopping concentration that validation refuses
+        }
+        const RunSummary summary = runScenario(model, scenario, modelLevels);
+        // The far field only from a run with results.
+        const FarField farField =
+            summary.succeeded() ? FarField(model, farFieldOptionsFor(scenario.farFieldOptions(), modelLevels))
+                                : FarField();
+        report::SummaryRequest request{levels, modelLevels, unit, {}, {}};
+        if (farField.computed()) {
+            request.farFieldFrom = farField.handOff().downwindDistance;
+            request.farFieldTo = farField.endDistance();
+        }
         if (!options->csv.empty() && summary.succeeded()) {
             writeCsv(model, options->csv, unit);
         }
         if (options->json) {
             printJson(model, summary, levels, unit, farFieldJson(model, farField, request));
-        } else if (!options->quiet && options->csv.empty() && summary.succeeded()) {
+        } else if (!options->quiet && options->csv.empty() &&
+                   (summary.succeeded() || summary.status == RunStatus::failed)) {
             const std::string gas = scenario.gas().empty() ? "" : fmt::format(" ({})", scenario.gas());
             printSummary(model, summary, request,
                          fmt::format("Summary of {}{}, concentrations in {}:",
@@ -214,13 +237,11 @@ void registerRunCommand(CLI::App &app) {
             for (const std::string &warning : farField.warnings()) {
                 fmt::print("  warning: {}\n", warning);
             }
-            if (options->steps) {
+            if (options->steps && summary.succeeded()) {
                 printSteps(model, unit);
             }
         }
-        if (!summary.succeeded()) {
-            throw noResults(summary);
-        }
+        endUnlessOk(summary);
     });
 }
 

@@ -1,8 +1,10 @@
 #include "Support.hpp"
 
+#include "ostreljet/io/InputRefusal.hpp"
 #include "ostreljet/io/NumberText.hpp"
 #include "ostreljet/io/SafeFile.hpp"
 #include "ostreljet/io/SameFile.hpp"
+#include "ostreljet/jet/EngineeringRun.hpp"
 #include "report/SummaryText.hpp"
 
 #include <fmt/core.h>
@@ -155,10 +157,12 @@ Scenario loadScenario(const std::string &path) {
     }
 }
 
-bool runScenario(JetModel &model, const Scenario &scenario) {
+RunSummary runScenario(JetModel &model, const Scenario &scenario, std::span<const double> levels) {
     scenario.applyTo(model);
     model.setEvaluationBudget(JetModel::recommendedEvaluationBudget); // every run ends in bounded time
-    return model.runModel();
+    RunSummary summary = EngineeringRun::run(model, levels);
+    InputRefusal::annotate(summary, model);
+    return summary;
 }
 
 CommandFailure invalidInputs(const JetModel &model) {
@@ -341,64 +345,89 @@ std::vector<double> levelsInModelUnit(const std::string &option, const std::vect
 
 namespace {
 
-std::string jsonOptional(const std::optional<double> &value) {
-    return value ? jsonNumber(*value) : "null";
+nlohmann::json jsonValue(double value) {
+    return std::isfinite(value) ? nlohmann::json(value) : nlohmann::json(nullptr);
 }
 
-std::string jsonLocation(const RunSummary::Location &at) {
-    return fmt::format("{{\"x\": {}, \"y\": {}, \"z\": {}, \"downwind\": {}, \"crosswind\": {}, "
-                       "\"arcLength\": {}}}",
-                       jsonNumber(at.x), jsonNumber(at.y), jsonNumber(at.z), jsonNumber(at.downwind),
-                       jsonNumber(at.crosswind), jsonNumber(at.arcLength));
+nlohmann::json jsonOptional(const std::optional<double> &value) {
+    return value ? jsonValue(*value) : nlohmann::json(nullptr);
+}
+
+nlohmann::json jsonLocation(const RunSummary::Location &at) {
+    return {{"x", jsonValue(at.x)},
+            {"y", jsonValue(at.y)},
+            {"z", jsonValue(at.z)},
+            {"downwind", jsonValue(at.downwind)},
+            {"crosswind", jsonValue(at.crosswind)},
+            {"arcLength", jsonValue(at.arcLength)}};
 }
 
 } // namespace
 
-std::string jsonSummaryMembers(const JetModel &model, const RunSummary &summary,
-                               const std::vector<Level> &levels, ConcentrationUnit unit) {
+nlohmann::ordered_json jsonSummary(const JetModel &model, const RunSummary &summary,
+                                   const std::vector<Level> &levels, ConcentrationUnit unit) {
     const ConcentrationConverter converter = ConcentrationConverter::forModel(model);
-    std::string out = fmt::format(
-        "\"ok\": {}, \"status\": {}, \"unit\": {}, \"summary\": {{", summary.succeeded() ? "true" : "false",
-        jsonString(report::runStatus(summary)), jsonString(concentrationUnitWord(unit)));
-    out += fmt::format("\"ending\": {}, \"endMessage\": {}, \"outputSteps\": {}",
-                       jsonString(RunSummary::endingName(summary.ending)),
-                       summary.endMessage ? jsonString(*summary.endMessage) : "null", summary.outputSteps);
-    out += fmt::format(", \"greatestCentrelineHeight\": {}",
-                       summary.greatestCentrelineHeight ? jsonLocation(*summary.greatestCentrelineHeight)
-                                                        : "null");
-    out += fmt::format(", \"edgeReachesGroundDownwind\": {}, \"centrelineReachesGroundDownwind\": {}",
-                       jsonOptional(summary.edgeReachesGroundDownwind),
-                       jsonOptional(summary.centrelineReachesGroundDownwind));
+    nlohmann::ordered_json out;
+    out["ok"] = summary.succeeded();
+    out["status"] = runStatusName(summary.status);
+    out["unit"] = concentrationUnitWord(unit);
+    nlohmann::ordered_json figures;
+    figures["ending"] = RunSummary::endingName(summary.ending);
+    figures["endMessage"] =
+        summary.endMessage ? nlohmann::json(*summary.endMessage) : nlohmann::json(nullptr);
+    figures["outputSteps"] = summary.outputSteps;
+    figures["notComputedBeyondDownwind"] =
+        summary.lastStep ? jsonValue(summary.lastStep->downwind) : nlohmann::json(nullptr);
+    figures["stoppingConcentration"] =
+        jsonValue(converter.thresholdFromModel(model.stoppingConcentration(), unit));
+    figures["stoppingConcentrationLoweredFrom"] =
+        summary.stoppingConcentrationLoweredFrom
+            ? jsonValue(converter.thresholdFromModel(*summary.stoppingConcentrationLoweredFrom, unit))
+            : nlohmann::json(nullptr);
+    figures["greatestCentrelineHeight"] = summary.greatestCentrelineHeight
+                                              ? jsonLocation(*summary.greatestCentrelineHeight)
+                                              : nlohmann::json(nullptr);
+    figures["edgeReachesGroundDownwind"] = jsonOptional(summary.edgeReachesGroundDownwind);
+    figures["centrelineReachesGroundDownwind"] = jsonOptional(summary.centrelineReachesGroundDownwind);
     if (summary.groundMaximum) {
         const double value = converter.fromModel(summary.groundMaximum->concentration, unit,
                                                  report::ambientTemperatureAt(model, 0.0));
-        out += fmt::format(", \"groundMaximum\": {{\"concentration\": {}, \"location\": {}}}",
-                           jsonNumber(value), jsonLocation(summary.groundMaximum->location));
+        figures["groundMaximum"] = {{"concentration", jsonValue(value)},
+                                    {"location", jsonLocation(summary.groundMaximum->location)}};
     } else {
-        out += ", \"groundMaximum\": null";
+        figures["groundMaximum"] = nullptr;
     }
-    out += fmt::format(", \"groundMaximumComputed\": {}", summary.groundMaximumComputed ? "true" : "false");
-    out += ", \"levels\": [";
+    nlohmann::ordered_json answers = nlohmann::ordered_json::array();
     for (std::size_t i = 0; i < summary.levels.size(); ++i) {
         const RunSummary::LevelAnswer &answer = summary.levels[i];
-        out += fmt::format(
-            "{}{{\"level\": {}, \"value\": {}, \"centrelineDownwindDistance\": {}, "
-            "\"centrelineArcLength\": {}, \"farthestDownwindExtent\": {}, "
-            "\"greatestHalfWidth\": {}, \"exceededAtEndOfRun\": {}, \"regionComputed\": {}}}",
-            i == 0 ? "" : ", ", jsonString(i < levels.size() ? levels[i].text() : ""),
-            jsonNumber(converter.thresholdFromModel(answer.level, unit)),
-            jsonOptional(answer.centrelineDownwindDistance), jsonOptional(answer.centrelineArcLength),
-            jsonOptional(answer.farthestDownwindExtent), jsonOptional(answer.greatestHalfWidth),
-            answer.exceededAtEndOfRun ? "true" : "false", answer.regionComputed ? "true" : "false");
+        nlohmann::ordered_json level;
+        level["level"] = i < levels.size() ? levels[i].text() : "";
+        level["value"] = jsonValue(converter.thresholdFromModel(answer.level, unit));
+        level["centrelineDownwindDistance"] = jsonOptional(answer.centrelineDownwindDistance);
+        level["centrelineArcLength"] = jsonOptional(answer.centrelineArcLength);
+        level["farthestDownwindExtent"] = jsonOptional(answer.farthestDownwindExtent);
+        level["greatestHalfWidth"] = jsonOptional(answer.greatestHalfWidth);
+        level["exceededAtEndOfRun"] = answer.exceededAtEndOfRun;
+        level["regionComputed"] = answer.regionComputed;
+        answers.push_back(level);
     }
-    out += "]}, \"messages\": [";
-    for (std::size_t i = 0; i < summary.messages.size(); ++i) {
-        out += fmt::format("{}{{\"severity\": {}, \"text\": {}}}", i == 0 ? "" : ", ",
-                           jsonString(RunSummary::severityName(summary.messages[i].severity)),
-                           jsonString(summary.messages[i].text));
+    figures["groundMaximumComputed"] = summary.groundMaximumComputed;
+    figures["levels"] = answers;
+    out["summary"] = figures;
+    nlohmann::ordered_json messages = nlohmann::ordered_json::array();
+    for (const RunSummary::Message &message : summary.messages) {
+        messages.push_back(
+            {{"severity", RunSummary::severityName(message.severity)}, {"text", message.text}});
     }
-    out += "]";
+    out["messages"] = messages;
     return out;
+}
+
+std::string jsonSummaryMembers(const JetModel &model, const RunSummary &summary,
+                               const std::vector<Level> &levels, ConcentrationUnit unit) {
+    const std::string text = jsonSummary(model, summary, levels, unit)
+                                 .dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    return text.substr(1, text.size() - 2);
 }
 
 void printMessages(const RunSummary &summary) {
@@ -415,9 +444,22 @@ CommandFailure noResults(const RunSummary &summary) {
     const std::string why = summary.endMessage         ? *summary.endMessage
                             : summary.messages.empty() ? std::string(RunSummary::endingName(summary.ending))
                                                        : summary.messages.front().text;
-    return CommandFailure(kInputsInvalid, summary.ending == RunSummary::Ending::refusedBySourceChecks
-                                              ? "the run was refused by the source checks: " + why
-                                              : why);
+    const std::string status(runStatusName(summary.status));
+    if (summary.status == RunStatus::refused) {
+        return CommandFailure(kInputsInvalid, "the run was refused by the source checks: " + why);
+    }
+    return CommandFailure(kInputsInvalid, summary.status == RunStatus::invalid ? why : status + ": " + why);
+}
+
+void endUnlessOk(const RunSummary &summary) {
+    if (runStatusExitCode(summary.status) != kSuccess) {
+        std::fflush(stdout); // what was printed comes before the reason on stderr
+        throw noResults(summary);
+    }
+}
+
+std::string concentrationText(double value) {
+    return std::isnan(value) ? std::string("not computed") : report::figure(value);
 }
 
 void checkNotInput(const std::string &option, const std::string &output, const std::string &input,

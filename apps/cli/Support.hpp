@@ -7,12 +7,14 @@
 #include "ostreljet/jet/RunSummary.hpp"
 
 #include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
 #include <array>
 #include <cstdint>
 #include <cstdio>
 #include <functional>
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -20,17 +22,16 @@
 
 namespace ostreljet::cli {
 
-// Exit statuses of the command: 0 done; 1 the inputs failed the model's validation or the source checks
-// refused the run (no results); 2 a usage, input
+// Exit statuses of the command: 0 done (run status ok or warning); 1 a run that was not ok or warning
+// (incomplete, failed, refused or invalid: see RunStatus); 2 a usage, input
 // or file error, or a resource that ran out (memory, threads, disk); 3 an error inside the tool.
 constexpr int kSuccess = 0;
 constexpr int kInputsInvalid = 1;
 constexpr int kUsageError = 2;
 constexpr int kInternalError = 3;
 
-// How the concentration field treats small values, as every front says it.
-constexpr std::string_view kCutoffSentence =
-    "Concentrations below the stopping concentration are reported as 0.";
+// What a point outside the modelled region answers, as every front says it.
+constexpr std::string_view kCutoffSentence = "Points beyond the end of the run are not computed.";
 
 // Ends a command with an exit status; main prints the message (when there is one) on stderr.
 class CommandFailure : public std::runtime_error {
@@ -69,8 +70,9 @@ std::string jsonString(std::string_view text);
 // Reads a scenario file; a bad file ends the command with status 2 and the reader's message.
 Scenario loadScenario(const std::string &path);
 
-// Applies a scenario to a model and runs it: true when the inputs passed validation.
-bool runScenario(JetModel &model, const Scenario &scenario);
+// Applies a scenario to a model and runs it as every engineering front does (weather check, stopping
+// concentration lowered below `levels`, volume fractions), with a bound on its work; its summary.
+RunSummary runScenario(JetModel &model, const Scenario &scenario, std::span<const double> levels = {});
 // The end of a command whose scenario failed validation: status 1 with the model's first message.
 CommandFailure invalidInputs(const JetModel &model);
 // The model's messages as a JSON array of strings.
@@ -91,14 +93,22 @@ std::vector<Level> parseLevelsOption(const std::string &option, const std::strin
 std::vector<double> levelsInModelUnit(const std::string &option, const std::vector<Level> &levels,
                                       const JetModel &model, const std::string &gas);
 
+// The run's summary and messages as a JSON object {"ok", "status", "unit", "summary", "messages"}, the keys
+// that `run --json` and `batch` share; concentrations in `unit`, null for what is not computed.
+nlohmann::ordered_json jsonSummary(const JetModel &model, const RunSummary &summary,
+                                   const std::vector<Level> &levels, ConcentrationUnit unit);
 // The run's summary and messages as JSON members ("status", "summary", "messages"), concentrations in
 // `unit`; no braces around them.
 std::string jsonSummaryMembers(const JetModel &model, const RunSummary &summary,
                                const std::vector<Level> &levels, ConcentrationUnit unit);
 // Prints "Messages:" and each message with its severity.
 void printMessages(const RunSummary &summary);
-// The end of a command whose run gave no results: status 1 with the message that ended it.
+// The end of a command whose run was not ok or warning: status 1 with the message that ended it.
 CommandFailure noResults(const RunSummary &summary);
+// Throws noResults unless the run's status is ok or warning.
+void endUnlessOk(const RunSummary &summary);
+// A concentration as text: its figure, or "not computed" for NaN.
+std::string concentrationText(double value);
 
 // Refuses, with status 2, an output path that is the scenario file (or `what`) being read (the same
 // file, by any path or link); every file written is checked against every input noted so.

@@ -232,9 +232,9 @@ void registerWeatherCommand(CLI::App &app) {
         }
 
         JetModel model;
-        const bool accepted = runScenario(model, scenario);
-        if (!accepted) {
-            throw invalidInputs(model);
+        const RunSummary checked = runScenario(model, scenario);
+        if (checked.status == RunStatus::invalid) {
+            throw noResults(checked);
         }
         if (levels.empty()) {
             levels = Level::defaults(scenario.gas(), model.stoppingConcentration());

@@ -54,6 +54,15 @@
 #define OSTRELJET_ENDING_OTHER 5          /* the end of the range, or the integrator gave up */
 #define OSTRELJET_ENDING_NOT_RUN 6        /* the model has not run */
 
+/* What a run's outcome means (ostreljet_status), the same on every front. */
+#define OSTRELJET_STATUS_OK 0         /* results to use as they are */
+#define OSTRELJET_STATUS_WARNING 1    /* results to use with care (a warning message says why) */
+#define OSTRELJET_STATUS_INCOMPLETE 2 /* a limit ended the run: results up to where it ended */
+#define OSTRELJET_STATUS_FAILED 3     /* the model produced non-physical values: no results */
+#define OSTRELJET_STATUS_REFUSED 4    /* the source checks refused the release: no results */
+#define OSTRELJET_STATUS_INVALID 5    /* an input, or the weather it implies, was refused: no run */
+#define OSTRELJET_STATUS_NOT_RUN 6    /* the model has not run */
+
 /* Severity of a message (ostreljet_message_severity). */
 #define OSTRELJET_INFORMATION 0
 #define OSTRELJET_WARNING 1
@@ -118,7 +127,18 @@ OSTRELJET_API int ostreljet_ending(const ostreljet_model *m);
 /* "stopping concentration", "centreline on the ground", "top of the boundary layer", "refused by the
  * source checks", "inputs invalid", "other", "not run"; NULL for another value. Static. */
 OSTRELJET_API const char *ostreljet_ending_name(int ending);
-/* The message that ended the last run; NULL when none did or before a run. Valid until the next run. */
+/* The last run's status: one of OSTRELJET_STATUS_*; OSTRELJET_STATUS_NOT_RUN before any run. */
+OSTRELJET_API int ostreljet_status(const ostreljet_model *m);
+/* "ok", "warning", "incomplete", "failed", "refused", "invalid", "not run"; NULL for another value.
+ * Static. */
+OSTRELJET_API const char *ostreljet_status_name(int status);
+/* Whether the last run computed the concentration at a point: 1 inside the modelled region, 0 beyond the
+ * run's end plane (the plane through its last output step, normal to the jet) or for a run without
+ * results, where ostreljet_concentration answers NaN; OSTRELJET_INVALID_ARGUMENT for a point that is not
+ * finite. */
+OSTRELJET_API int ostreljet_computed(const ostreljet_model *m, double x, double y, double z);
+/* The message that ended the last run, with the figures a refusal compared; NULL when none did or before
+ * a run. Valid until the next run. */
 OSTRELJET_API const char *ostreljet_end_message(const ostreljet_model *m);
 
 /* Echo of the once-only notices to standard output for every model of the C API: on (non-zero) or off
@@ -223,9 +243,10 @@ OSTRELJET_API const char *ostreljet_property_member(const char *name, int value)
 
 /* Concentration (volume fraction) at a point after a run; 0 before any run; NaN on a null model or a
  * coordinate that is not a finite number (ostreljet_last_error() names it).
- * Concentrations below the stopping concentration are reported as 0. A point is 0 only where no part of the
- * jet reaches it, wherever the jet goes (the component interface keeps its own quicker test against the
- * downwind line). */
+ * Inside the modelled region the field's own value is answered (a point is 0 only where no part of the jet
+ * reaches it, wherever the jet goes; the component interface keeps its own quicker test against the
+ * downwind line); beyond the run's end plane, and for a run without results, NaN: not computed
+ * (ostreljet_computed tells it apart from an error). */
 OSTRELJET_API double ostreljet_concentration(const ostreljet_model *m, double x, double y, double z);
 /* Concentrations on a regular grid, x outermost and z innermost. The x axis runs from x0 to x1
  * inclusive; the y and z axes stop one step short of y1 and z1. Returns the number of values written

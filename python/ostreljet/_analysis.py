@@ -38,7 +38,8 @@ def _absent(value):
 class Summary:
     """The summary of one run, in the unit it was asked for; absent answers are None.
 
-    status: "ok", "refused" or "invalid" ("not run" before a run); ending and end_message: how and with
+    status: "ok", "warning", "incomplete", "failed", "refused" or "invalid" ("not run" before a run), as
+    every front words it; ending and end_message: how and with
     which message the run ended; figures: name -> value of the run figures (greatestCentrelineHeight,
     edgeReachesGroundDownwind, groundMaximum, ...); levels: one dict per level with its text ("LFL"), its
     value in the unit and its figures (centrelineDownwindDistance, farthestDownwindExtent, ...); units:
@@ -59,7 +60,8 @@ class Summary:
 
     @property
     def succeeded(self):
-        return self.status == "ok"
+        """True when the run gave results: status "ok", "warning" or "incomplete"."""
+        return self.status in ("ok", "warning", "incomplete")
 
     def __getattr__(self, name):
         # The run figures as attributes: summary.greatestCentrelineHeight.

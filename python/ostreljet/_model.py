@@ -507,9 +507,10 @@ class Model:
     def run(self):
         """Validates the inputs and runs: True when the run gave results, False when it gave none.
 
-        False when the inputs were refused ("invalid") or the source checks refused the release
-        ("refused"): status, ending and end_message say which and why. A run that gave results may still
-        have ended early; read messages. ValueError when the release would start underground
+        True for the statuses "ok", "warning" (results to use with care) and "incomplete" (a limit ended
+        the run: results up to there); False for "failed" (non-physical values), "refused" (by the source
+        checks) and "invalid" (inputs or weather): status and end_message say which and why, with the
+        figures compared. ValueError when the release would start underground
         (stackHeight <= 0 m pointing downward, releaseAngle < 0 degrees).
         """
         with self._lock:
@@ -522,7 +523,7 @@ class Model:
                 raise ValueError("the run was refused: %s" % error)
             if status < 0:
                 raise OstreljetError("the run failed: %s" % error)
-        return self.status == "ok"
+        return self.status in ("ok", "warning", "incomplete")
 
     @property
     def ending(self):
@@ -534,8 +535,11 @@ class Model:
 
     @property
     def status(self):
-        """"ok" (the run gave results), "refused" (by the source checks), "invalid" (inputs) or "not run"."""
-        return _STATUS.get(self.ending, "ok")
+        """The last run's status, the same word on every front: "ok", "warning", "incomplete", "failed",
+        "refused", "invalid", or "not run"."""
+        with self._lock:
+            code = self._lib.ostreljet_status(self._live())
+        return _text(self._lib.ostreljet_status_name(code))
 
     @property
     def end_message(self):
@@ -575,11 +579,14 @@ class Model:
             encoded = levels.encode("utf-8") if levels else None
 
             def summarize():
+                # A level below the stopping concentration runs the model again, stopping at half that level.
                 count = self._lib.ostreljet_summarize(handle, encoded, unit.encode("ascii"))
                 return count, (_library.last_error() if count < 0 else "")
 
             # Ctrl-C cancels the summary's searches as it cancels a run.
             count, error = self._run_interruptibly(handle, summarize)
+            object.__setattr__(self, "_results", None)
+            object.__setattr__(self, "_messages", None)
             if count < 0:
                 raise ValueError(error)
             return read_summary(self, handle, count)
@@ -729,19 +736,33 @@ class Model:
             return list(self._messages)
 
     def concentration(self, x, y, z, unit="vol"):
-        """Concentration at the point (x east, y north, z up; m); 0 before a run.
+        """Concentration at the point (x east, y north, z up; m).
 
         unit: "vol" (volume fraction, the model's own), "mass", "%", "ppm" or "mg/m3" (at the point's
-        mixture temperature). Concentrations of the jet below the stopping concentration are reported as 0;
-        past the hand-off plane the far field answers, and beyond its end nothing is computed: nan.
+        mixture temperature). Inside the modelled region the field's own value (a computed 0 is 0); past
+        the hand-off plane the far field answers. NaN where nothing is computed: beyond the run's end plane
+        short of the far field, beyond the far field's end, before a run and for a run without results
+        (computed() tells which points).
         """
         point = [_real(axis, value) for axis, value in zip("xyz", (x, y, z))]
         unit = _unit_word(unit)
         with self._lock:
-            value = self._lib.ostreljet_concentration_unit(self._live(), *point, unit.encode("ascii"))
-        if value != value and not all(math.isfinite(axis) for axis in point):
-            raise ValueError(_library.last_error())
+            handle = self._live()
+            value = self._lib.ostreljet_concentration_unit(handle, *point, unit.encode("ascii"))
+            if value != value:
+                error = _library.last_error()
+                if self._lib.ostreljet_computed(handle, *point) != 0:
+                    raise ValueError(error)
         return value
+
+    def computed(self, x, y, z):
+        """True when the last run computed the concentration at the point (inside the modelled region)."""
+        point = [_real(axis, value) for axis, value in zip("xyz", (x, y, z))]
+        with self._lock:
+            answer = self._lib.ostreljet_computed(self._live(), *point)
+        if answer < 0:
+            raise ValueError(_library.last_error())
+        return answer == 1
 
     @staticmethod
     def grid_axes(x0, y0, z0, x1, y1, z1, nx, ny, nz):
@@ -828,12 +849,6 @@ class Model:
 def _model_with_inputs(inputs):
     return Model(**inputs)
 
-
-_STATUS = {
-    "refused by the source checks": "refused",
-    "inputs invalid": "invalid",
-    "not run": "not run",
-}
 
 UNITS = ("mass", "vol", "%", "ppm", "mg/m3")
 

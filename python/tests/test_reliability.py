@@ -60,20 +60,20 @@ def test_a_summary_without_levels_or_their_default_says_so():
         model.summary()
 
 
-def test_a_huge_release_summary_stops_at_its_budget_and_says_what_is_not_computed():
+def test_a_huge_release_fails_at_once_and_no_region_is_computed():
     model = ostreljet.Model.from_scenario(VENT)
     model.massFlowrate = 1e300
     model.run()
     start = time.monotonic()
     summary = model.summary(levels="LFL,LFL/2,1%,0.5%,0.2%,0.1%,500ppm,100ppm")
     assert time.monotonic() - start < 5.0
-    assert summary.messages[-1] == (
-        "error",
-        "The summary was ended: the run's budget of evaluations is spent; the answers it had not reached "
-        "are not computed.",
-    )
-    assert not summary.levels[-1]["regionComputed"]
-    assert summary.levels[-1]["farthestDownwindExtent"] is None
+    assert summary.status == "failed"
+    assert summary.messages[-1][0] == "error"
+    assert summary.messages[-1][1].startswith(
+        "The model produced non-physical values: a profile radius of 3.228e+148 m, wider than the model's range "
+        "of 10000 m")
+    assert all(not level["regionComputed"] and level["farthestDownwindExtent"] is None
+               for level in summary.levels)
 
 
 def test_sweeps_keep_the_run_limit_of_batch():

@@ -41,7 +41,7 @@ def test_rerun_refreshes_results_and_messages(array_mode):
         # A refused run leaves no results behind.
         m.orificeDiameter = 0.0
         assert m.run() is False
-        assert m.messages == [ORIFICE_MESSAGE] and m.step_count == 0 and len(m.results) == 0
+        assert m.messages == [ORIFICE_MESSAGE + " (orificeDiameter = 0 m)"] and m.step_count == 0 and len(m.results) == 0
         assert all(len(m.results[name]) == 0 for name in ostreljet.SERIES)
 
 

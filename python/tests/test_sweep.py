@@ -33,7 +33,9 @@ def test_failing_releases_become_rows():
     assert [row["status"] for row in rows] == ["ok", "refused", "invalid", "error"]
     assert rows[0]["centrelineDownwindDistance 2%"] > 0 and rows[0]["level 2%"] == 2.0
     assert rows[1]["centrelineDownwindDistance 2%"] is None
-    assert rows[1]["end_message"].endswith("model not valid.")
+    assert rows[1]["end_message"].startswith(
+        "The calculated exit velocity is less than three times the wind velocity, model not valid. (exit speed "
+    )
     assert rows[1]["messages"][0].startswith("error: The calculated exit velocity")
     assert rows[3]["error"] == "TypeError: massFlowrate takes a number (kg/s), not str 'lots'"
     assert [row["run"] for row in rows] == [0, 1, 2, 3]
@@ -53,7 +55,7 @@ def test_threads_equal_serial():
     pandas.testing.assert_frame_equal(serial, threads)
     assert serial.attrs["units"]["centrelineDownwindDistance LFL"] == "m"
     assert serial.attrs["units"]["level LFL"] == "ppm" and serial.attrs["units"]["massFlowrate"] == "kg/s"
-    assert set(serial["status"]) == {"ok"} and serial.index.name == "run"
+    assert set(serial["status"]) <= {"ok", "warning"} and serial.index.name == "run"
 
 
 def _inputs():
@@ -79,7 +81,7 @@ def test_two_worker_local_cluster_equals_serial(monkeypatch):
         with distributed.Client(cluster) as client:
             clustered = ostreljet.sweep(base, vary, levels="LFL", unit="%", client=client)
     pandas.testing.assert_frame_equal(serial, clustered)
-    assert set(serial["status"]) == {"ok", "refused"}
+    assert "refused" in set(serial["status"]) and set(serial["status"]) <= {"ok", "warning", "refused"}
 
 
 def test_weather_matrix_example_prints_the_lfl_table():

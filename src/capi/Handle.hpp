@@ -7,7 +7,9 @@
 #include "ostreljet/farfield/WholePlume.hpp"
 #include "ostreljet/io/ConcentrationUnit.hpp"
 #include "ostreljet/jet/ConcentrationField.hpp"
+#include "ostreljet/jet/EngineeringRun.hpp"
 #include "ostreljet/jet/JetModel.hpp"
+#include "ostreljet/jet/RunField.hpp"
 #include "ostreljet/jet/RunSummary.hpp"
 
 #include <atomic>
@@ -25,6 +27,8 @@ struct KeptSummary {
     std::vector<std::string> levelTexts; // as written, or as the defaults name them
     std::vector<double> levelValues;     // in `unit`
     double groundMaximum;                // in `unit`, at the ground maximum's location; NaN when absent
+    double stoppingConcentration = 0.0;  // in `unit`, of the run summarised
+    double loweredFrom = 0.0;            // in `unit`, the stopping concentration before it was lowered; NaN
 };
 
 struct ostreljet_model {
@@ -34,23 +38,28 @@ struct ostreljet_model {
     bool inputsAccepted = false;
     ostreljet::RunSummary::Ending ending = ostreljet::RunSummary::Ending::other;
     std::optional<std::string> endMessage;
-    std::vector<ostreljet::MessageSeverity> severities; // of the last run's messages, in order
+    ostreljet::RunStatus status = ostreljet::RunStatus::invalid; // of the last run
+    ostreljet::EngineeringRun::Preparation preparation;          // of the last run
+    std::vector<ostreljet::MessageSeverity> severities;          // of the last run's messages, in order
+    std::vector<std::string> messages; // the last run's messages, with their figures
     std::optional<KeptSummary> summary;
     // A cancel asked for since the summary under way started (a run's own request lasts until the next run).
     std::atomic<bool> summaryCancelled{false};
     // The far field's inputs, set by name or read from a scenario.
     ostreljet::FarFieldOptions farFieldOptions;
-    // The whole plume of the last run (the exact jet field, then the far field), built on the first query
-    // after a change; queries from several threads share it.
+    // The whole plume of the last run as the engineering fronts answer it (the jet's field, then the far
+    // field; NaN where not computed), built on the first query after a change; queries from several
+    // threads share it.
     mutable std::mutex fieldMutex;
     mutable std::shared_ptr<const ostreljet::WholePlume> field;
+    mutable ostreljet::RunStatus fieldStatus = ostreljet::RunStatus::invalid;
 
     std::shared_ptr<const ostreljet::WholePlume> currentField() const {
         const std::lock_guard<std::mutex> lock(fieldMutex);
-        if (!field || !field->jet().isCurrentFor(model, model.stoppingConcentration())) {
-            field = std::make_shared<const ostreljet::WholePlume>(model, farFieldOptions,
-                                                                  ostreljet::ConcentrationField::Rules::exact,
-                                                                  model.stoppingConcentration());
+        const ostreljet::RunStatus now = hasRun ? status : ostreljet::RunStatus::invalid;
+        if (!field || fieldStatus != now || !field->jet().isCurrentFor(model, 0.0)) {
+            field = std::make_shared<const ostreljet::WholePlume>(model, farFieldOptions, now);
+            fieldStatus = now;
         }
         return field;
     }
@@ -59,6 +68,19 @@ struct ostreljet_model {
         const std::lock_guard<std::mutex> lock(fieldMutex);
         farFieldOptions = options;
         field.reset();
+    }
+
+    // Records what a finished run's summary says: ending, status and messages.
+    void record(const ostreljet::RunSummary &summary) {
+        ending = summary.ending;
+        endMessage = summary.endMessage;
+        status = summary.status;
+        severities.clear();
+        messages.clear();
+        for (const ostreljet::RunSummary::Message &message : summary.messages) {
+            severities.push_back(message.severity);
+            messages.push_back(message.text);
+        }
     }
 };
 

@@ -1,5 +1,7 @@
 // The C API's model: its life, inputs, run, series, messages, gas and the concentration field of its run.
 #include "Handle.hpp"
+#include "ostreljet/io/InputRefusal.hpp"
+#include "ostreljet/jet/EngineeringRun.hpp"
 
 #include "ostreljet/Version.hpp"
 #include "ostreljet/farfield/FarFieldInputs.hpp"
@@ -118,18 +120,21 @@ int ostreljet_run(ostreljet_model *m) {
         m->model.setOwnEchoStream(echoOn.load() ? stdout : nullptr);
         m->summary.reset();
         m->severities.clear();
+        m->messages.clear();
         m->hasRun = false;
-        const bool accepted = m->model.runModel();
-        // The ending and the severities, without the field's figures.
-        const ostreljet::RunSummary ending =
+        // As every engineering front runs: the weather checked first.
+        const ostreljet::EngineeringRun::Preparation preparation =
+            ostreljet::EngineeringRun::prepare(m->model, {});
+        const bool accepted = ostreljet::EngineeringRun::runPrepared(m->model, preparation);
+        // The ending, the status and the severities, without the field's figures.
+        ostreljet::RunSummary ending =
             ostreljet::RunSummary::of(m->model, accepted, {}, [](double, double, double) { return 0.0; });
+        ostreljet::EngineeringRun::complete(ending, preparation);
+        ostreljet::InputRefusal::annotate(ending, m->model);
         m->hasRun = true;
         m->inputsAccepted = accepted;
-        m->ending = ending.ending;
-        m->endMessage = ending.endMessage;
-        for (const ostreljet::RunSummary::Message &message : ending.messages) {
-            m->severities.push_back(message.severity);
-        }
+        m->preparation = preparation;
+        m->record(ending);
         return accepted ? 1 : 0;
     });
 }
@@ -169,16 +174,21 @@ int ostreljet_message_count(const ostreljet_model *m) {
         if (m == nullptr) {
             return fail(invalidArgument, "null model");
         }
-        return static_cast<int>(m->model.messageCount());
+        return m->hasRun ? static_cast<int>(m->messages.size()) : static_cast<int>(m->model.messageCount());
     });
 }
 
 const char *ostreljet_message(const ostreljet_model *m, int index) {
     return guarded<const char *>(nullptr, [&]() -> const char * {
-        if (m == nullptr || index < 0 || index >= m->model.messageCount()) {
+        if (m == nullptr || index < 0) {
             return nullptr;
         }
-        return m->model.messageText(index).c_str();
+        if (m->hasRun) {
+            return static_cast<std::size_t>(index) < m->messages.size()
+                       ? m->messages[static_cast<std::size_t>(index)].c_str()
+                       : nullptr;
+        }
+        return index < m->model.messageCount() ? m->model.messageText(index).c_str() : nullptr;
     });
 }
 
@@ -341,6 +351,38 @@ const char *ostreljet_severity_name(int severity) {
         return fail<const char *>(nullptr, "no severity " + std::to_string(severity));
     }
     return ostreljet::RunSummary::severityName(static_cast<ostreljet::MessageSeverity>(severity)).data();
+}
+
+int ostreljet_status(const ostreljet_model *m) {
+    return guarded(internalFailure, [&] {
+        if (m == nullptr) {
+            return fail(invalidArgument, "null model");
+        }
+        return m->hasRun ? static_cast<int>(m->status) : OSTRELJET_STATUS_NOT_RUN;
+    });
+}
+
+const char *ostreljet_status_name(int status) {
+    if (status == OSTRELJET_STATUS_NOT_RUN) {
+        return "not run";
+    }
+    if (status < OSTRELJET_STATUS_OK || status > OSTRELJET_STATUS_INVALID) {
+        return fail<const char *>(nullptr, "no status " + std::to_string(status));
+    }
+    return ostreljet::runStatusName(static_cast<ostreljet::RunStatus>(status)).data();
+}
+
+int ostreljet_computed(const ostreljet_model *m, double x, double y, double z) {
+    return guarded(internalFailure, [&] {
+        if (m == nullptr) {
+            return fail(invalidArgument, "null model");
+        }
+        const std::string point = ostreljet::io::InputSanity::pointProblem(x, y, z);
+        if (!point.empty()) {
+            return fail(invalidArgument, point);
+        }
+        return m->currentField()->computed(x, y, z) ? 1 : 0;
+    });
 }
 
 const char *ostreljet_last_error(void) {

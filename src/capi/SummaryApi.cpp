@@ -101,6 +101,10 @@ const Figure figures[] = {
      [](const KeptSummary &k) {
          return k.summary.groundMaximum ? k.summary.groundMaximum->location.crosswind : notANumber;
      }},
+    {"notComputedBeyondDownwind", "m",
+     [](const KeptSummary &k) { return k.summary.lastStep ? k.summary.lastStep->downwind : notANumber; }},
+    {"stoppingConcentration", "conc", [](const KeptSummary &k) { return k.stoppingConcentration; }},
+    {"stoppingConcentrationLoweredFrom", "conc", [](const KeptSummary &k) { return k.loweredFrom; }},
     {"groundMaximumComputed", "-",
      [](const KeptSummary &k) { return k.summary.groundMaximumComputed ? 1.0 : 0.0; }},
 };
@@ -205,7 +209,24 @@ int ostreljet_summarize(ostreljet_model *m, const char *levels, const char *unit
         } catch (const ostreljet::LevelError &e) {
             return fail(invalidArgument, e.what());
         }
-        // 2. The summary of the last run from its exact field; nothing to search before a run. The
+        // 2. A level below the run's stopping concentration: the run again, stopping at half the lowest
+        // level.
+        if (m->hasRun && m->inputsAccepted &&
+            ostreljet::EngineeringRun::stoppingConcentrationFor(m->model.stoppingConcentration(), inModel) <
+                m->model.stoppingConcentration()) {
+            ostreljet::EngineeringRun::Preparation again =
+                ostreljet::EngineeringRun::prepare(m->model, inModel);
+            if (m->preparation.loweredFrom) {
+                again.loweredFrom = m->preparation.loweredFrom; // the value the user gave
+            }
+            m->inputsAccepted = ostreljet::EngineeringRun::runPrepared(m->model, again);
+            ostreljet::RunSummary ending = ostreljet::RunSummary::of(
+                m->model, m->inputsAccepted, {}, [](double, double, double) { return 0.0; });
+            ostreljet::EngineeringRun::complete(ending, again);
+            m->preparation = again;
+            m->record(ending);
+        }
+        // 3. The summary of the last run from its exact field; nothing to search before a run. The
         // searches keep to what is left of the run's budget and stop on a cancel made after they start.
         m->summaryCancelled.store(false);
         ostreljet::RunSummary::Limits limits = ostreljet::RunSummary::limitsAfterRun(m->model);
@@ -216,7 +237,8 @@ int ostreljet_summarize(ostreljet_model *m, const char *levels, const char *unit
         KeptSummary kept{m->hasRun ? ostreljet::RunSummary::of(
                                          m->model, m->inputsAccepted, inModel,
                                          [&field, &segments](double x, double y, double z) {
-                                             return field->concentration(x, y, z, segments);
+                                             const double c = field->concentration(x, y, z, segments);
+                                             return std::isnan(c) ? 0.0 : c;
                                          },
                                          limits)
                                    : ostreljet::RunSummary{},
@@ -224,15 +246,23 @@ int ostreljet_summarize(ostreljet_model *m, const char *levels, const char *unit
                          {},
                          {},
                          notANumber};
+        if (m->hasRun) {
+            ostreljet::EngineeringRun::complete(kept.summary, m->preparation);
+        }
         if (!m->hasRun) {
             for (const double level : inModel) {
                 kept.summary.levels.push_back(
                     ostreljet::RunSummary::LevelAnswer{level, {}, {}, {}, {}, false, true});
             }
         }
-        // 3. The concentrations in the chosen unit: levels as thresholds, the ground maximum at its point.
+        // 4. The concentrations in the chosen unit: levels as thresholds, the ground maximum at its point.
         const ostreljet::ConcentrationConverter converter =
             ostreljet::ConcentrationConverter::forModel(m->model);
+        kept.stoppingConcentration = converter.thresholdFromModel(m->model.stoppingConcentration(), *chosen);
+        kept.loweredFrom =
+            kept.summary.stoppingConcentrationLoweredFrom
+                ? converter.thresholdFromModel(*kept.summary.stoppingConcentrationLoweredFrom, *chosen)
+                : notANumber;
         for (std::size_t i = 0; i < parsed.size(); ++i) {
             kept.levelTexts.push_back(parsed[i].text());
             kept.levelValues.push_back(converter.thresholdFromModel(inModel[i], *chosen));

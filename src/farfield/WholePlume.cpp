@@ -2,6 +2,7 @@
 
 #include "ostreljet/jet/JetModel.hpp"
 
+#include <cmath>
 #include <limits>
 
 namespace ostreljet {
@@ -20,8 +21,18 @@ WholePlume::WholePlume(const JetModel &model, const FarFieldOptions &options, Co
                        double cutoff)
     : jet_(model, rules, cutoff), farField_(model, options) {}
 
+WholePlume::WholePlume(const JetModel &model, const FarFieldOptions &options, RunStatus status)
+    : jet_(model, status), farField_(runStatusHasResults(status) ? FarField(model, options) : FarField()) {}
+
 bool WholePlume::beyondHandOff(double x, double y) const {
-    return farField_.computed() && farField_.downwindDistanceOf(x, y) >= farField_.handOff().downwindDistance;
+    return (!jet_.bounded() || jet_.hasResults()) && farField_.computed() &&
+           farField_.downwindDistanceOf(x, y) >= farField_.handOff().downwindDistance;
+}
+
+bool WholePlume::computed(double x, double y, double z) const {
+    if (beyondHandOff(x, y))
+        return !std::isnan(physicalOrNotComputed(farField_.concentration(x, y, z)));
+    return jet_.computed(x, y, z);
 }
 
 double WholePlume::concentration(double x, double y, double z) const {
@@ -40,7 +51,8 @@ void WholePlume::grid(double *out, double xStart, double yStart, double zStart, 
                       double zEnd, std::int32_t numberOfPointsX, std::int32_t numberOfPointsY,
                       std::int32_t numberOfPointsZ, unsigned threads,
                       const ConcentrationField::GridProgress &progress) const {
-    // The jet's grid on every core, then the points past the hand-off plane from the far field.
+    // The jet's grid on every core (not computed beyond its end), then the points past the hand-off plane
+    // from the far field.
     jet_.grid(out, xStart, yStart, zStart, xEnd, yEnd, zEnd, numberOfPointsX, numberOfPointsY,
               numberOfPointsZ, threads, progress);
     if (!farField_.computed())

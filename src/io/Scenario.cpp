@@ -271,6 +271,23 @@ Scenario Scenario::fromText(std::string_view text, const std::string &sourceName
         if (key == "gas") {
             continue;
         }
+        if (key == "windFromBearing") {
+            // Where the wind comes from, as weather records give it: the model's bearing is where it blows.
+            if (document.contains("referenceWindBearing")) {
+                throw ScenarioError(sourceName +
+                                    ": give either \"windFromBearing\" (where the wind comes from) or "
+                                    "\"referenceWindBearing\" (where it blows towards), not both");
+            }
+            const double from =
+                inputValue(sourceName, key, *InputSchema::find("referenceWindBearing"), it.value());
+            if (!(from >= 0.0 && from <= 360.0)) {
+                throw ScenarioError(sourceName +
+                                    ": \"windFromBearing\" must lie between 0 and 360 degrees, not " +
+                                    describe(it.value()));
+            }
+            scenario.inputs_.emplace_back("referenceWindBearing", std::fmod(from + 180.0, 360.0));
+            continue;
+        }
         if (const FarFieldInputs::Input *far = FarFieldInputs::find(key)) {
             const std::string problem =
                 FarFieldInputs::set(scenario.farField_, *far, farFieldValue(sourceName, *far, it.value()));

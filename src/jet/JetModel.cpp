@@ -24,7 +24,7 @@ constexpr double minusPiG = -(constants::pi * constants::gravity); // m/s^2
 static_assert(minusPiG == -30.808499596326314);
 constexpr double gasConstant = constants::gasConstant; // J/(mol K)
 constexpr double degreesToRadians = constants::degreesToRadians;
-constexpr double endOfArcLength = 10000.0; // m
+constexpr double endOfArcLength = JetModel::arcLengthRange; // m
 
 // Coefficients of the raised-cosine cross-section profiles.
 constexpr double k1 = 0.18266892;
@@ -103,6 +103,7 @@ void JetModel::resetModel() {
     residualEvaluations_ = 0;
     derivativeEvaluations_ = 0;
     lastArcLength_ = 0.0;
+    sourceFigures_ = SourceFigures{};
     interruption_ = Interruption::None;
     cancelRequested_.store(false, std::memory_order_relaxed);
 }
@@ -419,6 +420,8 @@ JetModel::SourceRatios JetModel::sourceRatios() const {
 
 bool JetModel::checkSourceConditions() {
     const auto [densityRatio, velocityRatio] = sourceRatios();
+    sourceFigures_ =
+        SourceFigures{densityRatio, jetGas_.source().velocity().norm(), atmosphere_.velocity().norm()};
     if (densityRatio > 5.0 || densityRatio < 0.2) {
         addMessage("The calculated density ratio is invalid.", 0, 28);
         return false;

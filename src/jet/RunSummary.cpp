@@ -1,5 +1,6 @@
 #include "ostreljet/jet/RunSummary.hpp"
 #include "ostreljet/jet/ConcentrationField.hpp"
+#include "ostreljet/jet/RunField.hpp"
 #include "ostreljet/numerics/Constants.hpp"
 #include "ostreljet/numerics/vector3.hpp"
 
@@ -26,11 +27,15 @@ constexpr std::int32_t stoppingCode = 2;
 constexpr std::int32_t velocityRatioCode = 26;
 constexpr std::int32_t densityRatioCode = 28;
 constexpr std::int32_t boundaryLayerCode = 32;
+constexpr std::int32_t velocityWarningCode = 25;
+constexpr std::int32_t densityWarningCode = 27;
 constexpr std::string_view groundText = "The centreline of the jet is interacting with the ground";
 constexpr std::string_view boundaryLayerText =
     "The centreline of the jet is interacting with the top of the boundary layer";
 constexpr std::string_view stoppingText = "Stopping concentration reached";
 constexpr std::string_view refusalText = "The calculated";
+constexpr std::string_view densityWarningText = "Density ratio outside normal range";
+constexpr std::string_view velocityWarningText = "The jet to wind velocity ratio";
 
 // Ray and grid searches of the field.
 constexpr int rayDirections = 16;        // directions around the axis in each cross-section plane
@@ -121,6 +126,58 @@ double norm(const Point &a) {
 
 bool startsWith(const std::string &text, std::string_view prefix) {
     return text.compare(0, prefix.size(), prefix) == 0;
+}
+
+// The one table of severities: the model's messages that are not the default for their level. Every
+// other message is an error at level 1 or 2 and a warning below.
+struct SeverityRule {
+    std::int32_t code;
+    std::int32_t level;
+    std::string_view prefix;
+    MessageSeverity severity;
+};
+constexpr SeverityRule severityTable[] = {
+    {stoppingCode, 0, stoppingText, MessageSeverity::information},
+    // The centreline reaching the ground or the top of the boundary layer is a legitimate end of the jet:
+    // its results hold up to there.
+    {groundCode, 2, groundText, MessageSeverity::warning},
+    {boundaryLayerCode, 2, boundaryLayerText, MessageSeverity::warning},
+    {velocityRatioCode, 0, refusalText, MessageSeverity::error},
+    {densityRatioCode, 0, refusalText, MessageSeverity::error},
+};
+
+const SeverityRule *severityRuleOf(const ErrorMessageCollection::ErrorMessage &m) {
+    for (const SeverityRule &rule : severityTable) {
+        if (m.code == rule.code && m.level == rule.level && startsWith(m.text, rule.prefix)) {
+            return &rule;
+        }
+    }
+    return nullptr;
+}
+
+std::string number(double value) {
+    char text[64];
+    std::snprintf(text, sizeof text, "%.4g", value);
+    return text;
+}
+
+std::string metres(double value) {
+    char text[64];
+    std::snprintf(text, sizeof text, "%.1f", value);
+    return text;
+}
+
+// The source figures a refusal or a warning of the source checks compared, as words.
+std::string densityFigures(const JetModel::SourceFigures &f) {
+    return " (density ratio " + number(f.densityRatio) +
+           " at the source; the model accepts 0.2 to 5 and is normally used from 0.5 to 2)";
+}
+
+std::string velocityFigures(const JetModel::SourceFigures &f, double factor) {
+    const double ratio =
+        f.windSpeed > 0.0 ? f.exitSpeed / f.windSpeed : std::numeric_limits<double>::infinity();
+    return " (exit speed " + number(f.exitSpeed) + " m/s, wind speed at the stack " + number(f.windSpeed) +
+           " m/s: " + number(ratio) + " times; the model needs " + number(factor) + " times)";
 }
 
 bool isStoppingNotice(const ErrorMessageCollection::ErrorMessage &m) {
@@ -441,16 +498,73 @@ std::optional<RunSummary::GroundMaximum> searchGround(const Series &series, cons
     return RunSummary::GroundMaximum{best.value, locate(p, frame, nearestArcLength(series, p))};
 }
 
+// Why a run's values are not physical, with where and the likely cause; absent when they are.
+std::optional<std::string> nonPhysical(const JetModel &model, const Series &series, const WindFrame &frame) {
+    // Scan of the output steps for a value no real jet has.
+    // 1. The first step whose position, radius, concentration, temperature or velocity is not finite, whose
+    //    radius is below 0, or whose concentration is below 0 or above the source's.
+    // 2. The likely cause from the source figures: a density ratio outside the normal range, else a low
+    //    velocity ratio.
+    const std::size_t n = series.location.size();
+    const double source = series.concentration[0];
+    std::string what;
+    std::size_t at = 0;
+    for (std::size_t i = 0; i < n && what.empty(); ++i) {
+        const Point &p = series.location[i];
+        const double c = series.concentration[i];
+        const double temperature = model.centrelineTemperature(static_cast<std::int32_t>(i));
+        const double velocity = model.centrelineVelocity(static_cast<std::int32_t>(i));
+        at = i;
+        if (!std::isfinite(p.x()) || !std::isfinite(p.y()) || !std::isfinite(p.z()) ||
+            !std::isfinite(series.radius[i]) || !std::isfinite(c) || !std::isfinite(temperature) ||
+            !std::isfinite(velocity)) {
+            what = "a value that is not a number";
+        } else if (series.radius[i] < 0.0) {
+            what = "a profile radius of " + number(series.radius[i]) + " m";
+        } else if (series.radius[i] > JetModel::arcLengthRange) {
+            what = "a profile radius of " + number(series.radius[i]) + " m, wider than the model's range of " +
+                   std::to_string(static_cast<long>(JetModel::arcLengthRange)) + " m";
+        } else if (c < 0.0) {
+            what = "a centreline concentration of " + number(c) + " volume fraction, below 0";
+        } else if (c > std::max(source, 0.0) * (1.0 + 1e-9) || c > 1.0 + 1e-9) {
+            what = "a centreline concentration of " + number(c) + " volume fraction, above the source's " +
+                   number(source);
+        } else if (!(temperature > 0.0)) {
+            what = "a centreline temperature of " + number(temperature) + " K";
+        }
+    }
+    if (what.empty()) {
+        return std::nullopt;
+    }
+    const JetModel::SourceFigures &f = model.sourceFigures();
+    std::string cause;
+    if (f.densityRatio > 2.0 || (f.densityRatio > 0.0 && f.densityRatio < 0.5)) {
+        cause = "the density ratio of " + number(f.densityRatio) +
+                " at the source, outside the model's normal range of 0.5 to 2";
+    } else if (f.windSpeed > 0.0 && f.exitSpeed < 6.0 * f.windSpeed) {
+        cause = "the exit speed of " + number(f.exitSpeed) + " m/s, less than 6 times the wind speed of " +
+                number(f.windSpeed) + " m/s at the stack";
+    } else {
+        cause = "a release outside the range the model's equations hold for";
+    }
+    const double downwind =
+        std::isfinite(frame.downwind(series.location[at])) ? frame.downwind(series.location[at]) : 0.0;
+    return "The model produced non-physical values: " + what + " at " + number(series.arcLength[at]) +
+           " m along the centreline (" + number(downwind) + " m downwind). Likely cause: " + cause +
+           ". No results are given.";
+}
 } // namespace
 
 MessageSeverity RunSummary::severityOf(const ErrorMessageCollection::ErrorMessage &message) {
-    if (isStoppingNotice(message)) {
-        return MessageSeverity::information;
+    if (const SeverityRule *rule = severityRuleOf(message)) {
+        return rule->severity;
     }
-    if (message.level >= 1 || isRefusal(message)) {
-        return MessageSeverity::error;
-    }
-    return MessageSeverity::warning;
+    return message.level >= 1 ? MessageSeverity::error : MessageSeverity::warning;
+}
+
+void RunSummary::addMessage(std::string text, MessageSeverity severity, std::int32_t code,
+                            std::int32_t level) {
+    messages.push_back(Message{std::move(text), severity, code, level});
 }
 
 std::string_view RunSummary::severityName(MessageSeverity severity) {
@@ -502,13 +616,17 @@ RunSummary RunSummary::of(const JetModel &model, bool inputsAccepted, std::span<
         throw std::invalid_argument("at most " + std::to_string(maximumLevels) + " levels, not " +
                                     std::to_string(levels.size()));
     }
-    const ConcentrationField field(model, ConcentrationField::Rules::exact);
+    // Nothing is computed beyond the run's end plane: the searches treat it as below every level.
+    const RunField field(model, RunStatus::ok);
     std::uint64_t segments = 0;
     Limits limits = limitsAfterRun(model);
     limits.segmentsSearched = [&segments] { return segments; };
     return of(
         model, inputsAccepted, levels,
-        [&field, &segments](double x, double y, double z) { return field.concentration(x, y, z, segments); },
+        [&field, &segments](double x, double y, double z) {
+            const double c = field.concentration(x, y, z, segments);
+            return std::isnan(c) ? 0.0 : c;
+        },
         limits);
 }
 
@@ -530,52 +648,77 @@ RunSummary RunSummary::of(const JetModel &model, bool inputsAccepted, std::span<
     }
     RunSummary summary;
     summary.outputSteps = model.numberOfOutputSteps();
+    const JetModel::SourceFigures &figures = model.sourceFigures();
     for (const ErrorMessageCollection::ErrorMessage &m : model.messages()) {
         // Validation's message refuses the run however it reads.
         const MessageSeverity severity = inputsAccepted ? severityOf(m) : MessageSeverity::error;
-        summary.messages.push_back(Message{m.text, severity, m.code, m.level});
+        std::string text = m.text;
+        if (inputsAccepted && m.level == 0) {
+            if ((m.code == densityRatioCode && startsWith(m.text, refusalText)) ||
+                (m.code == densityWarningCode && startsWith(m.text, densityWarningText))) {
+                text += densityFigures(figures);
+            } else if (m.code == velocityRatioCode && startsWith(m.text, refusalText)) {
+                text += velocityFigures(figures, 3.0);
+            } else if (m.code == velocityWarningCode && startsWith(m.text, velocityWarningText)) {
+                text += velocityFigures(figures, 6.0);
+            }
+        }
+        summary.messages.push_back(Message{std::move(text), severity, m.code, m.level});
     }
     const auto &messages = model.messages();
+    const auto lastError = [&summary]() -> std::optional<std::string> {
+        for (auto m = summary.messages.rbegin(); m != summary.messages.rend(); ++m) {
+            if (m->severity == MessageSeverity::error) {
+                return m->text;
+            }
+        }
+        return std::nullopt;
+    };
     if (!inputsAccepted) {
         summary.ending = Ending::inputsInvalid;
+        summary.status = RunStatus::invalid;
         if (!messages.empty()) {
-            summary.endMessage = messages.front().text;
+            summary.endMessage = summary.messages.front().text;
         }
     } else if (summary.outputSteps == 0) {
-        for (const auto &m : messages) {
-            if (isRefusal(m)) {
+        for (std::size_t i = 0; i < messages.size(); ++i) {
+            if (isRefusal(messages[i])) {
                 summary.ending = Ending::refusedBySourceChecks;
-                summary.endMessage = m.text;
+                summary.status = RunStatus::refused;
+                summary.endMessage = summary.messages[i].text;
                 break;
             }
         }
+        if (summary.status != RunStatus::refused) {
+            summary.status = RunStatus::failed;
+            summary.endMessage = lastError();
+            if (!summary.endMessage) {
+                summary.endMessage = "The run gave no output steps.";
+                summary.addMessage(*summary.endMessage, MessageSeverity::error, integratorEndCode, 2);
+            }
+        }
     } else {
-        for (auto m = messages.rbegin(); m != messages.rend(); ++m) {
-            if (m->code == groundCode && m->level == 2 && startsWith(m->text, groundText)) {
+        for (std::size_t k = messages.size(); k-- > 0;) {
+            const ErrorMessageCollection::ErrorMessage &m = messages[k];
+            if (m.code == groundCode && m.level == 2 && startsWith(m.text, groundText)) {
                 summary.ending = Ending::centrelineOnGround;
-            } else if (m->code == boundaryLayerCode && m->level == 2 &&
-                       startsWith(m->text, boundaryLayerText)) {
+            } else if (m.code == boundaryLayerCode && m.level == 2 && startsWith(m.text, boundaryLayerText)) {
                 summary.ending = Ending::topOfBoundaryLayer;
-            } else if (isStoppingNotice(*m)) {
+            } else if (isStoppingNotice(m)) {
                 summary.ending = Ending::stoppingConcentration;
             } else {
                 continue;
             }
-            summary.endMessage = m->text;
+            summary.endMessage = summary.messages[k].text;
             break;
         }
         if (summary.ending == Ending::other) {
-            for (auto m = messages.rbegin(); m != messages.rend(); ++m) {
-                if (severityOf(*m) == MessageSeverity::error) {
-                    summary.endMessage = m->text;
-                    break;
-                }
-            }
+            summary.endMessage = lastError();
         }
     }
     if (summary.outputSteps == 0) {
         for (const double level : levels) {
-            summary.levels.push_back(LevelAnswer{level, {}, {}, {}, {}, false, true});
+            summary.levels.push_back(LevelAnswer{level, {}, {}, {}, {}, false, false});
         }
         return summary;
     }
@@ -585,6 +728,41 @@ RunSummary RunSummary::of(const JetModel &model, bool inputsAccepted, std::span<
                           std::cos(bearing)};
     const Series series = readSeries(model);
     const std::size_t n = series.location.size();
+
+    summary.lastStep = locate(series.location[n - 1], frame, series.arcLength[n - 1]);
+    if (const std::optional<std::string> failure = nonPhysical(model, series, frame)) {
+        // No distances from a run whose values are not physical.
+        summary.status = RunStatus::failed;
+        summary.endMessage = *failure;
+        summary.addMessage(*failure, MessageSeverity::error, nonPhysicalCode, 2);
+        summary.lastStep.reset();
+        for (const double level : levels) {
+            summary.levels.push_back(LevelAnswer{level, {}, {}, {}, {}, false, false});
+        }
+        return summary;
+    }
+    if (summary.ending == Ending::other) {
+        summary.status = RunStatus::incomplete;
+        if (!summary.endMessage) {
+            const RunSummary::Location &end = *summary.lastStep;
+            const bool atRange = end.arcLength >= JetModel::arcLengthRange * (1.0 - 1e-9);
+            summary.endMessage =
+                atRange ? "The run reached the end of its range, " + metres(JetModel::arcLengthRange) +
+                              " m along the centreline, " + metres(end.downwind) +
+                              " m downwind, before the stopping concentration: nothing is computed beyond."
+                        : "The run ended " + metres(end.arcLength) + " m along the centreline, " +
+                              metres(end.downwind) +
+                              " m downwind, at the integrator's limit of 10000 calls, before the stopping "
+                              "concentration: nothing is computed beyond.";
+            summary.addMessage(*summary.endMessage, MessageSeverity::error,
+                               atRange ? rangeEndCode : integratorEndCode, 2);
+        }
+    } else {
+        const bool anyWarning =
+            std::any_of(summary.messages.begin(), summary.messages.end(),
+                        [](const Message &m) { return m.severity != MessageSeverity::information; });
+        summary.status = anyWarning ? RunStatus::warning : RunStatus::ok;
+    }
 
     std::size_t highest = 0;
     for (std::size_t i = 1; i < n; ++i) {
@@ -642,6 +820,10 @@ RunSummary RunSummary::of(const JetModel &model, bool inputsAccepted, std::span<
         summary.groundMaximumComputed = false;
         summary.cut = reached.cut;
         summary.messages.push_back(cutMessage(reached.cut, model));
+        // Answers left not computed make the summary incomplete, however the run itself ended.
+        if (summary.status == RunStatus::ok || summary.status == RunStatus::warning) {
+            summary.status = RunStatus::incomplete;
+        }
     }
     return summary;
 }

@@ -17,7 +17,7 @@ constexpr double kStartMargin = 10.0;
 } // namespace
 
 PlumeField::PlumeField(const JetModel &model)
-    : field_(model, ConcentrationField::Rules::exact), sourceX_(model.stackLocationX()),
+    : field_(model, ConcentrationField::Rules::exact, 0.0), sourceX_(model.stackLocationX()),
       sourceY_(model.stackLocationY()) {
     startX0_ = startX1_ = sourceX_;
     startY0_ = startY1_ = sourceY_;

@@ -1,5 +1,6 @@
 #include "ostreljet/weather/ExceedanceStudy.hpp"
 
+#include "ostreljet/jet/EngineeringRun.hpp"
 #include "ostreljet/jet/JetModel.hpp"
 #include "ostreljet/jet/RunSummary.hpp"
 #include "ostreljet/mapping/Footprint.hpp"
@@ -33,16 +34,26 @@ double bearingIn360(double degrees) {
 
 // Runs one case in a fresh model: the outcome, and the model for its field when computed.
 CaseOutcome runCase(const Scenario &scenario, const WeatherCase &weather, JetModel &model) {
+    // Phases: the run with the weather's checks; its status from a summary without searches; the
+    // message that says why when the status is not ok.
     scenario.applyTo(model);
     applyWeatherCase(weather, model);
     model.setEvaluationBudget(JetModel::recommendedEvaluationBudget);
-    const bool accepted = model.runModel();
+    const EngineeringRun::Preparation preparation = EngineeringRun::prepare(model, {});
+    const bool accepted = EngineeringRun::runPrepared(model, preparation);
+    RunSummary summary = RunSummary::of(model, accepted, {}, [](double, double, double) { return 0.0; });
+    EngineeringRun::complete(summary, preparation);
     CaseOutcome outcome;
-    outcome.computed = accepted && model.numberOfOutputSteps() > 0;
-    for (const ErrorMessageCollection::ErrorMessage &m : model.messages()) {
-        if (!accepted || RunSummary::severityOf(m) == MessageSeverity::error) {
-            outcome.message = m.text;
-            break;
+    outcome.computed = summary.succeeded() && model.numberOfOutputSteps() > 0;
+    if (summary.status != RunStatus::ok) {
+        for (const RunSummary::Message &m : summary.messages) {
+            if (m.severity == MessageSeverity::error) {
+                outcome.message = m.text;
+                break;
+            }
+        }
+        if (outcome.message.empty() && summary.endMessage) {
+            outcome.message = *summary.endMessage;
         }
     }
     if (!outcome.computed && outcome.message.empty()) {

@@ -60,8 +60,8 @@ INSTANTIATE_TEST_SUITE_P(Signals, InterruptedWrite, ::testing::Values(SIGINT, SI
 // The field's figures across the jet are worked in the jet tests; here the points reach it and come back
 // in the documented JSON.
 TEST(ConcentrationCommand, PointsInTheDocumentedJson) {
-    const CommandResult result = cli(
-        {"concentration", kHotStack, "--json", "--at", "0.1,0,60", "--at", "0,0,60", "--at", "-1000,500,0"});
+    const CommandResult result = cli({"concentration", kHotStack, "--json", "--at", "0.1,0,60", "--at",
+                                      "0,0,60", "--at", "-1000,500,0", "--at", "30000,0,100"});
     ASSERT_EQ(result.exitStatus, 0) << result.err;
     EXPECT_EQ(result.err, "");
     // 0.1 is not exact in binary; with 17 significant digits it reads 0.10000000000000001.
@@ -72,7 +72,7 @@ TEST(ConcentrationCommand, PointsInTheDocumentedJson) {
     EXPECT_EQ(keysOf(json), (std::vector<std::string>{"ok", "status", "unit", "points", "messages"}));
     EXPECT_EQ(json["unit"], "vol");
     EXPECT_EQ(json["ok"], true);
-    ASSERT_EQ(json["points"].size(), 3u);
+    ASSERT_EQ(json["points"].size(), 4u);
     for (const auto &point : json["points"]) {
         EXPECT_EQ(keysOf(point), (std::vector<std::string>{"x", "y", "z", "concentration"}));
     }
@@ -82,8 +82,9 @@ TEST(ConcentrationCommand, PointsInTheDocumentedJson) {
     EXPECT_GT(json["points"][0]["concentration"].get<double>(), 0.9);
     EXPECT_LT(json["points"][0]["concentration"].get<double>(), 1.0);
     EXPECT_EQ(json["points"][1]["z"], 60.0);
-    EXPECT_EQ(json["points"][1]["concentration"], 1.0); // the orifice: pure source gas
-    EXPECT_EQ(json["points"][2]["concentration"], 0.0); // upwind of the stack
+    EXPECT_EQ(json["points"][1]["concentration"], 1.0);        // the orifice: pure source gas
+    EXPECT_EQ(json["points"][2]["concentration"], 0.0);        // upwind of the stack: a computed 0
+    EXPECT_TRUE(json["points"][3]["concentration"].is_null()); // beyond the far field's end
 }
 
 TEST(ConcentrationCommand, UnusablePointsGiveStatusTwo) {
@@ -164,6 +165,7 @@ TEST(GridCommand, RefusalsLeaveNoFile) {
     const std::string scenario = folder.write("invalid.json", ventWith("{\"stackHeight\": -1}"));
     const CommandResult invalid = grid(scenario, "0,0,0", "1,1,1", "2,2,2", csv);
     EXPECT_EQ(invalid.exitStatus, 1);
-    EXPECT_EQ(invalid.err, "ostreljet: The stack height should lie between 0 and 1000m.\n");
+    EXPECT_EQ(invalid.err,
+              "ostreljet: The stack height should lie between 0 and 1000m. (stackHeight = -1 m)\n");
     EXPECT_EQ(folder.entries(), std::set<std::string>{"invalid.json"});
 }

@@ -35,7 +35,7 @@ TEST(HostileOutput, StandardOutputAsTheFileIsWrittenInPlace) {
     // /dev/stdout (here a regular file) is the tool's own standard output, written in place.
     const CommandResult streamed = cli({"run", kVent, "--csv", "/dev/stdout"});
     EXPECT_EQ(streamed.exitStatus, 0) << streamed.err;
-    EXPECT_EQ(streamed.out.rfind("arclength,x,y,z,", 0), 0u) << streamed.out;
+    EXPECT_EQ(streamed.out.rfind("arclength [m],x [m],y [m],z [m],", 0), 0u) << streamed.out;
     EXPECT_EQ(linesOf(streamed.out).size(), 317u); // the header and 316 steps
 }
 

@@ -242,10 +242,16 @@ TEST(ReportCommand, WritesASelfContainedPageThatMarksAFatalTermination) {
     // profiles, each closed.
     EXPECT_EQ(count(page, "<svg "), 8u);
     EXPECT_EQ(count(page, "</svg>"), 8u);
-    EXPECT_TRUE(has(page, "<p class=\"banner fatal\">The run was terminated by a fatal condition"));
+    // The centreline on the ground is a legitimate end: a warning, once, with the run's status.
+    EXPECT_TRUE(has(page, "<p class=\"banner caution\">Run status warning: results to use with care.</p>"));
+    EXPECT_EQ(
+        count(page, "The centreline of the jet is interacting with the ground, model terminated at 35.7 m."),
+        2u)
+        << "once as the end of the run, once in the messages";
     EXPECT_TRUE(
-        has(page, "<li class=\"fatal\"><span class=\"badge fatal\">fatal \u2013 terminated</span>The "
+        has(page, "<li class=\"warning\"><span class=\"badge warning\">warning</span>The "
                   "centreline of the jet is interacting with the ground, model terminated at 35.7 m.</li>"));
+    EXPECT_FALSE(has(page, "class=\"banner fatal\"") || has(page, "<span class=\"badge fatal\">"));
 }
 
 TEST(ReportCommand, ContoursAreAtTheRequestedLevelsNamedInTheUnitInBothPlanViews) {
@@ -279,7 +285,9 @@ TEST(ReportCommand, InvalidInputsGiveThePageAndStatusOneAndUsageErrorsWriteNothi
     EXPECT_EQ(invalid.out, "");
     EXPECT_NE(invalid.err.find("ostreljet: "), std::string::npos);
     const std::string page = readText(folder.file("bad.html"));
-    EXPECT_TRUE(has(page, "The inputs failed validation, so the run was not carried out."));
+    EXPECT_TRUE(has(page,
+                    "<p class=\"banner fatal\">Run status invalid: The stack height should lie between 0 and "
+                    "1000m. (stackHeight = -5 m).</p>"));
     EXPECT_EQ(count(page, "<tr class=\"default\"><td><code>"), 3u); // the stack's place and bearing
 
     const std::string hotStack = example("hot_stack_unstable.json");

@@ -90,8 +90,8 @@ TEST(RunCommand, JsonTableAndCsvShapes) {
     EXPECT_EQ(written.out, "");
     const std::vector<std::string> rows = linesOf(readText(csv));
     ASSERT_EQ(rows.size(), steps + 1);
-    EXPECT_EQ(rows[0], "arclength,x,y,z,profileRadius,centrelineConcentration,centrelineTemperature,"
-                       "centrelineVelocity");
+    EXPECT_EQ(rows[0], "arclength [m],x [m],y [m],z [m],profileRadius [m],centrelineConcentration [volume "
+                       "fraction],centrelineTemperature [K],centrelineVelocity [m/s]");
     for (std::size_t k = 0; k < steps; ++k) {
         std::istringstream row(rows[k + 1]);
         std::string cell;
@@ -115,14 +115,14 @@ TEST(RunCommand, ExitStatusesAndUnwritableOutputs) {
     const CommandResult failed = run({invalid, "--csv", folder.file("steps.csv")});
     EXPECT_EQ(failed.exitStatus, 1);
     EXPECT_EQ(failed.out, "");
-    EXPECT_EQ(failed.err, "ostreljet: " + kStackHeightMessage + "\n");
+    EXPECT_EQ(failed.err, "ostreljet: " + kStackHeightMessage + " (stackHeight = -5 m)\n");
     EXPECT_EQ(folder.entries(), std::set<std::string>{"invalid.json"});
     const CommandResult failedJson = run({invalid, "--json"});
     EXPECT_EQ(failedJson.exitStatus, 1);
     const nlohmann::json json = nlohmann::json::parse(failedJson.out);
     EXPECT_EQ(json["ok"], false);
     EXPECT_EQ(json["status"], "invalid");
-    EXPECT_EQ(json["messages"][0]["text"], kStackHeightMessage);
+    EXPECT_EQ(json["messages"][0]["text"], kStackHeightMessage + " (stackHeight = -5 m)");
     EXPECT_EQ(json["messages"][0]["severity"], "error");
     EXPECT_TRUE(json["steps"]["x"].empty());
     // Usage errors and output paths that cannot be written: status 2, and nothing is left behind.

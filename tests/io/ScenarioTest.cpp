@@ -142,3 +142,38 @@ TEST(GasTable, CoversTheCommonReleaseGasesConsistently) {
     EXPECT_NEAR(GasTable::find("methane")->specificHeat, 2220.0, 10.0);
     EXPECT_NEAR(GasTable::find("carbon dioxide")->molecularWeight, 0.04401, 1e-6);
 }
+
+TEST(Scenario, WindFromBearingIsWhereTheWindComesFrom) {
+    // A westerly comes from 270 degrees and blows towards 90; the two forms give the same run.
+    const std::string common =
+        R"("gas": "methane", "stackHeight": 10, "orificeDiameter": 0.2, "releaseAngle": 90,
+        "massFlowrate": 1, "atmosphereSpecificHeat": 1005, "atmosphereSurfaceRoughness": 0.1,
+        "sourceTemperature": 288.15, "stoppingConcentration": 0.01)";
+    const struct {
+        double from;
+        double towards;
+    } pairs[] = {{270.0, 90.0}, {0.0, 180.0}, {180.0, 0.0}, {225.0, 45.0}, {360.0, 180.0}};
+    for (const auto &pair : pairs) {
+        JetModel meteorological;
+        JetModel model;
+        Scenario::fromText("{" + common + ", \"windFromBearing\": " + std::to_string(pair.from) + "}", "a")
+            .applyTo(meteorological);
+        Scenario::fromText("{" + common + ", \"referenceWindBearing\": " + std::to_string(pair.towards) + "}",
+                           "b")
+            .applyTo(model);
+        EXPECT_EQ(meteorological.referenceWindBearing(), pair.towards) << pair.from;
+        ASSERT_TRUE(meteorological.runModel());
+        ASSERT_TRUE(model.runModel());
+        ASSERT_EQ(meteorological.numberOfOutputSteps(), model.numberOfOutputSteps());
+        const std::int32_t last = model.numberOfOutputSteps() - 1;
+        for (std::int32_t axis = 1; axis <= 3; ++axis) {
+            EXPECT_EQ(meteorological.centrelineLocation(axis, last), model.centrelineLocation(axis, last));
+        }
+    }
+    EXPECT_EQ(
+        errorOf("{" + common + R"(, "windFromBearing": 270, "referenceWindBearing": 90})"),
+        "s.json: give either \"windFromBearing\" (where the wind comes from) or \"referenceWindBearing\" "
+        "(where it blows towards), not both");
+    EXPECT_EQ(errorOf("{" + common + R"(, "windFromBearing": 400})"),
+              "s.json: \"windFromBearing\" must lie between 0 and 360 degrees, not 400");
+}

@@ -17,6 +17,7 @@ using ostreljet::ConcentrationField;
 using ostreljet::JetModel;
 using ostreljet::MessageSeverity;
 using ostreljet::RunSummary;
+using ostreljet::RunStatus;
 using ostreljet::Scenario;
 using Message = ostreljet::ErrorMessageCollection::ErrorMessage;
 
@@ -42,7 +43,10 @@ TEST(RunSummary, SeverityFollowsWhatTheMessageMeans) {
         {{"Stopping concentration reached at 45.2 m.", 0, 2}, MessageSeverity::information},
         // The integrator's own notice of code 2 is no normal end.
         {{"DDRIV3 - ... Solution obtained by interpolation.", 0, 2}, MessageSeverity::warning},
+        // The centreline reaching the ground is a legitimate end of the jet: its results hold up to there.
         {{"The centreline of the jet is interacting with the ground, model terminated at 12.0 m.", 2, 0},
+         MessageSeverity::warning},
+        {{"The run was ended at 12.0 m: its budget of centreline evaluations is spent.", 2, 90},
          MessageSeverity::error},
         {{"The edge of the jet is interacting with the ground at 8.0 m.", -1, 1}, MessageSeverity::warning},
         {{"The calculated exit velocity is less than three times the wind velocity, model not valid.", 0, 26},
@@ -141,7 +145,7 @@ TEST(RunSummary, DenseReleaseGroundMaximumBeatsAFineGrid) {
                   "The centreline of the jet is interacting with the ground, model terminated at %.1f m.",
                   model.arclength(last));
     EXPECT_EQ(summary.endMessage, std::string(text));
-    EXPECT_EQ(summary.messages.back().severity, MessageSeverity::error);
+    EXPECT_EQ(summary.messages.back().severity, MessageSeverity::warning);
     // The edge comes down first; the centreline where the run ends, at height 0.
     ASSERT_TRUE(summary.edgeReachesGroundDownwind && summary.centrelineReachesGroundDownwind);
     EXPECT_LT(*summary.edgeReachesGroundDownwind, *summary.centrelineReachesGroundDownwind);
@@ -211,10 +215,16 @@ TEST(RunSummary, RefusedAndInvalidRunsHaveNoAnswers) {
         ASSERT_EQ(model.numberOfOutputSteps(), 0) << c.what;
         const RunSummary summary = summarise(model, accepted, {0.05});
         EXPECT_EQ(summary.ending, c.ending) << c.what;
-        EXPECT_EQ(summary.endMessage, std::string(c.message)) << c.what;
+        // The model's text first; a refusal adds the figures the source checks compared.
+        ASSERT_TRUE(summary.endMessage) << c.what;
+        EXPECT_EQ(summary.endMessage->rfind(c.message, 0), 0u) << c.what;
+        EXPECT_EQ(summary.endMessage->size() > std::string(c.message).size(),
+                  c.ending == RunSummary::Ending::refusedBySourceChecks)
+            << c.what;
         EXPECT_FALSE(summary.succeeded()) << c.what;
-        const auto refusal = std::find_if(summary.messages.begin(), summary.messages.end(),
-                                          [&c](const RunSummary::Message &m) { return m.text == c.message; });
+        const auto refusal =
+            std::find_if(summary.messages.begin(), summary.messages.end(),
+                         [&summary](const RunSummary::Message &m) { return m.text == *summary.endMessage; });
         ASSERT_NE(refusal, summary.messages.end()) << c.what;
         EXPECT_EQ(refusal->severity, MessageSeverity::error) << c.what;
         EXPECT_FALSE(summary.greatestCentrelineHeight || summary.edgeReachesGroundDownwind ||
@@ -248,6 +258,8 @@ TEST(RunSummaryLimits, ABudgetADeadlineAndACancelEachStopTheSearches) {
     tiny.work = RunSummary::workPerFieldQuery;
     const RunSummary cut = RunSummary::of(model, true, levels, at, tiny);
     EXPECT_EQ(cut.cut, RunSummary::Cut::budgetSpent);
+    EXPECT_EQ(whole.status, RunStatus::ok);
+    EXPECT_EQ(cut.status, RunStatus::incomplete);
     ASSERT_EQ(cut.levels.size(), 2u);
     for (std::size_t i = 0; i < 2; ++i) {
         EXPECT_FALSE(cut.levels[i].regionComputed);

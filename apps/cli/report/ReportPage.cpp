@@ -37,6 +37,7 @@ ol.messages li{margin:3px 0}
 .badge.fatal{background:#b3261e;color:#fff}
 li.fatal{font-weight:bold;color:#7d1a14}
 .banner{padding:6px 10px;margin:6px 0}
+.banner.caution{background:#fff6d6;border-left:4px solid #f2c037;color:#4a3b00}
 .banner.fatal{background:#fbe9e7;border-left:4px solid #b3261e;color:#7d1a14;font-weight:bold}
 figure{margin:8px 0 4px 0}
 figcaption,p.caption{font-size:12.5px;color:#444;max-width:1100px;margin:4px 0 0 0}
@@ -79,7 +80,8 @@ std::vector<ContourLevel> contourLevelsFor(const JetModel &model, const SummaryR
 }
 
 std::string renderPage(const JetModel &model, const Scenario &scenario, std::string_view scenarioName,
-                       bool inputsValid, const SummaryRequest &request, unsigned threads);
+                       bool inputsValid, const SummaryRequest &request, unsigned threads,
+                       const RunSummary *summary = nullptr);
 
 } // namespace
 
@@ -87,12 +89,15 @@ std::string ReportPage::render(const JetModel &model, const Scenario &scenario, 
                                bool inputsValid, const RunSummary &summary, const SummaryRequest &request,
                                unsigned threads) {
     std::string block = "<h2>Summary</h2>\n";
+    const std::string status(runStatusName(summary.status));
     if (!summary.succeeded()) {
-        block +=
-            fmt::format("<p class=\"banner fatal\">Error: {}.</p>\n",
-                        escapeHtml(summary.ending == RunSummary::Ending::refusedBySourceChecks
-                                       ? "the source checks refused the run, so there are no results"
-                                       : "the inputs failed validation, so the run was not carried out"));
+        const std::string why = summary.endMessage.value_or(status);
+        block += fmt::format("<p class=\"banner fatal\">Run status {}: {}{}</p>\n", escapeHtml(status),
+                             escapeHtml(why), why.ends_with('.') ? "" : ".");
+    } else if (summary.status != RunStatus::ok) {
+        block += fmt::format("<p class=\"banner caution\">Run status {}: results to use with care{}.</p>\n",
+                             escapeHtml(status),
+                             summary.status == RunStatus::incomplete ? ", up to where the run ended" : "");
     }
     block += "<table class=\"facts\">\n";
     for (const SummaryLine &line : summaryLines(model, summary, request)) {
@@ -106,7 +111,7 @@ std::string ReportPage::render(const JetModel &model, const Scenario &scenario, 
                              escapeHtml(message.text));
     }
     block += "</ol>\n";
-    std::string page = renderPage(model, scenario, scenarioName, inputsValid, request, threads);
+    std::string page = renderPage(model, scenario, scenarioName, inputsValid, request, threads, &summary);
     const std::size_t first = page.find("<h2>");
     page.insert(first, block);
     return page;
@@ -128,7 +133,8 @@ std::string ReportPage::render(const JetModel &model, const Scenario &scenario, 
 namespace {
 
 std::string renderPage(const JetModel &model, const Scenario &scenario, std::string_view scenarioName,
-                       bool inputsValid, const SummaryRequest &request, unsigned threads) {
+                       bool inputsValid, const SummaryRequest &request, unsigned threads,
+                       const RunSummary *summary) {
     const PageBuilder page(model, scenario, inputsValid, threads, contourLevelsFor(model, request),
                            concentrationUnitLabel(request.unit));
     std::string out = "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n";
@@ -137,15 +143,23 @@ std::string renderPage(const JetModel &model, const Scenario &scenario, std::str
     out += fmt::format("<h1>Ostreljet report: {}</h1>\n", escapeHtml(scenarioName));
     out += fmt::format("<p class=\"sub\">Integral jet model, version {}.</p>\n",
                        escapeHtml(JetModel::versionInfo()));
-    out += "<h2>Result</h2>\n" + page.summary();
-    out += "<h2>Messages</h2>\n" + page.messages();
+    // With the run's summary above them, the page's own result and message lists would say the same twice.
+    if (summary == nullptr) {
+        out += "<h2>Result</h2>\n" + page.summary();
+        out += "<h2>Messages</h2>\n" + page.messages();
+    }
     out += "<h2>Inputs</h2>\n" + page.inputs();
-    const bool drawable = model.numberOfOutputSteps() > 1;
-    const std::string nothing = "<p>There is no centreline to draw.</p>\n";
+    // A run without results (failed, refused, invalid) shows no figures at all.
+    const bool results = summary == nullptr || summary->succeeded();
+    const bool drawable = results && model.numberOfOutputSteps() > 1;
+    const std::string nothing = results ? "<p>There is no centreline to draw.</p>\n"
+                                        : "<p>Not computed: the run has no results.</p>\n";
     out += "<h2>Side view</h2>\n" + (drawable ? page.sideView() : nothing);
     out += "<h2>Plan view</h2>\n" + (drawable ? page.planView() : nothing);
-    out += "<h2>Along the centreline</h2>\n" + page.centrelinePlots();
-    out += "<h2>Ambient profiles</h2>\n" + page.atmospherePlots();
+    out += "<h2>Along the centreline</h2>\n" + (results ? page.centrelinePlots() : nothing);
+    if (summary == nullptr || summary->status != RunStatus::invalid) {
+        out += "<h2>Ambient profiles</h2>\n" + page.atmospherePlots();
+    }
     out += "</body>\n</html>\n";
     return out;
 }

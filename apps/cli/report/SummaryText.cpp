@@ -50,14 +50,7 @@ double ambientTemperatureAt(const JetModel &model, double z) {
 }
 
 std::string_view runStatus(const RunSummary &summary) {
-    switch (summary.ending) {
-    case RunSummary::Ending::inputsInvalid:
-        return "invalid";
-    case RunSummary::Ending::refusedBySourceChecks:
-        return "refused";
-    default:
-        return "ok";
-    }
+    return runStatusName(summary.status);
 }
 
 std::string levelName(const JetModel &model, const Level &level, double modelValue, ConcentrationUnit unit) {
@@ -86,10 +79,38 @@ std::vector<SummaryLine> summaryLines(const JetModel &model, const RunSummary &s
     std::vector<SummaryLine> lines;
     const std::string ending(RunSummary::endingName(summary.ending));
     lines.push_back({"Run ended", summary.endMessage ? *summary.endMessage : ending});
+    lines.push_back({"Run status", std::string(runStatusName(summary.status))});
     if (!summary.succeeded()) {
         return lines;
     }
     lines.push_back({"Output steps", fmt::format("{}", summary.outputSteps)});
+    const ConcentrationConverter shown = ConcentrationConverter::forModel(model);
+    // Past the jet's end the far field answers where one was built; nothing is computed beyond it.
+    const bool farField = request.farFieldFrom && request.farFieldTo;
+    std::string beyond = summary.lastStep
+                             ? fmt::format("not computed beyond {}", downwind(summary.lastStep->downwind))
+                             : "not computed";
+    if (farField) {
+        beyond = fmt::format("the far field answers from {} (see \"Past the jet\"); not computed beyond {}",
+                             downwind(*request.farFieldFrom), downwind(*request.farFieldTo));
+        lines.push_back(
+            {"Modelled region", fmt::format("the jet to {}, the far field from there to {}; not "
+                                            "computed beyond",
+                                            downwind(*request.farFieldFrom), downwind(*request.farFieldTo))});
+    } else if (summary.lastStep) {
+        lines.push_back({"Modelled region", fmt::format("to {}, where the run ends; not computed beyond",
+                                                        downwind(summary.lastStep->downwind))});
+    }
+    if (summary.stoppingConcentrationLoweredFrom) {
+        lines.push_back(
+            {"Stopping concentration",
+             fmt::format(
+                 "{} {}, lowered from the scenario's {} {} to half the lowest level",
+                 figure(shown.thresholdFromModel(model.stoppingConcentration(), request.unit)),
+                 concentrationUnitLabel(request.unit),
+                 figure(shown.thresholdFromModel(*summary.stoppingConcentrationLoweredFrom, request.unit)),
+                 concentrationUnitLabel(request.unit))});
+    }
     if (summary.greatestCentrelineHeight) {
         lines.push_back({"Greatest centreline height",
                          fmt::format("{} m, {}", figure(summary.greatestCentrelineHeight->z),
@@ -112,11 +133,8 @@ std::vector<SummaryLine> summaryLines(const JetModel &model, const RunSummary &s
                          fmt::format("{} {} at {}, {} m across", figure(value), unit, downwind(at.downwind),
                                      figure(withoutNoise(at.crosswind, at.downwind)))});
     } else {
-        lines.push_back(
-            {"Greatest ground-level concentration",
-             fmt::format("below the stopping concentration ({} {}) everywhere",
-                         figure(converter.thresholdFromModel(model.stoppingConcentration(), request.unit)),
-                         unit)});
+        lines.push_back({"Greatest ground-level concentration",
+                         fmt::format("the plume does not reach the ground within the run; {}", beyond)});
     }
     for (std::size_t i = 0; i < summary.levels.size() && i < request.levels.size(); ++i) {
         const RunSummary::LevelAnswer &answer = summary.levels[i];
@@ -129,7 +147,7 @@ std::vector<SummaryLine> summaryLines(const JetModel &model, const RunSummary &s
                                      downwind(*answer.centrelineDownwindDistance),
                                      figure(*answer.centrelineArcLength));
         } else if (answer.exceededAtEndOfRun) {
-            centreline = "centreline above it to the end of the run";
+            centreline = "centreline above it to the end of the run; " + beyond;
         } else {
             centreline = "centreline below it from the start";
         }
@@ -137,9 +155,10 @@ std::vector<SummaryLine> summaryLines(const JetModel &model, const RunSummary &s
         if (!answer.regionComputed) {
             region = "region above it: " + std::string(kNotComputed);
         } else if (answer.farthestDownwindExtent && answer.greatestHalfWidth) {
-            region = fmt::format("region above it to {}, {} m half-width{}",
-                                 downwind(*answer.farthestDownwindExtent), figure(*answer.greatestHalfWidth),
-                                 answer.exceededAtEndOfRun ? " (cut off by the end of the run)" : "");
+            region =
+                fmt::format("region above it to {}, {} m half-width{}",
+                            downwind(*answer.farthestDownwindExtent), figure(*answer.greatestHalfWidth),
+                            answer.exceededAtEndOfRun ? " (still exceeded where the run ends: open)" : "");
         }
         lines.push_back({name, centreline + "; " + region});
     }

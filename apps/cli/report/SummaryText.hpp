@@ -5,6 +5,7 @@
 #include "ostreljet/jet/JetModel.hpp"
 #include "ostreljet/jet/RunSummary.hpp"
 
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -30,6 +31,9 @@ struct SummaryRequest {
     std::vector<Level> levels;
     std::vector<double> levelsInModelUnit; // volume fraction
     ConcentrationUnit unit = ConcentrationUnit::volumeFraction;
+    // Where the far field takes over and where it ends, m downwind; none when no far field was built.
+    std::optional<double> farFieldFrom;
+    std::optional<double> farFieldTo;
 };
 
 // The summary as lines a report can quote: how the run ended, the greatest height, where the plume
@@ -37,7 +41,7 @@ struct SummaryRequest {
 std::vector<SummaryLine> summaryLines(const JetModel &model, const RunSummary &summary,
                                       const SummaryRequest &request);
 
-// "ok", "refused" (by the source checks: no output steps) or "invalid" (inputs refused by validation).
+// The run status's name: "ok", "warning", "incomplete", "failed", "refused" or "invalid".
 std::string_view runStatus(const RunSummary &summary);
 
 // A level as the user wrote it with its value in the unit: "LFL (0.05 volume fraction)".

@@ -154,6 +154,16 @@ public:
     };
     ExitConditions exitConditions() const;
 
+    // What the source checks of the last run compared, at the stack (all 0 before a run reaches them).
+    struct SourceFigures {
+        double densityRatio = 0.0; // source density over ambient density, -
+        double exitSpeed = 0.0;    // m/s
+        double windSpeed = 0.0;    // m/s
+    };
+    const SourceFigures &sourceFigures() const { return sourceFigures_; }
+    // The arc length at which every run ends at the latest, m.
+    static constexpr double arcLengthRange = 10000.0;
+
     // The ambient atmosphere as the inputs and the last run left it; its velocity is the wind at the
     // last point the run evaluated.
     const Atmosphere &atmosphere() const { return atmosphere_; }
@@ -323,6 +333,7 @@ private:
     std::uint64_t residualEvaluations_ = 0;   // of the current run
     std::uint64_t derivativeEvaluations_ = 0; // of the current run
     double lastArcLength_ = 0.0;              // m, the arc length the run last evaluated
+    SourceFigures sourceFigures_;             // of the current run
     Interruption interruption_ = Interruption::None;
     std::atomic<bool> cancelRequested_{false};
     double timeLimit_ = 0.0;                           // s, 0 for none

@@ -3,6 +3,7 @@
 #include "ostreljet/Export.hpp"
 
 #include "ostreljet/diagnostics/ErrorMessageCollection.hpp"
+#include "ostreljet/jet/RunStatus.hpp"
 
 #include <atomic>
 #include <chrono>
@@ -18,8 +19,9 @@ namespace ostreljet {
 
 class JetModel;
 
-// How serious a message of a run is: information (a normal end), warning (results to use with care) or
-// error (the run ended early, was refused, or its inputs were invalid).
+// How serious a message of a run is: information (a normal end), warning (results to use with care, such
+// as the centreline reaching the ground) or error (the run ended early, failed, was refused, or its
+// inputs were invalid).
 enum class MessageSeverity { information, warning, error };
 
 // The answers of a finished run that a consequence engineer reports: how it ended, how high the plume
@@ -68,8 +70,8 @@ struct OSTRELJET_EXPORT RunSummary {
         // True when the centreline is still at or above the level where the run ends, so the region is
         // cut off by the end of the run.
         bool exceededAtEndOfRun = false;
-        // False when the summary's limits stopped it before this region was searched: the two region
-        // answers are then not computed (absent), not "nowhere above the level".
+        // False when the region was not searched (a run without results, or the summary's limits stopped
+        // it first): the two region answers are then not computed (absent), not "nowhere above the level".
         bool regionComputed = true;
     };
 
@@ -111,9 +113,17 @@ struct OSTRELJET_EXPORT RunSummary {
     // The same with no limits.
     static RunSummary of(const JetModel &model, bool inputsAccepted, std::span<const double> levels,
                          const ConcentrationAt &concentrationAt);
-    // The same with the run's exact field (no downwind-line assumption), cut off below the stopping
-    // concentration as every front's field is, under limitsAfterRun(model).
+    // The same with the run's exact field (no downwind-line assumption) and its actual values, as every
+    // engineering front answers them, under limitsAfterRun(model).
     static RunSummary of(const JetModel &model, bool inputsAccepted, std::span<const double> levels);
+
+    // Codes of the messages the summary adds to the model's own.
+    static constexpr std::int32_t weatherRefusedCode = 93;
+    static constexpr std::int32_t weatherNoticeCode = 94;
+    static constexpr std::int32_t nonPhysicalCode = 95;
+    static constexpr std::int32_t rangeEndCode = 96;
+    static constexpr std::int32_t integratorEndCode = 97;
+    static constexpr std::int32_t stoppingLoweredCode = 98;
 
     // The severity of a message of the model's list; every front shows this one.
     static MessageSeverity severityOf(const ErrorMessageCollection::ErrorMessage &message);
@@ -121,18 +131,22 @@ struct OSTRELJET_EXPORT RunSummary {
     // "stopping concentration", "centreline on the ground", "top of the boundary layer",
     // "refused by the source checks", "inputs invalid", "other".
     static std::string_view endingName(Ending ending);
-    // False when the run gave no usable results (refused or invalid inputs).
-    bool succeeded() const {
-        return ending != Ending::refusedBySourceChecks && ending != Ending::inputsInvalid;
-    }
+    // False when the run gave no usable results (failed, refused or invalid inputs).
+    bool succeeded() const { return runStatusHasResults(status); }
+
+    // Adds a message of the summary's own (severity from its level as for the model's messages).
+    void addMessage(std::string text, MessageSeverity severity, std::int32_t code, std::int32_t level);
 
     Ending ending = Ending::other;
+    RunStatus status = RunStatus::invalid;
     std::optional<std::string> endMessage; // the message that ended the run, when one did
     std::vector<Message> messages;         // every message of the run, in order
     std::int32_t outputSteps = 0;
 
-    std::optional<Location> greatestCentrelineHeight; // the output step with the highest centreline
-    std::optional<double> edgeReachesGroundDownwind;  // m, where centreline height minus profile radius is 0
+    std::optional<Location> lastStep; // the run's last output step: nothing is computed beyond it
+    std::optional<double> stoppingConcentrationLoweredFrom; // volume fraction, when a front lowered it
+    std::optional<Location> greatestCentrelineHeight;       // the output step with the highest centreline
+    std::optional<double> edgeReachesGroundDownwind; // m, where centreline height minus profile radius is 0
     std::optional<double> centrelineReachesGroundDownwind; // m, where the centreline height is 0
     std::vector<LevelAnswer> levels;                       // in the order requested
     std::optional<GroundMaximum> groundMaximum;            // absent when the field is 0 everywhere at z = 0

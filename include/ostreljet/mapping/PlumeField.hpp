@@ -19,7 +19,8 @@ namespace ostreljet::mapping {
 // as that field does. Immutable once built: any number of threads may query it at once.
 class OSTRELJET_EXPORT PlumeField {
 public:
-    // From the model's last run; concentrations below its stopping concentration are 0.
+    // From the model's last run, with the field's own values (below the stopping concentration too, as
+    // the point query answers them); a level below cutoff() is still not answered.
     explicit PlumeField(const JetModel &model);
 
     double concentration(double x, double y, double z) const { return field_.concentration(x, y, z); }
@@ -40,8 +41,8 @@ public:
     const std::vector<double> &radii() const { return radii_; }
     // The centreline's heights at the same steps, m.
     const std::vector<double> &heights() const { return heights_; }
-    // The run's stopping concentration (volume fraction): below it the field is 0, so a smaller level's
-    // region is not computed.
+    // The run's stopping concentration (volume fraction): the run followed no smaller level, so such a
+    // level's region is not computed.
     double cutoff() const { return cutoff_; }
     // True when the centreline is still at or above the level where the run ends: the region of the
     // level is cut off there and reaches farther than the field shows.
