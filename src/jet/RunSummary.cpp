@@ -522,7 +522,8 @@ std::optional<std::string> nonPhysical(const JetModel &model, const Series &seri
         } else if (series.radius[i] < 0.0) {
             what = "a profile radius of " + number(series.radius[i]) + " m";
         } else if (series.radius[i] > JetModel::arcLengthRange) {
-            what = "a profile radius of " + number(series.radius[i]) + " m, wider than the model's range of " +
+            what = "a profile radius of " + number(series.radius[i]) +
+                   " m, wider than the model's range of " +
                    std::to_string(static_cast<long>(JetModel::arcLengthRange)) + " m";
         } else if (c < 0.0) {
             what = "a centreline concentration of " + number(c) + " volume fraction, below 0";

@@ -35,7 +35,8 @@ TEST(CApiThreads, ACancelFromAnotherThreadStopsASummaryAndTheNextStartsAfresh) {
             EXPECT_FALSE(std::isnan(ostreljet_summary_level_figure(m.get(), 1, "farthestDownwindExtent")));
         } else {
             ++cut;
-            EXPECT_STREQ(message, "The summary was cancelled; the answers it had not reached are not computed.");
+            EXPECT_STREQ(message,
+                         "The summary was cancelled; the answers it had not reached are not computed.");
             EXPECT_EQ(ostreljet_summary_level_figure(m.get(), 1, "regionComputed"), 0.0);
             EXPECT_TRUE(std::isnan(ostreljet_summary_level_figure(m.get(), 1, "farthestDownwindExtent")));
             EXPECT_EQ(ostreljet_summary_figure(m.get(), "groundMaximumComputed"), 0.0);

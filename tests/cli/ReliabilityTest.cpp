@@ -94,15 +94,17 @@ TEST(BoundedWork, AHugeMassFlowFailsAtOnceAndSaysWhy) {
     EXPECT_LT(secondsSince(start), 5.0);
     EXPECT_EQ(result.exitStatus, 1) << result.err;
     EXPECT_NE(result.out.find("Run status:  failed"), std::string::npos) << result.out;
-    EXPECT_NE(result.out.find("error: The model produced non-physical values: a profile radius of 3.228e+148 m, "
-                              "wider than the model's range of 10000 m at 0 m along the centreline"),
-              std::string::npos)
+    EXPECT_NE(
+        result.out.find("error: The model produced non-physical values: a profile radius of 3.228e+148 m, "
+                        "wider than the model's range of 10000 m at 0 m along the centreline"),
+        std::string::npos)
         << result.out;
     EXPECT_EQ(result.out.find("continuity ratio"), std::string::npos) << result.out;
 
     // In a batch the same line fails, with no figures, and the batch goes on.
     const std::string input = folder.write("huge.jsonl", nlohmann::json::parse(readText(huge)).dump() + "\n");
-    const CommandResult batch = cli({"batch", input, "--levels", "LFL,LFL/2", "-o", folder.file("out.jsonl")});
+    const CommandResult batch =
+        cli({"batch", input, "--levels", "LFL,LFL/2", "-o", folder.file("out.jsonl")});
     EXPECT_EQ(batch.exitStatus, 0) << batch.err;
     const nlohmann::json line = nlohmann::json::parse(readText(folder.file("out.jsonl")));
     EXPECT_EQ(line["status"], "failed") << line.dump();

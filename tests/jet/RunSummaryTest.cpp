@@ -16,8 +16,8 @@
 using ostreljet::ConcentrationField;
 using ostreljet::JetModel;
 using ostreljet::MessageSeverity;
-using ostreljet::RunSummary;
 using ostreljet::RunStatus;
+using ostreljet::RunSummary;
 using ostreljet::Scenario;
 using Message = ostreljet::ErrorMessageCollection::ErrorMessage;
 
