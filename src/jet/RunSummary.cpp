@@ -601,9 +601,9 @@ std::string_view RunSummary::endingName(Ending ending) {
 RunSummary::Limits RunSummary::limitsAfterRun(const JetModel &model) {
     Limits limits;
     if (model.evaluationBudget() != 0) {
-        // A run that spent its whole budget leaves one unit, so that the bound stays a bound.
-        limits.work =
-            model.workDone() < model.evaluationBudget() ? model.evaluationBudget() - model.workDone() : 1;
+        // The summary has a budget of its own as large as the run's: a run that used most of its budget
+        // (a long dense plume) still gets its answers, and the two together stay within twice the budget.
+        limits.work = model.evaluationBudget();
     }
     if (model.timeLimit() > 0.0) {
         limits.deadline = model.deadline();

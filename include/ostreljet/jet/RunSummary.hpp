@@ -97,8 +97,8 @@ struct OSTRELJET_EXPORT RunSummary {
     // run's work takes about 0.05 us, a query about 0.4 us and a searched segment about 2 us.
     static constexpr std::uint64_t workPerFieldQuery = 8;
     static constexpr std::uint64_t workPerSegmentSearched = 40;
-    // The limits left to the summary of `model`'s last run: what remains of its evaluation budget, its
-    // time limit (counted from the run's start) and its cancel request.
+    // The limits of the summary of `model`'s last run: a budget of evaluations as large as the run's, the
+    // run's time limit (counted from the run's start) and its cancel request.
     static Limits limitsAfterRun(const JetModel &model);
     // Most levels one summary answers; a longer list is refused before any work.
     static constexpr std::size_t maximumLevels = 64;
