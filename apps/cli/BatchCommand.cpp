@@ -5,7 +5,7 @@
 #include "ostreljet/io/InputRefusal.hpp"
 #include "ostreljet/io/PropertyTable.hpp"
 #include "ostreljet/io/Scenario.hpp"
-#include "ostreljet/jet/EngineeringRun.hpp"
+#include "ostreljet/farfield/WholePlumeSummary.hpp"
 #include "report/PageBuilder.hpp"
 #include "report/SummaryText.hpp"
 
@@ -253,7 +253,7 @@ std::string runJob(Job &job, const LevelRequest &request, double maxSeconds) {
         } catch (const LevelError &e) {
             throw std::invalid_argument(fmt::format("--levels: {}", e.what()));
         }
-        RunSummary summary = EngineeringRun::run(model, levels);
+        RunSummary summary = WholePlumeSummary::run(model, levels, scenario.farFieldOptions()).summary;
         InputRefusal::annotate(summary, model);
         // The same keys as `run --json`.
         const nlohmann::ordered_json shared = jsonSummary(model, summary, request.levels, request.unit);

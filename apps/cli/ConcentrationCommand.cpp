@@ -108,11 +108,12 @@ void registerConcentrationCommand(CLI::App &app) {
         }
         const Scenario scenario = loadScenario(options->scenario);
         JetModel model;
-        const RunSummary summary = runScenario(model, scenario);
+        const WholePlumeSummary::Result run = runScenario(model, scenario);
+        const RunSummary &summary = run.summary;
         if (!summary.succeeded()) {
             values.clear();
         }
-        const WholePlume field(model, scenario.farFieldOptions(), summary.status);
+        const WholePlume &field = *run.field;
         const ConcentrationConverter converter = ConcentrationConverter::forModel(model);
         for (PointValue &point : values) {
             point.concentration = converter.fromModel(field.concentration(point.x, point.y, point.z), unit,

@@ -26,15 +26,6 @@ std::string endWords(const FarField &field) {
 
 } // namespace
 
-FarFieldOptions farFieldOptionsFor(const FarFieldOptions &scenarioOptions,
-                                   const std::vector<double> &levels) {
-    FarFieldOptions options = scenarioOptions;
-    if (!levels.empty()) {
-        options.lowestLevel = *std::min_element(levels.begin(), levels.end());
-    }
-    return options;
-}
-
 std::vector<report::SummaryLine> farFieldLines(const JetModel &model, const FarField &field,
                                                const report::SummaryRequest &request) {
     // Two lines: where the far field runs and why; then how far each level reaches through it and its

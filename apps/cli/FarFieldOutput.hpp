@@ -11,9 +11,6 @@
 
 namespace ostreljet::cli {
 
-// The options a run's far field is built with: the scenario's, ending at a tenth of the lowest level.
-FarFieldOptions farFieldOptionsFor(const FarFieldOptions &scenarioOptions, const std::vector<double> &levels);
-
 // Where the far field starts and why, its continuity, its end, its ground-level maximum and how far each
 // level reaches through it, every figure with its unit.
 std::vector<report::SummaryLine> farFieldLines(const JetModel &model, const FarField &field,

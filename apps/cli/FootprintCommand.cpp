@@ -106,7 +106,8 @@ void registerFootprintCommand(CLI::App &app) {
         const Scenario scenario = loadScenario(options->scenario);
 
         JetModel model;
-        const RunSummary summary = runScenario(model, scenario);
+        const WholePlumeSummary::Result run = runScenario(model, scenario);
+        const RunSummary &summary = run.summary;
         if (!summary.succeeded()) {
             throw noResults(summary);
         }

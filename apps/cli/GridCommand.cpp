@@ -235,7 +235,8 @@ void registerGridCommand(CLI::App &app) {
         const Scenario scenario = loadScenario(options->scenario);
 
         JetModel model;
-        const RunSummary summary = runScenario(model, scenario);
+        const WholePlumeSummary::Result run = runScenario(model, scenario);
+        const RunSummary &summary = run.summary;
         if (!summary.succeeded()) {
             throw noResults(summary);
         }
@@ -244,7 +245,7 @@ void registerGridCommand(CLI::App &app) {
         if (grid.points > kProgressBarPoints && ::isatty(STDERR_FILENO) == 1) {
             progress = ProgressBar();
         }
-        const WholePlume field(model, scenario.farFieldOptions(), summary.status);
+        const WholePlume &field = *run.field;
         field.grid(values.data(), grid.from[0], grid.from[1], grid.from[2], grid.to[0], grid.to[1],
                    grid.to[2], grid.count[0], grid.count[1], grid.count[2], 0, progress);
         if (unit != ConcentrationConverter::modelUnit && grid.points > 0) {

@@ -66,11 +66,12 @@ void registerReportCommand(CLI::App &app) {
             }
             levels.clear(); // the default of a stopping concentration that validation refuses
         }
-        const RunSummary summary = runScenario(model, scenario, modelLevels);
+        const WholePlumeSummary::Result run = runScenario(model, scenario, modelLevels);
+        const RunSummary &summary = run.summary;
         const bool ok = summary.status != RunStatus::invalid;
         const std::string name = std::filesystem::path(options->scenario).filename().string();
         const std::string page = report::ReportPage::render(model, scenario, name, ok, summary,
-                                                            {levels, modelLevels, unit, {}, {}});
+                                                            {levels, modelLevels, unit});
         writeFileAtomically(options->output,
                             [&](std::FILE *out) { std::fwrite(page.data(), 1, page.size(), out); });
         // The page explains a failed validation too; the status still tells scripts about it.

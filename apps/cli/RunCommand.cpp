@@ -210,16 +210,10 @@ void registerRunCommand(CLI::App &app) {
             }
             levels.clear(); // the default of a stopping concentration that validation refuses
         }
-        const RunSummary summary = runScenario(model, scenario, modelLevels);
-        // The far field only from a run with results.
-        const FarField farField =
-            summary.succeeded() ? FarField(model, farFieldOptionsFor(scenario.farFieldOptions(), modelLevels))
-                                : FarField();
-        report::SummaryRequest request{levels, modelLevels, unit, {}, {}};
-        if (farField.computed()) {
-            request.farFieldFrom = farField.handOff().downwindDistance;
-            request.farFieldTo = farField.endDistance();
-        }
+        const WholePlumeSummary::Result run = runScenario(model, scenario, modelLevels);
+        const RunSummary &summary = run.summary;
+        const FarField &farField = run.field->farField();
+        report::SummaryRequest request{levels, modelLevels, unit};
         if (!options->csv.empty() && summary.succeeded()) {
             writeCsv(model, options->csv, unit);
         }

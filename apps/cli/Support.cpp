@@ -4,7 +4,6 @@
 #include "ostreljet/io/NumberText.hpp"
 #include "ostreljet/io/SafeFile.hpp"
 #include "ostreljet/io/SameFile.hpp"
-#include "ostreljet/jet/EngineeringRun.hpp"
 #include "report/SummaryText.hpp"
 
 #include <fmt/core.h>
@@ -157,12 +156,12 @@ Scenario loadScenario(const std::string &path) {
     }
 }
 
-RunSummary runScenario(JetModel &model, const Scenario &scenario, std::span<const double> levels) {
+WholePlumeSummary::Result runScenario(JetModel &model, const Scenario &scenario, std::span<const double> levels) {
     scenario.applyTo(model);
     model.setEvaluationBudget(JetModel::recommendedEvaluationBudget); // every run ends in bounded time
-    RunSummary summary = EngineeringRun::run(model, levels);
-    InputRefusal::annotate(summary, model);
-    return summary;
+    WholePlumeSummary::Result result = WholePlumeSummary::run(model, levels, scenario.farFieldOptions());
+    InputRefusal::annotate(result.summary, model);
+    return result;
 }
 
 CommandFailure invalidInputs(const JetModel &model) {
@@ -376,8 +375,7 @@ nlohmann::ordered_json jsonSummary(const JetModel &model, const RunSummary &summ
     figures["endMessage"] =
         summary.endMessage ? nlohmann::json(*summary.endMessage) : nlohmann::json(nullptr);
     figures["outputSteps"] = summary.outputSteps;
-    figures["notComputedBeyondDownwind"] =
-        summary.lastStep ? jsonValue(summary.lastStep->downwind) : nlohmann::json(nullptr);
+    figures["notComputedBeyondDownwind"] = jsonOptional(summary.notComputedBeyondDownwind());
     figures["stoppingConcentration"] =
         jsonValue(converter.thresholdFromModel(model.stoppingConcentration(), unit));
     figures["stoppingConcentrationLoweredFrom"] =
@@ -393,7 +391,8 @@ nlohmann::ordered_json jsonSummary(const JetModel &model, const RunSummary &summ
         const double value = converter.fromModel(summary.groundMaximum->concentration, unit,
                                                  report::ambientTemperatureAt(model, 0.0));
         figures["groundMaximum"] = {{"concentration", jsonValue(value)},
-                                    {"location", jsonLocation(summary.groundMaximum->location)}};
+                                    {"location", jsonLocation(summary.groundMaximum->location)},
+                                    {"inFarField", summary.groundMaximum->inFarField}};
     } else {
         figures["groundMaximum"] = nullptr;
     }
@@ -409,6 +408,9 @@ nlohmann::ordered_json jsonSummary(const JetModel &model, const RunSummary &summ
         level["greatestHalfWidth"] = jsonOptional(answer.greatestHalfWidth);
         level["exceededAtEndOfRun"] = answer.exceededAtEndOfRun;
         level["regionComputed"] = answer.regionComputed;
+        level["regionOpen"] = answer.regionOpen;
+        level["centrelineInFarField"] = answer.centrelineInFarField;
+        level["regionInFarField"] = answer.regionInFarField;
         answers.push_back(level);
     }
     figures["groundMaximumComputed"] = summary.groundMaximumComputed;

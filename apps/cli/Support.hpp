@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ostreljet/farfield/WholePlumeSummary.hpp"
 #include "ostreljet/io/ConcentrationUnit.hpp"
 #include "ostreljet/io/Level.hpp"
 #include "ostreljet/io/Scenario.hpp"
@@ -71,8 +72,10 @@ std::string jsonString(std::string_view text);
 Scenario loadScenario(const std::string &path);
 
 // Applies a scenario to a model and runs it as every engineering front does (weather check, stopping
-// concentration lowered below `levels`, volume fractions), with a bound on its work; its summary.
-RunSummary runScenario(JetModel &model, const Scenario &scenario, std::span<const double> levels = {});
+// concentration lowered below `levels`, volume fractions), with a bound on its work: the whole plume
+// (the jet, then the far field the scenario asks for) and its summary.
+WholePlumeSummary::Result runScenario(JetModel &model, const Scenario &scenario,
+                                      std::span<const double> levels = {});
 // The end of a command whose scenario failed validation: status 1 with the model's first message.
 CommandFailure invalidInputs(const JetModel &model);
 // The model's messages as a JSON array of strings.

@@ -232,7 +232,8 @@ void registerWeatherCommand(CLI::App &app) {
         }
 
         JetModel model;
-        const RunSummary checked = runScenario(model, scenario);
+        const WholePlumeSummary::Result run = runScenario(model, scenario);
+        const RunSummary &checked = run.summary;
         if (checked.status == RunStatus::invalid) {
             throw noResults(checked);
         }

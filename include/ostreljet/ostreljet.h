@@ -176,15 +176,20 @@ OSTRELJET_API const char *ostreljet_gas_name(int index);
  *     greatestCentrelineHeightArcLength (m), edgeReachesGroundDownwind (m),
  *     centrelineReachesGroundDownwind (m), groundMaximum (the summary's unit, at its point and the air
  *     temperature at ground level), groundMaximumX, groundMaximumY, groundMaximumDownwind,
- *     groundMaximumCrosswind (m).
- *   Level figures: level (the summary's unit), centrelineDownwindDistance and centrelineArcLength (m,
- *     where the centreline concentration first falls below the level), farthestDownwindExtent and
- *     greatestHalfWidth (m, of the region at or above the level in the exact field),
- *     exceededAtEndOfRun (1 when the centreline is still at or above the level where the run ends, else
- *     0), regionComputed (0 when the searches stopped before this level's region: its two figures are
- *     then NaN because they were not computed, not because they do not exist).
+ *     groundMaximumCrosswind (m), groundMaximumInFarField (1 when the maximum lies in the far field),
+ *     notComputedBeyondDownwind (m, where the modelled region ends: the far field's end, else the run's).
+ *   Level figures, of the whole plume (the jet, then the far field past its hand-off plane): level (the
+ *     summary's unit), centrelineDownwindDistance (m, where the centreline concentration first falls
+ *     below the level) and centrelineArcLength (m along the jet's centreline; NaN in the far field),
+ *     farthestDownwindExtent and greatestHalfWidth (m, of the region at or above the level),
+ *     exceededAtEndOfRun (1 when the centreline is still at or above the level where the modelled
+ *     region ends, else 0), regionComputed (0 when the searches stopped before this level's region, or
+ *     there are no results: its two figures are then NaN because they were not computed, not because they
+ *     do not exist), regionOpen (1 when the region is still exceeded where the modelled region ends: cut
+ *     off there, not closed), centrelineInFarField and regionInFarField (1 when that answer comes from the
+ *     far field).
  *   groundMaximumComputed (run figure): 0 when the searches stopped before the ground maximum.
- * The searches spend what is left of the run's budget (ostreljet_set_budget) and stop on
+ * The searches have a budget as large as the run's (ostreljet_set_budget) and stop on
  * ostreljet_cancel; a summary cut short so has a last message of its own (number 90 or 91), readable
  * with the summary's figures but not among the run's messages. At most 64 levels; more are refused
  * (-2). Before any run the levels are converted and every figure is NaN; with no levels given and no

@@ -122,6 +122,10 @@ class Summary:
         return "<ostreljet.Summary %s: %d levels in %s>" % (self.status, len(self.levels), self.unit)
 
 
+# Level figures that are yes-or-no answers.
+_LEVEL_FLAGS = ("exceededAtEndOfRun", "regionComputed", "regionOpen", "centrelineInFarField", "regionInFarField")
+
+
 def read_summary(model, handle, count):
     """Reads the summary that ostreljet_summarize has just kept on the handle (the model's lock held)."""
     lib = model._lib
@@ -142,7 +146,7 @@ def read_summary(model, handle, count):
         level = {"text": _text(lib.ostreljet_summary_level_text(handle, index))}
         for name in level_names:
             value = _absent(lib.ostreljet_summary_level_figure(handle, index, name.encode("ascii")))
-            level[name] = bool(value) if name in ("exceededAtEndOfRun", "regionComputed") else value
+            level[name] = bool(value) if name in _LEVEL_FLAGS else value
         levels.append(level)
     ending = _text(lib.ostreljet_ending_name(lib.ostreljet_ending(handle)))
     messages = list(zip(model.message_severities, model.messages))

@@ -5,6 +5,7 @@
 #include "ostreljet/ostreljet.h"
 
 #include "ostreljet/farfield/WholePlume.hpp"
+#include "ostreljet/farfield/WholePlumeSummary.hpp"
 #include "ostreljet/io/ConcentrationUnit.hpp"
 #include "ostreljet/jet/ConcentrationField.hpp"
 #include "ostreljet/jet/EngineeringRun.hpp"
@@ -68,6 +69,16 @@ struct ostreljet_model {
         const std::lock_guard<std::mutex> lock(fieldMutex);
         farFieldOptions = options;
         field.reset();
+    }
+
+    // Records what a finished run says once its whole plume is built: a jet end past the far field's
+    // hand-off plane cuts no answer, as every engineering front reports it.
+    void recordRun(ostreljet::RunSummary ending) {
+        record(ending);
+        if (ostreljet::runStatusHasResults(ending.status)) {
+            ostreljet::WholePlumeSummary::carryOn(ending, *currentField());
+            record(ending);
+        }
     }
 
     // Records what a finished run's summary says: ending, status and messages.

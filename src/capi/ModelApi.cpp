@@ -134,7 +134,7 @@ int ostreljet_run(ostreljet_model *m) {
         m->hasRun = true;
         m->inputsAccepted = accepted;
         m->preparation = preparation;
-        m->record(ending);
+        m->recordRun(ending);
         return accepted ? 1 : 0;
     });
 }

@@ -2,6 +2,7 @@
 #include "Handle.hpp"
 
 #include "ostreljet/atmosphere/Atmosphere.hpp"
+#include "ostreljet/farfield/WholePlumeSummary.hpp"
 #include "ostreljet/io/ConcentrationConverter.hpp"
 #include "ostreljet/io/GasTable.hpp"
 #include "ostreljet/io/Level.hpp"
@@ -102,7 +103,11 @@ const Figure figures[] = {
          return k.summary.groundMaximum ? k.summary.groundMaximum->location.crosswind : notANumber;
      }},
     {"notComputedBeyondDownwind", "m",
-     [](const KeptSummary &k) { return k.summary.lastStep ? k.summary.lastStep->downwind : notANumber; }},
+     [](const KeptSummary &k) { return orNaN(k.summary.notComputedBeyondDownwind()); }},
+    {"groundMaximumInFarField", "-",
+     [](const KeptSummary &k) {
+         return k.summary.groundMaximum ? (k.summary.groundMaximum->inFarField ? 1.0 : 0.0) : notANumber;
+     }},
     {"stoppingConcentration", "conc", [](const KeptSummary &k) { return k.stoppingConcentration; }},
     {"stoppingConcentrationLoweredFrom", "conc", [](const KeptSummary &k) { return k.loweredFrom; }},
     {"groundMaximumComputed", "-",
@@ -131,6 +136,12 @@ const LevelFigure levelFigures[] = {
      [](const KeptSummary &k, std::size_t i) { return k.summary.levels[i].exceededAtEndOfRun ? 1.0 : 0.0; }},
     {"regionComputed", "-",
      [](const KeptSummary &k, std::size_t i) { return k.summary.levels[i].regionComputed ? 1.0 : 0.0; }},
+    {"regionOpen", "-",
+     [](const KeptSummary &k, std::size_t i) { return k.summary.levels[i].regionOpen ? 1.0 : 0.0; }},
+    {"centrelineInFarField", "-",
+     [](const KeptSummary &k, std::size_t i) { return k.summary.levels[i].centrelineInFarField ? 1.0 : 0.0; }},
+    {"regionInFarField", "-",
+     [](const KeptSummary &k, std::size_t i) { return k.summary.levels[i].regionInFarField ? 1.0 : 0.0; }},
 };
 
 template <typename Entry, std::size_t N> const Entry *findFigure(const Entry (&table)[N], const char *name) {
@@ -224,7 +235,7 @@ int ostreljet_summarize(ostreljet_model *m, const char *levels, const char *unit
                 m->model, m->inputsAccepted, {}, [](double, double, double) { return 0.0; });
             ostreljet::EngineeringRun::complete(ending, again);
             m->preparation = again;
-            m->record(ending);
+            m->recordRun(ending);
         }
         // 3. The summary of the last run from its exact field; nothing to search before a run. The
         // searches keep to what is left of the run's budget and stop on a cancel made after they start.
@@ -248,11 +259,11 @@ int ostreljet_summarize(ostreljet_model *m, const char *levels, const char *unit
                          notANumber};
         if (m->hasRun) {
             ostreljet::EngineeringRun::complete(kept.summary, m->preparation);
-        }
-        if (!m->hasRun) {
+            ostreljet::WholePlumeSummary::carryOn(kept.summary, *field);
+        } else {
             for (const double level : inModel) {
                 kept.summary.levels.push_back(
-                    ostreljet::RunSummary::LevelAnswer{level, {}, {}, {}, {}, false, true});
+                    ostreljet::RunSummary::LevelAnswer{level, {}, {}, {}, {}, false, false});
             }
         }
         // 4. The concentrations in the chosen unit: levels as thresholds, the ground maximum at its point.

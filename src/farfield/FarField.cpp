@@ -279,6 +279,46 @@ std::optional<FarField::Extent> FarField::levelExtent(double level) const {
     return Extent{low, false};
 }
 
+std::optional<double> FarField::centrelineFallsBelow(double level) const {
+    // The first series point below the level, then bisection towards the one before.
+    if (!computed_ || series_.empty())
+        return std::nullopt;
+    std::size_t first = series_.size();
+    for (std::size_t i = 0; i < series_.size() && series_[i].downwindDistance <= endDistance_; ++i) {
+        if (series_[i].centrelineConcentration < level) {
+            first = i;
+            break;
+        }
+    }
+    if (first == series_.size())
+        return centrelineAt(endDistance_) < level ? std::optional<double>(endDistance_) : std::nullopt;
+    if (first == 0)
+        return series_[0].downwindDistance;
+    double low = series_[first - 1].downwindDistance;
+    double high = series_[first].downwindDistance;
+    for (int i = 0; i < 80 && high - low > 1e-9 * high; ++i) {
+        const double middle = 0.5 * (low + high);
+        (pointAt(middle).centrelineConcentration >= level ? low : high) = middle;
+    }
+    return high;
+}
+
+std::optional<double> FarField::levelHalfWidth(double level) const {
+    std::optional<double> widest;
+    for (std::size_t i = 0; i < series_.size() && series_[i].downwindDistance <= endDistance_; ++i) {
+        const FarFieldPoint &p = series_[i];
+        if (p.centrelineConcentration >= level && level > 0.0) {
+            const double half = p.sigmaY * std::sqrt(2.0 * std::log(p.centrelineConcentration / level));
+            widest = std::max(widest.value_or(0.0), std::abs(axisOffset_) + half);
+        }
+    }
+    return widest;
+}
+
+std::pair<double, double> FarField::axisPointAt(double downwind) const {
+    return {stackX_ + downwind * windX_ - axisOffset_ * windY_, stackY_ + downwind * windY_ + axisOffset_ * windX_};
+}
+
 std::optional<FarField::Maximum> FarField::groundLevelMaximum() const {
     // The largest series value, then a golden-section search between its neighbours.
     std::size_t best = series_.size();

@@ -598,6 +598,13 @@ std::string_view RunSummary::endingName(Ending ending) {
     return "other";
 }
 
+std::optional<double> RunSummary::notComputedBeyondDownwind() const {
+    if (farField) {
+        return farField->to;
+    }
+    return lastStep ? std::optional<double>(lastStep->downwind) : std::nullopt;
+}
+
 RunSummary::Limits RunSummary::limitsAfterRun(const JetModel &model) {
     Limits limits;
     if (model.evaluationBudget() != 0) {
@@ -799,6 +806,7 @@ RunSummary RunSummary::of(const JetModel &model, bool inputsAccepted, std::span<
                 }
             }
         }
+        answer.regionOpen = answer.exceededAtEndOfRun;
         summary.levels.push_back(answer);
     }
     MeteredField metered(concentrationAt, limits);

@@ -86,17 +86,16 @@ std::vector<SummaryLine> summaryLines(const JetModel &model, const RunSummary &s
     lines.push_back({"Output steps", fmt::format("{}", summary.outputSteps)});
     const ConcentrationConverter shown = ConcentrationConverter::forModel(model);
     // Past the jet's end the far field answers where one was built; nothing is computed beyond it.
-    const bool farField = request.farFieldFrom && request.farFieldTo;
     std::string beyond = summary.lastStep
                              ? fmt::format("not computed beyond {}", downwind(summary.lastStep->downwind))
                              : "not computed";
-    if (farField) {
-        beyond = fmt::format("the far field answers from {} (see \"Past the jet\"); not computed beyond {}",
-                             downwind(*request.farFieldFrom), downwind(*request.farFieldTo));
-        lines.push_back(
-            {"Modelled region", fmt::format("the jet to {}, the far field from there to {}; not "
-                                            "computed beyond",
-                                            downwind(*request.farFieldFrom), downwind(*request.farFieldTo))});
+    if (summary.farField) {
+        beyond = fmt::format("the far field answers from {}; not computed beyond {}",
+                             downwind(summary.farField->from), downwind(summary.farField->to));
+        lines.push_back({"Modelled region", fmt::format("the jet to {}, the far field from there to {}; not "
+                                                        "computed beyond",
+                                                        downwind(summary.farField->from),
+                                                        downwind(summary.farField->to))});
     } else if (summary.lastStep) {
         lines.push_back({"Modelled region", fmt::format("to {}, where the run ends; not computed beyond",
                                                         downwind(summary.lastStep->downwind))});
@@ -130,7 +129,8 @@ std::vector<SummaryLine> summaryLines(const JetModel &model, const RunSummary &s
         const double value = converter.fromModel(summary.groundMaximum->concentration, request.unit,
                                                  ambientTemperatureAt(model, 0.0));
         lines.push_back({"Greatest ground-level concentration",
-                         fmt::format("{} {} at {}, {} m across", figure(value), unit, downwind(at.downwind),
+                         fmt::format("{} {} at {}{}, {} m across", figure(value), unit, downwind(at.downwind),
+                                     summary.groundMaximum->inFarField ? " (in the far field)" : "",
                                      figure(withoutNoise(at.crosswind, at.downwind)))});
     } else {
         lines.push_back({"Greatest ground-level concentration",
@@ -141,11 +141,18 @@ std::vector<SummaryLine> summaryLines(const JetModel &model, const RunSummary &s
         const std::string name =
             fmt::format("{}, {} {}", request.levels[i].text(),
                         figure(converter.thresholdFromModel(answer.level, request.unit)), unit);
+        const std::string_view inFarField = " (in the far field)";
         std::string centreline;
         if (answer.centrelineDownwindDistance && answer.centrelineArcLength) {
             centreline = fmt::format("centreline below it from {} ({} m along it)",
                                      downwind(*answer.centrelineDownwindDistance),
                                      figure(*answer.centrelineArcLength));
+        } else if (answer.centrelineDownwindDistance) {
+            centreline = fmt::format("centreline below it from {}{}", downwind(*answer.centrelineDownwindDistance),
+                                     answer.centrelineInFarField ? inFarField : "");
+        } else if (answer.exceededAtEndOfRun && answer.centrelineInFarField && summary.farField) {
+            centreline = fmt::format("centreline above it to the far field's end, {}; not computed beyond",
+                                     downwind(summary.farField->to));
         } else if (answer.exceededAtEndOfRun) {
             centreline = "centreline above it to the end of the run; " + beyond;
         } else {
@@ -155,10 +162,13 @@ std::vector<SummaryLine> summaryLines(const JetModel &model, const RunSummary &s
         if (!answer.regionComputed) {
             region = "region above it: " + std::string(kNotComputed);
         } else if (answer.farthestDownwindExtent && answer.greatestHalfWidth) {
-            region =
-                fmt::format("region above it to {}, {} m half-width{}",
-                            downwind(*answer.farthestDownwindExtent), figure(*answer.greatestHalfWidth),
-                            answer.exceededAtEndOfRun ? " (still exceeded where the run ends: open)" : "");
+            const std::string_view where = answer.regionInFarField ? "the far field" : "the run";
+            region = fmt::format("region above it to {}{}, {} m half-width{}",
+                                 downwind(*answer.farthestDownwindExtent),
+                                 answer.regionInFarField ? inFarField : "", figure(*answer.greatestHalfWidth),
+                                 answer.regionOpen
+                                     ? fmt::format(" (still exceeded where {} ends: open)", where)
+                                     : std::string());
         }
         lines.push_back({name, centreline + "; " + region});
     }

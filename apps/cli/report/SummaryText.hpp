@@ -31,9 +31,6 @@ struct SummaryRequest {
     std::vector<Level> levels;
     std::vector<double> levelsInModelUnit; // volume fraction
     ConcentrationUnit unit = ConcentrationUnit::volumeFraction;
-    // Where the far field takes over and where it ends, m downwind; none when no far field was built.
-    std::optional<double> farFieldFrom;
-    std::optional<double> farFieldTo;
 };
 
 // The summary as lines a report can quote: how the run ended, the greatest height, where the plume

@@ -8,6 +8,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace ostreljet {
@@ -82,6 +83,17 @@ public:
         bool atEnd;
     };
     std::optional<Extent> levelExtent(double level) const;
+    // Where the axis concentration first falls below a level, m downwind (the hand-off when it is below
+    // there already); empty when it is still at or above the level at the far field's end.
+    std::optional<double> centrelineFallsBelow(double level) const;
+    // The greatest distance across the wind from the downwind line through the stack (m) at which the
+    // far field, at its axis height, is at or above a level: the axis offset plus the Gaussian half-width
+    // sigma_y sqrt(2 ln(c/level)) at the widest series point; empty when the axis never reaches the level.
+    std::optional<double> levelHalfWidth(double level) const;
+    // Crosswind position of the far field's axis, m from the downwind line through the stack.
+    double axisOffset() const { return axisOffset_; }
+    // The site point (m east, m north) at a downwind distance on the far field's axis.
+    std::pair<double, double> axisPointAt(double downwind) const;
     // The greatest ground-level concentration of the far field and where.
     struct Maximum {
         double downwind; // m

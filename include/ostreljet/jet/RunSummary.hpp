@@ -73,11 +73,19 @@ struct OSTRELJET_EXPORT RunSummary {
         // False when the region was not searched (a run without results, or the summary's limits stopped
         // it first): the two region answers are then not computed (absent), not "nowhere above the level".
         bool regionComputed = true;
+        // Where a far field carries the plume on past the jet (the whole plume's summary): the centreline
+        // answer and the region's farthest point came from the far field, and the region is still above
+        // the level where the far field ends (cut off there, not closed). For the jet alone, regionOpen is
+        // exceededAtEndOfRun.
+        bool centrelineInFarField = false;
+        bool regionInFarField = false;
+        bool regionOpen = false;
     };
 
     struct GroundMaximum {
         double concentration; // volume fraction, at z = 0
-        Location location;
+        Location location;    // in the far field its arcLength is NaN: no output step is there
+        bool inFarField = false;
     };
 
     // Concentration (volume fraction) at a point (x, y, z in m) from the run's field.
@@ -143,7 +151,16 @@ struct OSTRELJET_EXPORT RunSummary {
     std::vector<Message> messages;         // every message of the run, in order
     std::int32_t outputSteps = 0;
 
-    std::optional<Location> lastStep; // the run's last output step: nothing is computed beyond it
+    std::optional<Location> lastStep; // the run's last output step: the jet computes nothing beyond it
+    // The far field that carries the answers on past the jet, when one was built (the whole plume's
+    // summary): from its hand-off plane to its end, m downwind; nothing is computed beyond its end.
+    struct FarFieldSpan {
+        double from; // m downwind
+        double to;   // m downwind
+    };
+    std::optional<FarFieldSpan> farField;
+    // Where the modelled region ends, m downwind: the far field's end, else the jet's last step.
+    std::optional<double> notComputedBeyondDownwind() const;
     std::optional<double> stoppingConcentrationLoweredFrom; // volume fraction, when a front lowered it
     std::optional<Location> greatestCentrelineHeight;       // the output step with the highest centreline
     std::optional<double> edgeReachesGroundDownwind; // m, where centreline height minus profile radius is 0
