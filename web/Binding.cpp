@@ -3,6 +3,9 @@
 
 #include "ostreljet/Version.hpp"
 #include "ostreljet/atmosphere/Atmosphere.hpp"
+#include "ostreljet/farfield/FarField.hpp"
+#include "ostreljet/farfield/HandOff.hpp"
+#include "ostreljet/farfield/WholePlume.hpp"
 #include "ostreljet/io/ConcentrationConverter.hpp"
 #include "ostreljet/io/ConcentrationUnit.hpp"
 #include "ostreljet/io/GasTable.hpp"
@@ -143,12 +146,12 @@ json gridJson(double a0, double a1, double b0, double b1, int na, int nb, const 
 }
 
 // The field on the vertical section that follows the centreline's crosswind drift and on two horizontal
-// planes, in the wind's frame, NaN (null) where nothing is computed, beyond the run's end plane; with the
-// end of the run (its last step) for the views to mark. Phases: the extent of the jet; the section; the
-// planes.
-json views(const JetModel &model, RunStatus status, const WindFrame &frame, double planHeight, int na,
+// planes, in the wind's frame, from the jet and past its hand-off from the far field: NaN (null) where
+// nothing is computed (beyond the far field's end, or the jet's end short of a hand-off), with where the
+// modelled region ends and the far field starts for the views to mark. Phases: the extent of the jet and
+// the far field; the section; the planes.
+json views(const JetModel &model, const WholePlume &field, const WindFrame &frame, double planHeight, int na,
            int nb) {
-    const RunField field(model, status);
     const auto &locations = model.centrelineLocations();
     const auto &radii = model.profileRadii();
     std::vector<double> down, cross;
@@ -161,6 +164,15 @@ json views(const JetModel &model, RunStatus status, const WindFrame &frame, doub
         cMax = std::max(cMax, std::fabs(cross.back()) + radii[k]);
         zMax = std::max(zMax, locations[k].z() + radii[k]);
     }
+    // Past the jet, the far field to its end: its axis and about two and a half of its spreads
+    // around it.
+    if (field.farField().computed()) {
+        for (const FarFieldPoint &point : field.farField().series()) {
+            dMax = std::max(dMax, point.downwindDistance);
+            cMax = std::max(cMax, std::fabs(field.farField().handOff().crosswindOffset) + 2.5 * point.sigmaY);
+            zMax = std::max(zMax, point.height + 2.5 * point.sigmaZ);
+        }
+    }
     const double span = dMax - dMin;
     dMin -= 0.04 * span;
     dMax += 0.08 * span;
@@ -168,7 +180,8 @@ json views(const JetModel &model, RunStatus status, const WindFrame &frame, doub
     zMax *= 1.15;
 
     auto at = [](double lo, double hi, int i, int n) { return lo + (hi - lo) * i / (n - 1); };
-    // The crosswind position of the centreline at a downwind distance: that of the first step there.
+    // The crosswind position of the centreline at a downwind distance: that of the first step
+    // there.
     auto crossAt = [&](double d) {
         for (std::size_t k = 1; k < down.size(); ++k) {
             const double a = down[k - 1], b = down[k];
@@ -203,14 +216,13 @@ json views(const JetModel &model, RunStatus status, const WindFrame &frame, doub
         }
         return gridJson(dMin, dMax, -cMax, cMax, na, nb, values);
     };
-    const std::size_t last = locations.size() - 1;
+    // Where the modelled region ends: the far field's end past a hand-off, else the jet's last
+    // step.
+    const FarField &far = field.farField();
     return {{"downwind", down},
             {"crosswind", cross},
-            {"end",
-             {{"downwind", down[last]},
-              {"crosswind", cross[last]},
-              {"z", locations[last].z()},
-              {"radius", radii[last]}}},
+            {"end", far.computed() ? far.endDistance() : down.back()},
+            {"handOff", far.computed() ? json(far.handOff().downwindDistance) : json(nullptr)},
             {"side", gridJson(dMin, dMax, 0.0, zMax, na, nb, side)},
             {"planHeight", planHeight},
             {"planAtHeight", plan(planHeight)},
@@ -237,8 +249,8 @@ json locationJson(const RunSummary::Location &location) {
 
 using Refusal = std::pair<std::string, std::string>; // message, the input or control it names
 
-// The summary under the keys that `run --json` and `batch` use, concentrations in `unit`; the page adds
-// each level's value in the model's unit ("model") for its contours.
+// The summary under the keys that `run --json` and `batch` use, concentrations in `unit`; the page
+// adds each level's value in the model's unit ("model") for its contours.
 json summaryJson(const JetModel &model, const RunSummary &summary, const std::vector<Level> &levels,
                  ConcentrationUnit unit) {
     const ConcentrationConverter converter = ConcentrationConverter::forModel(model);
@@ -284,10 +296,48 @@ json summaryJson(const JetModel &model, const RunSummary &summary, const std::ve
             {"levels", answers}};
 }
 
+// The far field as `run --json` gives it, without its series: where it starts and why, where it
+// ends and why, how far each level reaches through it and its greatest ground-level concentration;
+// null when there is none.
+json farFieldJson(const JetModel &model, const FarField &field, const std::vector<Level> &levels,
+                  const std::vector<double> &levelValues, ConcentrationUnit unit) {
+    if (!field.computed()) {
+        return nullptr;
+    }
+    const ConcentrationConverter converter = ConcentrationConverter::forModel(model);
+    Atmosphere air = model.atmosphere();
+    const HandOff &handOff = field.handOff();
+    json answers = json::array();
+    for (std::size_t i = 0; i < levels.size() && i < levelValues.size(); ++i) {
+        const auto extent = field.levelExtent(levelValues[i]);
+        answers.push_back({{"level", levels[i].text()},
+                           {"farthestDownwind", extent ? numberJson(extent->downwind) : json(nullptr)},
+                           {"exceededAtEnd", extent && extent->atEnd}});
+    }
+    json ground = nullptr;
+    if (const auto peak = field.groundLevelMaximum()) {
+        ground = {{"value", numberJson(converter.fromModel(peak->value, unit, air.temperatureAt(0.0)))},
+                  {"downwindDistance", numberJson(peak->downwind)},
+                  {"atEnd", peak->downwind >= field.endDistance() * (1.0 - 1e-12)}};
+    }
+    return {{"handOff",
+             {{"downwindDistance", numberJson(handOff.downwindDistance)},
+              {"height", numberJson(handOff.height)},
+              {"reason", HandOff::describe(handOff.reason)},
+              {"jetStillActive", handOff.jetStillActive}}},
+            {"continuityRatio", numberJson(field.continuityRatio())},
+            {"passiveFrom", numberJson(field.passiveStart())},
+            {"end",
+             {{"downwindDistance", numberJson(field.endDistance())}, {"atDistance", field.endsAtDistance()}}},
+            {"groundLevelMaximum", ground},
+            {"levels", answers},
+            {"warnings", field.warnings()}};
+}
+
 // Runs one request: the scenario's text, the levels and the unit to show concentrations in, as the
-// command line runs a scenario (weather check, stopping concentration below the levels, bounded work).
-// Phases: read the scenario and the levels; run; the status and the summary; for a run with results
-// only, the series and the views.
+// command line runs a scenario (weather check, stopping concentration below the levels, bounded
+// work). Phases: read the scenario and the levels; run; the status and the summary; for a run with
+// results only, the series and the views.
 json runRequest(const json &request) {
     const std::string text = request.value("scenario", std::string("{}"));
     const Scenario scenario = [&] {
@@ -376,6 +426,14 @@ json runRequest(const json &request) {
     answer["steps"] = steps;
     answer["concentrationShown"] = shown;
 
+    // Past the jet, the far field, ending where it falls below a tenth of the lowest level.
+    FarFieldOptions farFieldOptions = scenario.farFieldOptions();
+    if (!levelValues.empty()) {
+        farFieldOptions.lowestLevel = *std::min_element(levelValues.begin(), levelValues.end());
+    }
+    const WholePlume plume(model, farFieldOptions, summary.status);
+    answer["farField"] = farFieldJson(model, plume.farField(), levels, levelValues, *unit);
+
     if (model.numberOfOutputSteps() > 0) {
         const double bearing = model.referenceWindBearing() * kDegreesToRadians;
         const WindFrame frame{std::sin(bearing), std::cos(bearing), model.stackLocationX(),
@@ -386,7 +444,7 @@ json runRequest(const json &request) {
             planHeight = request["planHeight"].get<double>();
         }
         const int na = std::clamp(request.value("gridPoints", 161), 11, 401);
-        answer["views"] = views(model, summary.status, frame, planHeight, na, (na + 1) / 2);
+        answer["views"] = views(model, plume, frame, planHeight, na, (na + 1) / 2);
     }
     return answer;
 }

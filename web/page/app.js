@@ -356,7 +356,8 @@ function render(answer) {
 function renderMessages(answer) {
   const list = $('messages');
   list.textContent = '';
-  const messages = answer.messages || (answer.error ? [{ text: answer.error.message, severity: 'error' }] : []);
+  const messages = (answer.messages || (answer.error ? [{ text: answer.error.message, severity: 'error' }] : []))
+    .concat(answer.farField ? answer.farField.warnings.map((text) => ({ text, severity: 'warning' })) : []);
   if (messages.length === 0) {
     const item = document.createElement('li');
     item.textContent = 'No messages.';
@@ -430,9 +431,18 @@ function renderSummary(answer) {
   if (!hasResults(answer)) return;
 
   add('outputSteps', 'Output steps', String(s.outputSteps), s.outputSteps);
+  // Past the jet's end the far field answers where one was built; nothing is computed beyond it.
+  const far = answer.farField;
   const end = s.notComputedBeyondDownwind;
-  const beyond = end === null ? NOT_COMPUTED : `${NOT_COMPUTED} beyond ${downwind(end)}`;
-  if (end !== null) add('notComputedBeyondDownwind', 'Modelled region', `to ${downwind(end)}, where the run ends; not computed beyond`, end);
+  let beyond = end === null ? NOT_COMPUTED : `${NOT_COMPUTED} beyond ${downwind(end)}`;
+  if (far) {
+    const from = far.handOff.downwindDistance;
+    const to = far.end.downwindDistance;
+    beyond = `the far field answers from ${downwind(from)} (see "Past the jet"); ${NOT_COMPUTED} beyond ${downwind(to)}`;
+    add('notComputedBeyondDownwind', 'Modelled region', `the jet to ${downwind(from)}, the far field from there to ${downwind(to)}; not computed beyond`, to);
+  } else if (end !== null) {
+    add('notComputedBeyondDownwind', 'Modelled region', `to ${downwind(end)}, where the run ends; not computed beyond`, end);
+  }
   if (s.stoppingConcentrationLoweredFrom !== null) {
     add('stoppingConcentration', 'Stopping concentration',
       `${figure(s.stoppingConcentration)} ${unit}, lowered from the scenario's ${figure(s.stoppingConcentrationLoweredFrom)} ${unit} to half the lowest level`,
@@ -482,6 +492,34 @@ function renderSummary(answer) {
     row.className = 'level';
     row.firstChild.style.borderLeft = `6px solid ${LEVEL_COLOURS[index % LEVEL_COLOURS.length]}`;
   });
+  addFarField(add, far, unit);
+}
+
+// Two lines of the far field: where it runs and why; then how far each level reaches through it and its
+// greatest ground-level concentration.
+function addFarField(add, far, unit) {
+  if (!far) {
+    add('farField', 'Far field', NOT_COMPUTED);
+    return;
+  }
+  const h = far.handOff;
+  const height = Math.abs(h.height) < 1e-9 ? 0 : h.height; // a height within rounding of the ground
+  const dense = far.passiveFrom > h.downwindDistance ? `, dense to ${figure(far.passiveFrom)} m then passive,` : '';
+  const endWords = far.end.atDistance ? 'the far-field distance' : 'below a tenth of the lowest level';
+  add('farField', 'Far field', `from ${figure(h.downwindDistance)} m downwind, ${figure(height)} m up (${h.reason}, ` +
+    `continuity ratio ${figure(far.continuityRatio)})${dense} to ${figure(far.end.downwindDistance)} m downwind (${endWords})`,
+  far.end.downwindDistance);
+  let reach = '';
+  for (const level of far.levels) {
+    const value = level.farthestDownwind === null ? 'below it throughout'
+      : level.exceededAtEnd ? `still above it at the end, ${figure(level.farthestDownwind)} m downwind`
+        : `above it to ${figure(level.farthestDownwind)} m downwind`;
+    reach += `${level.level} ${value}; `;
+  }
+  const peak = far.groundLevelMaximum;
+  reach += peak ? `greatest ground level ${figure(peak.value)} ${unit} at ${figure(peak.downwindDistance)} m downwind` +
+    (peak.atEnd ? ' (its end; still rising there)' : '') : '0 at ground level throughout';
+  add('pastTheJet', 'Past the jet', reach, peak ? peak.value : undefined);
 }
 
 function levelEntries(answer) {
@@ -510,16 +548,16 @@ function renderPlots(answer) {
     title: 'side view', xLabel: 'downwind distance (m)', yLabel: 'height (m)', height: 320,
     centreline: { xs: v.downwind, ys: steps.z },
     band: { xs: v.downwind, upper: steps.z.map((z, k) => z + steps.profileRadius[k]), lower: steps.z.map((z, k) => z - steps.profileRadius[k]) },
-    stack: [0, stackHeight], stackHeight, runEnd: v.end.downwind,
+    stack: [0, stackHeight], stackHeight, runEnd: v.end, handOff: v.handOff,
   });
   $('plan-height').textContent = `(${formatNumber(v.planHeight)} m above ground, the greatest centreline height)`;
   fieldPlot($('plot-plan-height'), v.planAtHeight, levels, {
     title: 'plan view at the plume height', xLabel: 'downwind distance (m)', yLabel: 'crosswind, left of the wind (m)',
-    centreline: { xs: v.downwind, ys: v.crosswind }, stack: [0, 0], runEnd: v.end.downwind,
+    centreline: { xs: v.downwind, ys: v.crosswind }, stack: [0, 0], runEnd: v.end, handOff: v.handOff,
   });
   fieldPlot($('plot-plan-ground'), v.planAtGround, levels, {
     title: 'plan view at ground level', xLabel: 'downwind distance (m)', yLabel: 'crosswind, left of the wind (m)',
-    centreline: { xs: v.downwind, ys: v.crosswind }, stack: [0, 0], runEnd: v.end.downwind,
+    centreline: { xs: v.downwind, ys: v.crosswind }, stack: [0, 0], runEnd: v.end, handOff: v.handOff,
   });
   const arc = steps.arclength;
   const unit = answer.unit.label;

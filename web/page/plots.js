@@ -230,12 +230,18 @@ function fieldPlot(container, given, levels, options) {
       svgElement('circle', { cx: sx, cy: sy, r: 4, class: 'stack-point' }, frame.body);
     }
   }
-  if (options.runEnd !== undefined && Number.isFinite(options.runEnd)) {
-    const x = frame.sx(options.runEnd);
-    svgElement('line', { x1: x, x2: x, y1: frame.margin.top, y2: frame.margin.top + frame.innerH, class: 'run-end' }, frame.body);
-  }
+  // The far field's start and the end of the modelled region, as vertical marks across the view.
+  const mark = (at, className) => {
+    if (at === undefined || at === null || !Number.isFinite(at)) return false;
+    const x = frame.sx(at);
+    svgElement('line', { x1: x, x2: x, y1: frame.margin.top, y2: frame.margin.top + frame.innerH, class: className }, frame.body);
+    return true;
+  };
+  const handOff = mark(options.handOff, 'hand-off');
+  mark(options.runEnd, 'run-end');
   const entries = sorted.slice().reverse().map((l) => ({ colour: l.colour, label: l.label }));
   if (options.centreline) entries.push({ colour: '#263238', label: 'centreline' });
-  if (notComputed) entries.push({ colour: '#455a64', label: 'end of the run: not computed beyond (hatched)', dash: '2 3' });
+  if (handOff) entries.push({ colour: '#6a1b9a', label: 'far field from here', dash: '8 3' });
+  if (notComputed) entries.push({ colour: '#455a64', label: 'not computed beyond (hatched)', dash: '2 3' });
   legend(frame, entries);
 }
