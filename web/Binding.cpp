@@ -3,15 +3,23 @@
 
 #include "ostreljet/Version.hpp"
 #include "ostreljet/atmosphere/Atmosphere.hpp"
+#include "ostreljet/farfield/FarField.hpp"
+#include "ostreljet/farfield/HandOff.hpp"
+#include "ostreljet/farfield/WholePlume.hpp"
 #include "ostreljet/io/ConcentrationConverter.hpp"
 #include "ostreljet/io/ConcentrationUnit.hpp"
 #include "ostreljet/io/GasTable.hpp"
+#include "ostreljet/io/InputRefusal.hpp"
 #include "ostreljet/io/InputSchema.hpp"
 #include "ostreljet/io/Level.hpp"
+#include "ostreljet/io/NumberText.hpp"
 #include "ostreljet/io/PropertyTable.hpp"
 #include "ostreljet/io/Scenario.hpp"
 #include "ostreljet/jet/ConcentrationField.hpp"
+#include "ostreljet/jet/EngineeringRun.hpp"
 #include "ostreljet/jet/JetModel.hpp"
+#include "ostreljet/jet/RunField.hpp"
+#include "ostreljet/jet/RunStatus.hpp"
 #include "ostreljet/jet/RunSummary.hpp"
 
 #include <emscripten/bind.h>
@@ -138,9 +146,12 @@ json gridJson(double a0, double a1, double b0, double b1, int na, int nb, const 
 }
 
 // The field on the vertical section that follows the centreline's crosswind drift and on two horizontal
-// planes, in the wind's frame. Phases: the extent of the jet; the section; the planes.
-json views(const JetModel &model, const WindFrame &frame, double planHeight, int na, int nb) {
-    const ConcentrationField field(model, ConcentrationField::Rules::exact, 0.0);
+// planes, in the wind's frame, from the jet and past its hand-off from the far field: NaN (null) where
+// nothing is computed (beyond the far field's end, or the jet's end short of a hand-off), with where the
+// modelled region ends and the far field starts for the views to mark. Phases: the extent of the jet and
+// the far field; the section; the planes.
+json views(const JetModel &model, const WholePlume &field, const WindFrame &frame, double planHeight, int na,
+           int nb) {
     const auto &locations = model.centrelineLocations();
     const auto &radii = model.profileRadii();
     std::vector<double> down, cross;
@@ -153,6 +164,15 @@ json views(const JetModel &model, const WindFrame &frame, double planHeight, int
         cMax = std::max(cMax, std::fabs(cross.back()) + radii[k]);
         zMax = std::max(zMax, locations[k].z() + radii[k]);
     }
+    // Past the jet, the far field to its end: its axis and about two and a half of its spreads
+    // around it.
+    if (field.farField().computed()) {
+        for (const FarFieldPoint &point : field.farField().series()) {
+            dMax = std::max(dMax, point.downwindDistance);
+            cMax = std::max(cMax, std::fabs(field.farField().handOff().crosswindOffset) + 2.5 * point.sigmaY);
+            zMax = std::max(zMax, point.height + 2.5 * point.sigmaZ);
+        }
+    }
     const double span = dMax - dMin;
     dMin -= 0.04 * span;
     dMax += 0.08 * span;
@@ -160,7 +180,8 @@ json views(const JetModel &model, const WindFrame &frame, double planHeight, int
     zMax *= 1.15;
 
     auto at = [](double lo, double hi, int i, int n) { return lo + (hi - lo) * i / (n - 1); };
-    // The crosswind position of the centreline at a downwind distance: that of the first step there.
+    // The crosswind position of the centreline at a downwind distance: that of the first step
+    // there.
     auto crossAt = [&](double d) {
         for (std::size_t k = 1; k < down.size(); ++k) {
             const double a = down[k - 1], b = down[k];
@@ -195,130 +216,225 @@ json views(const JetModel &model, const WindFrame &frame, double planHeight, int
         }
         return gridJson(dMin, dMax, -cMax, cMax, na, nb, values);
     };
+    // Where the modelled region ends: the far field's end past a hand-off, else the jet's last
+    // step.
+    const FarField &far = field.farField();
     return {{"downwind", down},
             {"crosswind", cross},
+            {"end", far.computed() ? far.endDistance() : down.back()},
+            {"handOff", far.computed() ? json(far.handOff().downwindDistance) : json(nullptr)},
             {"side", gridJson(dMin, dMax, 0.0, zMax, na, nb, side)},
             {"planHeight", planHeight},
             {"planAtHeight", plan(planHeight)},
             {"planAtGround", plan(0.0)}};
 }
 
-json locationJson(const RunSummary::Location &location) {
-    return {{"x", location.x},
-            {"y", location.y},
-            {"z", location.z},
-            {"downwind", location.downwind},
-            {"crosswind", location.crosswind},
-            {"arcLength", location.arcLength}};
+// A number for JSON: null for NaN and the infinities, which JSON cannot hold ("not computed").
+json numberJson(double value) {
+    return std::isfinite(value) ? json(value) : json(nullptr);
 }
 
-// Runs one request: the scenario's text, the levels and the unit to show concentrations in.
-// Phases: read the scenario; run; the levels; the summary; the series and the views.
+json optionalNumberJson(const std::optional<double> &value) {
+    return value ? numberJson(*value) : json(nullptr);
+}
+
+json locationJson(const RunSummary::Location &location) {
+    return {{"x", numberJson(location.x)},
+            {"y", numberJson(location.y)},
+            {"z", numberJson(location.z)},
+            {"downwind", numberJson(location.downwind)},
+            {"crosswind", numberJson(location.crosswind)},
+            {"arcLength", numberJson(location.arcLength)}};
+}
+
+using Refusal = std::pair<std::string, std::string>; // message, the input or control it names
+
+// The summary under the keys that `run --json` and `batch` use, concentrations in `unit`; the page
+// adds each level's value in the model's unit ("model") for its contours.
+json summaryJson(const JetModel &model, const RunSummary &summary, const std::vector<Level> &levels,
+                 ConcentrationUnit unit) {
+    const ConcentrationConverter converter = ConcentrationConverter::forModel(model);
+    Atmosphere air = model.atmosphere();
+    json answers = json::array();
+    for (std::size_t i = 0; i < summary.levels.size(); ++i) {
+        const RunSummary::LevelAnswer &level = summary.levels[i];
+        answers.push_back(
+            {{"level", i < levels.size() ? levels[i].text() : std::string()},
+             {"model", numberJson(level.level)},
+             {"value", numberJson(converter.thresholdFromModel(level.level, unit))},
+             {"centrelineDownwindDistance", optionalNumberJson(level.centrelineDownwindDistance)},
+             {"centrelineArcLength", optionalNumberJson(level.centrelineArcLength)},
+             {"farthestDownwindExtent", optionalNumberJson(level.farthestDownwindExtent)},
+             {"greatestHalfWidth", optionalNumberJson(level.greatestHalfWidth)},
+             {"exceededAtEndOfRun", level.exceededAtEndOfRun},
+             {"regionComputed", level.regionComputed}});
+    }
+    json ground = nullptr;
+    if (summary.groundMaximum) {
+        ground = {{"concentration", numberJson(converter.fromModel(summary.groundMaximum->concentration, unit,
+                                                                   air.temperatureAt(0.0)))},
+                  {"location", locationJson(summary.groundMaximum->location)}};
+    }
+    return {{"ending", RunSummary::endingName(summary.ending)},
+            {"endMessage", summary.endMessage ? json(*summary.endMessage) : json(nullptr)},
+            {"outputSteps", summary.outputSteps},
+            {"notComputedBeyondDownwind",
+             summary.lastStep ? numberJson(summary.lastStep->downwind) : json(nullptr)},
+            {"stoppingConcentration",
+             numberJson(converter.thresholdFromModel(model.stoppingConcentration(), unit))},
+            {"stoppingConcentrationLoweredFrom",
+             summary.stoppingConcentrationLoweredFrom
+                 ? numberJson(converter.thresholdFromModel(*summary.stoppingConcentrationLoweredFrom, unit))
+                 : json(nullptr)},
+            {"greatestCentrelineHeight", summary.greatestCentrelineHeight
+                                             ? locationJson(*summary.greatestCentrelineHeight)
+                                             : json(nullptr)},
+            {"edgeReachesGroundDownwind", optionalNumberJson(summary.edgeReachesGroundDownwind)},
+            {"centrelineReachesGroundDownwind", optionalNumberJson(summary.centrelineReachesGroundDownwind)},
+            {"groundMaximum", ground},
+            {"groundMaximumComputed", summary.groundMaximumComputed},
+            {"levels", answers}};
+}
+
+// The far field as `run --json` gives it, without its series: where it starts and why, where it
+// ends and why, how far each level reaches through it and its greatest ground-level concentration;
+// null when there is none.
+json farFieldJson(const JetModel &model, const FarField &field, const std::vector<Level> &levels,
+                  const std::vector<double> &levelValues, ConcentrationUnit unit) {
+    if (!field.computed()) {
+        return nullptr;
+    }
+    const ConcentrationConverter converter = ConcentrationConverter::forModel(model);
+    Atmosphere air = model.atmosphere();
+    const HandOff &handOff = field.handOff();
+    json answers = json::array();
+    for (std::size_t i = 0; i < levels.size() && i < levelValues.size(); ++i) {
+        const auto extent = field.levelExtent(levelValues[i]);
+        answers.push_back({{"level", levels[i].text()},
+                           {"farthestDownwind", extent ? numberJson(extent->downwind) : json(nullptr)},
+                           {"exceededAtEnd", extent && extent->atEnd}});
+    }
+    json ground = nullptr;
+    if (const auto peak = field.groundLevelMaximum()) {
+        ground = {{"value", numberJson(converter.fromModel(peak->value, unit, air.temperatureAt(0.0)))},
+                  {"downwindDistance", numberJson(peak->downwind)},
+                  {"atEnd", peak->downwind >= field.endDistance() * (1.0 - 1e-12)}};
+    }
+    return {{"handOff",
+             {{"downwindDistance", numberJson(handOff.downwindDistance)},
+              {"height", numberJson(handOff.height)},
+              {"reason", HandOff::describe(handOff.reason)},
+              {"jetStillActive", handOff.jetStillActive}}},
+            {"continuityRatio", numberJson(field.continuityRatio())},
+            {"passiveFrom", numberJson(field.passiveStart())},
+            {"end",
+             {{"downwindDistance", numberJson(field.endDistance())}, {"atDistance", field.endsAtDistance()}}},
+            {"groundLevelMaximum", ground},
+            {"levels", answers},
+            {"warnings", field.warnings()}};
+}
+
+// Runs one request: the scenario's text, the levels and the unit to show concentrations in, as the
+// command line runs a scenario (weather check, stopping concentration below the levels, bounded
+// work). Phases: read the scenario and the levels; run; the status and the summary; for a run with
+// results only, the series and the views.
 json runRequest(const json &request) {
     const std::string text = request.value("scenario", std::string("{}"));
-    Scenario scenario = [&] {
+    const Scenario scenario = [&] {
         try {
             return Scenario::fromText(text, "scenario");
         } catch (const ScenarioError &error) {
-            throw std::pair<std::string, std::string>(error.what(), inputQuotedIn(error.what()));
+            throw Refusal(error.what(), inputQuotedIn(error.what()));
         }
     }();
     const std::string unitWord = request.value("unit", std::string("vol"));
     const std::optional<ConcentrationUnit> unit = parseConcentrationUnit(unitWord);
     if (!unit) {
-        throw std::pair<std::string, std::string>("unknown concentration unit \"" + unitWord + "\"", "unit");
+        throw Refusal("unknown concentration unit \"" + unitWord + "\"", "unit");
     }
 
     JetModel model;
     scenario.applyTo(model);
-    const bool accepted = model.runModel();
-
-    json answer;
-    answer["ok"] = accepted;
-    answer["version"] = OSTRELJET_VERSION_STRING;
-    answer["unit"] = {{"word", concentrationUnitWord(*unit)}, {"label", concentrationUnitLabel(*unit)}};
-    if (!accepted) {
-        const std::int32_t code = model.messageCount() > 0 ? model.messageCode(0) : -1;
-        answer["error"] = {{"message", model.messageCount() > 0 ? model.messageText(0) : "invalid inputs"},
-                           {"field", inputOfValidationCode(code)}};
-    }
-
     std::vector<Level> levels;
     const std::string levelText = request.value("levels", std::string());
+    const bool defaultLevels = levelText.empty();
     try {
-        levels = levelText.empty() ? Level::defaults(scenario.gas(), model.stoppingConcentration())
-                                   : Level::parseList(levelText);
+        levels = defaultLevels ? Level::defaults(scenario.gas(), model.stoppingConcentration())
+                               : Level::parseList(levelText, *unit);
     } catch (const LevelError &error) {
-        throw std::pair<std::string, std::string>(error.what(), "levels");
+        throw Refusal(error.what(), "levels");
     }
     std::vector<double> levelValues;
-    if (accepted) {
-        try {
-            levelValues = Level::toModel(levels, model, scenario.gas());
-        } catch (const LevelError &error) {
-            throw std::pair<std::string, std::string>(error.what(), "levels");
+    try {
+        levelValues = Level::toModel(levels, model, scenario.gas());
+    } catch (const LevelError &error) {
+        if (!defaultLevels) {
+            throw Refusal(error.what(), "levels");
         }
+        levels.clear(); // the default of a stopping concentration that validation refuses
     }
 
-    const RunSummary summary = RunSummary::of(model, accepted, levelValues);
-    const ConcentrationConverter converter = ConcentrationConverter::forModel(model);
-    Atmosphere air = model.atmosphere();
+    model.setEvaluationBudget(JetModel::recommendedEvaluationBudget); // every run ends in bounded time
+    RunSummary summary = EngineeringRun::run(model, levelValues);
+    InputRefusal::annotate(summary, model);
+
+    json answer;
+    answer["ok"] = summary.succeeded();
+    answer["status"] = runStatusName(summary.status);
+    answer["version"] = OSTRELJET_VERSION_STRING;
+    answer["unit"] = {{"word", concentrationUnitWord(*unit)}, {"label", concentrationUnitLabel(*unit)}};
+    answer["windTowardsBearing"] = numberJson(model.referenceWindBearing());
+    if (!summary.succeeded()) {
+        const std::string message = summary.endMessage ? *summary.endMessage
+                                    : summary.messages.empty()
+                                        ? std::string(RunSummary::endingName(summary.ending))
+                                        : summary.messages.front().text;
+        const std::int32_t code = model.messageCount() > 0 ? model.messageCode(0) : -1;
+        answer["error"] = {
+            {"message", message},
+            {"field", summary.status == RunStatus::invalid ? inputOfValidationCode(code) : std::string()}};
+    }
 
     json messages = json::array();
     for (const RunSummary::Message &message : summary.messages) {
-        messages.push_back({{"text", message.text},
-                            {"severity", RunSummary::severityName(message.severity)},
+        messages.push_back({{"severity", RunSummary::severityName(message.severity)},
+                            {"text", message.text},
                             {"code", message.code},
                             {"level", message.level}});
     }
     answer["messages"] = messages;
-
-    json levelAnswers = json::array();
-    for (std::size_t i = 0; i < summary.levels.size(); ++i) {
-        const RunSummary::LevelAnswer &level = summary.levels[i];
-        levelAnswers.push_back(
-            {{"text", levels[i].text()},
-             {"model", level.level},
-             {"value", converter.thresholdFromModel(level.level, *unit)},
-             {"centrelineDownwindDistance", optionalJson(level.centrelineDownwindDistance)},
-             {"centrelineArcLength", optionalJson(level.centrelineArcLength)},
-             {"farthestDownwindExtent", optionalJson(level.farthestDownwindExtent)},
-             {"greatestHalfWidth", optionalJson(level.greatestHalfWidth)},
-             {"exceededAtEndOfRun", level.exceededAtEndOfRun}});
+    answer["summary"] = summaryJson(model, summary, levels, *unit);
+    if (!summary.succeeded()) {
+        return answer; // no figures, series or views from a run without results
     }
-    json ground = nullptr;
-    if (summary.groundMaximum) {
-        ground = {{"model", summary.groundMaximum->concentration},
-                  {"value",
-                   converter.fromModel(summary.groundMaximum->concentration, *unit, air.temperatureAt(0.0))},
-                  {"location", locationJson(summary.groundMaximum->location)}};
-    }
-    answer["summary"] = {
-        {"ending", RunSummary::endingName(summary.ending)},
-        {"succeeded", summary.succeeded()},
-        {"endMessage", optionalJson(summary.endMessage)},
-        {"outputSteps", summary.outputSteps},
-        {"greatestCentrelineHeight",
-         summary.greatestCentrelineHeight ? locationJson(*summary.greatestCentrelineHeight) : json(nullptr)},
-        {"edgeReachesGroundDownwind", optionalJson(summary.edgeReachesGroundDownwind)},
-        {"centrelineReachesGroundDownwind", optionalJson(summary.centrelineReachesGroundDownwind)},
-        {"levels", levelAnswers},
-        {"groundMaximum", ground}};
 
+    const ConcentrationConverter converter = ConcentrationConverter::forModel(model);
+    Atmosphere air = model.atmosphere();
     json steps = json::object();
     for (const PropertyTable::Series &series : PropertyTable::series()) {
-        steps[std::string(series.name)] = PropertyTable::values(model, series);
+        json column = json::array();
+        for (const double value : PropertyTable::values(model, series)) {
+            column.push_back(numberJson(value));
+        }
+        steps[std::string(series.name)] = column;
     }
-    std::vector<double> shown;
+    json shown = json::array();
     for (std::int32_t k = 0; k < model.numberOfOutputSteps(); ++k) {
-        shown.push_back(converter.fromModel(model.centrelineConcentration(k), *unit,
-                                            air.temperatureAt(model.centrelineLocation(3, k))));
+        shown.push_back(numberJson(converter.fromModel(model.centrelineConcentration(k), *unit,
+                                                       air.temperatureAt(model.centrelineLocation(3, k)))));
     }
     answer["steps"] = steps;
     answer["concentrationShown"] = shown;
-    answer["stoppingConcentrationShown"] = converter.thresholdFromModel(model.stoppingConcentration(), *unit);
 
-    if (accepted && model.numberOfOutputSteps() > 0) {
+    // Past the jet, the far field, ending where it falls below a tenth of the lowest level.
+    FarFieldOptions farFieldOptions = scenario.farFieldOptions();
+    if (!levelValues.empty()) {
+        farFieldOptions.lowestLevel = *std::min_element(levelValues.begin(), levelValues.end());
+    }
+    const WholePlume plume(model, farFieldOptions, summary.status);
+    answer["farField"] = farFieldJson(model, plume.farField(), levels, levelValues, *unit);
+
+    if (model.numberOfOutputSteps() > 0) {
         const double bearing = model.referenceWindBearing() * kDegreesToRadians;
         const WindFrame frame{std::sin(bearing), std::cos(bearing), model.stackLocationX(),
                               model.stackLocationY()};
@@ -328,7 +444,7 @@ json runRequest(const json &request) {
             planHeight = request["planHeight"].get<double>();
         }
         const int na = std::clamp(request.value("gridPoints", 161), 11, 401);
-        answer["views"] = views(model, frame, planHeight, na, (na + 1) / 2);
+        answer["views"] = views(model, plume, frame, planHeight, na, (na + 1) / 2);
     }
     return answer;
 }
@@ -388,12 +504,26 @@ std::string describe() {
     }
 }
 
+// A number typed in a field, read as every front reads numbers: {"ok": true, "value": v} or {"ok": false,
+// "reason": "is not a number"}.
+std::string number(const std::string &text) {
+    const io::NumberText::Reading reading = io::NumberText::readPrefix(text);
+    if (reading.problem == io::NumberText::Problem::none && reading.length == text.size() &&
+        std::isfinite(reading.value)) {
+        return json{{"ok", true}, {"value", reading.value}}.dump();
+    }
+    const io::NumberText::Problem problem = reading.problem == io::NumberText::Problem::none
+                                                ? io::NumberText::Problem::notANumber
+                                                : reading.problem;
+    return json{{"ok", false}, {"reason", io::NumberText::reason(problem)}}.dump();
+}
+
 // Runs the request {"scenario": TEXT, "levels": "LFL,2%", "unit": "vol", "planHeight": m, "gridPoints": n}.
 std::string run(const std::string &requestText) {
     try {
         const json request = json::parse(requestText);
         return runRequest(request).dump();
-    } catch (const std::pair<std::string, std::string> &refusal) {
+    } catch (const Refusal &refusal) {
         return errorAnswer(refusal.first, refusal.second).dump();
     } catch (const std::exception &error) {
         return errorAnswer(error.what(), "").dump();
@@ -407,4 +537,5 @@ std::string run(const std::string &requestText) {
 EMSCRIPTEN_BINDINGS(ostreljet) {
     emscripten::function("describe", &ostreljet::web::describe);
     emscripten::function("run", &ostreljet::web::run);
+    emscripten::function("number", &ostreljet::web::number);
 }

@@ -7,6 +7,7 @@ const state = {
   schema: null,         // describe()'s answer
   scenario: {},         // input name -> number, enumeration label, or the text typed when not a number
   gas: '',              // the named gas of the scenario, or ''
+  windFrom: false,      // true when the wind's bearing is typed as where it comes from (windFromBearing)
   timer: null,
   runs: 0,
   lastAnswer: null,
@@ -130,15 +131,48 @@ function fieldFor(input) {
   error.className = 'field-error';
   error.id = `error-${input.name}`;
   row.append(label, control, unit, range, error);
+  if (input.name === 'referenceWindBearing') row.append(windChoice());
   return row;
 }
 
-// A number when the text is one; otherwise the text itself, which the scenario reader then refuses
-// with a message naming the input.
+// The wind's bearing as the model takes it (where the wind blows towards) or as weather records give it
+// (where it comes from, saved as windFromBearing); the model turns the second into the first.
+function windChoice() {
+  const box = document.createElement('div');
+  box.className = 'hint';
+  const select = document.createElement('select');
+  select.id = 'wind-convention';
+  select.title = 'How the bearing above is read: where the wind blows towards (referenceWindBearing) or ' +
+    'where it comes from, as weather records give it (windFromBearing)';
+  select.append(new Option('the wind blows towards it', 'towards'), new Option('the wind comes from it', 'from'));
+  select.addEventListener('change', () => {
+    state.windFrom = select.value === 'from';
+    showWindConvention();
+    scenarioChanged();
+  });
+  const towards = document.createElement('span');
+  towards.id = 'wind-towards';
+  box.append('Bearing: ', select, ' ', towards);
+  return box;
+}
+
+// The wind bearing's label and choice for the convention in use.
+function showWindConvention() {
+  $('wind-convention').value = state.windFrom ? 'from' : 'towards';
+  const label = document.querySelector('label[for="field-referenceWindBearing"]');
+  const input = state.schema.inputs.find((i) => i.name === 'referenceWindBearing');
+  label.textContent = state.windFrom
+    ? 'Bearing the wind comes from, from north (+y) to east (+x)'
+    : sentence(input.meaning);
+}
+
+// A number when the text is one as every front reads numbers (decimal only, finite); otherwise the text
+// itself, which the scenario reader then refuses with a message naming the input.
 function readNumber(text) {
   const trimmed = text.trim();
-  if (trimmed !== '' && Number.isFinite(Number(trimmed))) return Number(trimmed);
-  return trimmed;
+  if (trimmed === '') return trimmed;
+  const reading = JSON.parse(state.model.number(trimmed));
+  return reading.ok ? reading.value : trimmed;
 }
 
 function chooseGas(name) {
@@ -171,6 +205,7 @@ function fillForm() {
     control.value = value === undefined ? '' : String(value);
   }
   $('field-gas').value = state.gas;
+  showWindConvention();
   showGasHazards();
 }
 
@@ -179,7 +214,10 @@ function scenarioObject() {
   const object = {};
   if (state.gas) object.gas = state.gas;
   for (const input of state.schema.inputs) {
-    if (state.scenario[input.name] !== undefined && state.scenario[input.name] !== '') object[input.name] = state.scenario[input.name];
+    if (state.scenario[input.name] !== undefined && state.scenario[input.name] !== '') {
+      const key = input.name === 'referenceWindBearing' && state.windFrom ? 'windFromBearing' : input.name;
+      object[key] = state.scenario[input.name];
+    }
   }
   return object;
 }
@@ -204,9 +242,14 @@ function loadScenarioText(text, origin) {
   showPageError('');
   state.gas = typeof object.gas === 'string' ? object.gas : '';
   const gas = state.schema.gases.find((g) => g.name === state.gas);
+  const has = (key) => Object.prototype.hasOwnProperty.call(object, key);
+  // Where the wind comes from, unless the file gives both bearings (the model refuses that, naming both).
+  state.windFrom = has('windFromBearing') && !has('referenceWindBearing');
   state.scenario = {};
   for (const input of state.schema.inputs) {
-    if (Object.prototype.hasOwnProperty.call(object, input.name)) {
+    if (input.name === 'referenceWindBearing' && state.windFrom) {
+      state.scenario[input.name] = object.windFromBearing;
+    } else if (has(input.name)) {
       state.scenario[input.name] = object[input.name];
     } else if (gas && gas[input.name] !== undefined) {
       state.scenario[input.name] = gas[input.name];
@@ -217,16 +260,34 @@ function loadScenarioText(text, origin) {
   // Keys the form has no field for still go to the model, which names them in its refusal.
   state.extra = {};
   for (const key of Object.keys(object)) {
-    if (key !== 'gas' && !state.schema.inputs.some((i) => i.name === key)) state.extra[key] = object[key];
+    if (key === 'gas' || (key === 'windFromBearing' && state.windFrom)) continue;
+    if (!state.schema.inputs.some((i) => i.name === key)) state.extra[key] = object[key];
   }
   fillForm();
   scenarioChanged(true);
   return true;
 }
 
+function compactScenario() {
+  return JSON.stringify(Object.assign(scenarioObject(), state.extra || {}));
+}
+
+// The page's address: the scenario after '#', then the levels and the unit when they are not the
+// defaults ("#{...}&levels=LFL%2C2%25&unit=ppm"), so that a copied link shows the same answers.
+function addressHash() {
+  let hash = `#${encodeURIComponent(compactScenario())}`;
+  const levels = $('levels').value.trim();
+  if (levels !== '') hash += `&levels=${encodeURIComponent(levels)}`;
+  if ($('unit').value !== state.schema.units[0].word) hash += `&unit=${encodeURIComponent($('unit').value)}`;
+  return hash;
+}
+
+function updateAddress() {
+  history.replaceState(null, '', addressHash());
+}
+
 function scenarioChanged(now) {
-  const compact = JSON.stringify(Object.assign(scenarioObject(), state.extra || {}));
-  history.replaceState(null, '', `#${encodeURIComponent(compact)}`);
+  updateAddress();
   clearTimeout(state.timer);
   if (now) runNow();
   else state.timer = setTimeout(runNow, 150);
@@ -234,7 +295,7 @@ function scenarioChanged(now) {
 
 function runNow() {
   const request = {
-    scenario: JSON.stringify(Object.assign(scenarioObject(), state.extra || {})),
+    scenario: compactScenario(),
     levels: $('levels').value.trim(),
     unit: $('unit').value,
   };
@@ -254,7 +315,11 @@ function runNow() {
     showPageError(`could not draw the results: ${error.message}`);
     console.warn(error);
   }
-  $('status').textContent = answer.ok ? `run ${state.runs}: ${elapsed.toFixed(0)} ms in the model` : 'inputs refused';
+  $('status').textContent = answer.status
+    ? `run ${state.runs}: ${answer.status}, ${elapsed.toFixed(0)} ms in the model`
+    : `run ${state.runs}: inputs refused`;
+  $('wind-towards').textContent = answer.windTowardsBearing !== undefined && answer.windTowardsBearing !== null
+    ? `(the model's bearing, where it blows towards: ${figure(answer.windTowardsBearing)}°)` : '';
   if (state.firstPlotMs === null && answer.ok && answer.views) {
     state.firstPlotMs = performance.now(); // from the start of the navigation to the page
     document.body.dataset.firstPlotMs = state.firstPlotMs.toFixed(0);
@@ -281,7 +346,8 @@ function showFieldError(field, message) {
 function render(answer) {
   clearFieldErrors();
   showPageError('');
-  if (answer.error) showFieldError(answer.error.field, answer.error.message);
+  // Refused inputs show their message beside their field; a refused or failed run says so in its summary.
+  if (answer.error && (!answer.status || answer.status === 'invalid')) showFieldError(answer.error.field, answer.error.message);
   renderMessages(answer);
   renderSummary(answer);
   renderPlots(answer);
@@ -290,7 +356,8 @@ function render(answer) {
 function renderMessages(answer) {
   const list = $('messages');
   list.textContent = '';
-  const messages = answer.messages || (answer.error ? [{ text: answer.error.message, severity: 'error' }] : []);
+  const messages = (answer.messages || (answer.error ? [{ text: answer.error.message, severity: 'error' }] : []))
+    .concat(answer.farField ? answer.farField.warnings.map((text) => ({ text, severity: 'warning' })) : []);
   if (messages.length === 0) {
     const item = document.createElement('li');
     item.textContent = 'No messages.';
@@ -315,14 +382,33 @@ function cell(row, text, value) {
   return td;
 }
 
-function metres(value) {
-  return value === null || value === undefined ? null : `${formatNumber(value)} m`;
+// The words of a run's status, and how serious it is, as the command line's exit status says: ok and
+// warning have results (exit 0), incomplete has results up to where it ended, the others have none.
+const STATUS_SEVERITY = { ok: 'information', warning: 'warning', incomplete: 'warning', failed: 'error', refused: 'error', invalid: 'error' };
+const NOT_COMPUTED = 'not computed';
+// An answer the summary's limits left unsearched.
+const NOT_SEARCHED = 'not computed (the summary reached its limit; see the messages)';
+
+function downwind(metres) {
+  return `${figure(metres)} m downwind`;
 }
 
+// A distance that is rounding noise beside another of the same place (below 1e-9 of it, or of 1 m) is 0.
+function withoutNoise(value, beside) {
+  return Math.abs(value) < 1e-9 * Math.max(1, Math.abs(beside)) ? 0 : value;
+}
+
+function hasResults(answer) {
+  return !!answer.status && STATUS_SEVERITY[answer.status] !== 'error';
+}
+
+// The summary as the command line words it: how the run ended and its status; for a run with results,
+// where it is modelled, its heights and ground contacts, the ground-level maximum, and a table of the
+// levels. A run without results shows its message and nothing else.
 function renderSummary(answer) {
   const box = $('summary');
   box.textContent = '';
-  if (!answer.summary) {
+  if (!answer.status) {
     box.textContent = answer.error ? `No run: ${answer.error.message}` : 'No run.';
     return;
   }
@@ -336,64 +422,124 @@ function renderSummary(answer) {
     const th = document.createElement('th');
     th.textContent = label;
     row.appendChild(th);
-    cell(row, text, value);
+    return cell(row, text, value);
   };
   add('ending', 'Run ended', s.endMessage ? s.endMessage : s.ending);
+  const status = add('status', 'Run status', answer.status);
+  status.className = `run-status severity-${STATUS_SEVERITY[answer.status]}`;
+  box.appendChild(table);
+  if (!hasResults(answer)) return;
+
   add('outputSteps', 'Output steps', String(s.outputSteps), s.outputSteps);
+  // Past the jet's end the far field answers where one was built; nothing is computed beyond it.
+  const far = answer.farField;
+  const end = s.notComputedBeyondDownwind;
+  let beyond = end === null ? NOT_COMPUTED : `${NOT_COMPUTED} beyond ${downwind(end)}`;
+  if (far) {
+    const from = far.handOff.downwindDistance;
+    const to = far.end.downwindDistance;
+    beyond = `the far field answers from ${downwind(from)} (see "Past the jet"); ${NOT_COMPUTED} beyond ${downwind(to)}`;
+    add('notComputedBeyondDownwind', 'Modelled region', `the jet to ${downwind(from)}, the far field from there to ${downwind(to)}; not computed beyond`, to);
+  } else if (end !== null) {
+    add('notComputedBeyondDownwind', 'Modelled region', `to ${downwind(end)}, where the run ends; not computed beyond`, end);
+  }
+  if (s.stoppingConcentrationLoweredFrom !== null) {
+    add('stoppingConcentration', 'Stopping concentration',
+      `${figure(s.stoppingConcentration)} ${unit}, lowered from the scenario's ${figure(s.stoppingConcentrationLoweredFrom)} ${unit} to half the lowest level`,
+      s.stoppingConcentration);
+  }
   if (s.greatestCentrelineHeight) {
     const g = s.greatestCentrelineHeight;
-    add('greatestCentrelineHeight', 'Greatest centreline height', `${formatNumber(g.z)} m, at ${formatNumber(g.downwind)} m downwind`, g.z);
+    add('greatestCentrelineHeight', 'Greatest centreline height', `${figure(g.z)} m, ${downwind(g.downwind)}`, g.z);
   }
-  add('edgeReachesGroundDownwind', 'Jet edge reaches the ground',
-    metres(s.edgeReachesGroundDownwind) ? `${metres(s.edgeReachesGroundDownwind)} downwind` : 'not within the run', s.edgeReachesGroundDownwind);
-  add('centrelineReachesGroundDownwind', 'Centreline reaches the ground',
-    metres(s.centrelineReachesGroundDownwind) ? `${metres(s.centrelineReachesGroundDownwind)} downwind` : 'not within the run', s.centrelineReachesGroundDownwind);
-  if (s.groundMaximum) {
+  const ground = (distance) => (distance === null ? 'not within the run' : downwind(distance));
+  add('edgeReachesGroundDownwind', 'Plume edge reaches the ground', ground(s.edgeReachesGroundDownwind), s.edgeReachesGroundDownwind);
+  add('centrelineReachesGroundDownwind', 'Centreline reaches the ground', ground(s.centrelineReachesGroundDownwind), s.centrelineReachesGroundDownwind);
+  const maximumLabel = 'Greatest ground-level concentration';
+  if (!s.groundMaximumComputed) {
+    add('groundMaximum', maximumLabel, NOT_SEARCHED);
+  } else if (s.groundMaximum && s.groundMaximum.concentration !== null) {
     const g = s.groundMaximum;
-    add('groundMaximum', 'Greatest ground-level concentration',
-      `${formatNumber(g.value)} ${unit}, at ${formatNumber(g.location.downwind)} m downwind, ${formatNumber(g.location.crosswind)} m crosswind`, g.value);
+    add('groundMaximum', maximumLabel, `${figure(g.concentration)} ${unit} at ${downwind(g.location.downwind)}, ` +
+      `${figure(withoutNoise(g.location.crosswind, g.location.downwind))} m across`, g.concentration);
+  } else if (s.groundMaximum) {
+    add('groundMaximum', maximumLabel, NOT_COMPUTED);
   } else {
-    add('groundMaximum', 'Greatest ground-level concentration', `0 ${unit} (the jet does not reach the ground above the stopping concentration)`, 0);
+    add('groundMaximum', maximumLabel, `the plume does not reach the ground within the run; ${beyond}`);
   }
-  box.appendChild(table);
 
-  if (s.levels.length) {
-    const levels = document.createElement('table');
-    levels.className = 'levels';
-    const head = levels.createTHead().insertRow();
-    for (const title of ['Level', `Value (${unit})`, 'Centreline falls below it', 'Farthest downwind extent', 'Greatest half-width', 'At the end of the run']) {
-      const th = document.createElement('th');
-      th.textContent = title;
-      head.appendChild(th);
+  // Each level as "LFL, 0.05 volume fraction": where the centreline falls below it, and its region.
+  s.levels.forEach((level, index) => {
+    let centreline;
+    if (level.centrelineDownwindDistance !== null && level.centrelineArcLength !== null) {
+      centreline = `centreline below it from ${downwind(level.centrelineDownwindDistance)} (${figure(level.centrelineArcLength)} m along it)`;
+    } else if (level.exceededAtEndOfRun) {
+      centreline = `centreline above it to the end of the run; ${beyond}`;
+    } else {
+      centreline = 'centreline below it from the start';
     }
-    const body = levels.createTBody();
-    s.levels.forEach((level, index) => {
-      const row = body.insertRow();
-      row.dataset.level = level.text;
-      const name = cell(row, level.text);
-      name.style.borderLeft = `6px solid ${LEVEL_COLOURS[index % LEVEL_COLOURS.length]}`;
-      cell(row, formatNumber(level.value), level.value);
-      cell(row, level.centrelineDownwindDistance === null ? 'never' :
-        `${formatNumber(level.centrelineDownwindDistance)} m downwind (arc ${formatNumber(level.centrelineArcLength)} m)`, level.centrelineDownwindDistance);
-      cell(row, metres(level.farthestDownwindExtent) || 'not reached', level.farthestDownwindExtent);
-      cell(row, metres(level.greatestHalfWidth) || 'not reached', level.greatestHalfWidth);
-      cell(row, level.exceededAtEndOfRun ? 'still exceeded' : 'below');
-    });
-    box.appendChild(levels);
+    let region = 'region above it: none';
+    if (!level.regionComputed) {
+      region = `region above it: ${NOT_SEARCHED}`;
+    } else if (level.farthestDownwindExtent !== null && level.greatestHalfWidth !== null) {
+      region = `region above it to ${downwind(level.farthestDownwindExtent)}, ${figure(level.greatestHalfWidth)} m half-width` +
+        (level.exceededAtEndOfRun ? ' (still exceeded where the run ends: open)' : '');
+    }
+    const td = add(`level-${index}`, `${level.level}, ${figure(level.value)} ${unit}`, `${centreline}; ${region}`, level.farthestDownwindExtent);
+    const row = td.parentElement;
+    row.dataset.level = level.level;
+    row.dataset.levelValue = String(level.value);
+    row.className = 'level';
+    row.firstChild.style.borderLeft = `6px solid ${LEVEL_COLOURS[index % LEVEL_COLOURS.length]}`;
+  });
+  addFarField(add, far, unit);
+}
+
+// Two lines of the far field: where it runs and why; then how far each level reaches through it and its
+// greatest ground-level concentration.
+function addFarField(add, far, unit) {
+  if (!far) {
+    add('farField', 'Far field', NOT_COMPUTED);
+    return;
   }
+  const h = far.handOff;
+  const height = Math.abs(h.height) < 1e-9 ? 0 : h.height; // a height within rounding of the ground
+  const dense = far.passiveFrom > h.downwindDistance ? `, dense to ${figure(far.passiveFrom)} m then passive,` : '';
+  const endWords = far.end.atDistance ? 'the far-field distance' : 'below a tenth of the lowest level';
+  add('farField', 'Far field', `from ${figure(h.downwindDistance)} m downwind, ${figure(height)} m up (${h.reason}, ` +
+    `continuity ratio ${figure(far.continuityRatio)})${dense} to ${figure(far.end.downwindDistance)} m downwind (${endWords})`,
+  far.end.downwindDistance);
+  let reach = '';
+  for (const level of far.levels) {
+    const value = level.farthestDownwind === null ? 'below it throughout'
+      : level.exceededAtEnd ? `still above it at the end, ${figure(level.farthestDownwind)} m downwind`
+        : `above it to ${figure(level.farthestDownwind)} m downwind`;
+    reach += `${level.level} ${value}; `;
+  }
+  const peak = far.groundLevelMaximum;
+  reach += peak ? `greatest ground level ${figure(peak.value)} ${unit} at ${figure(peak.downwindDistance)} m downwind` +
+    (peak.atEnd ? ' (its end; still rising there)' : '') : '0 at ground level throughout';
+  add('pastTheJet', 'Past the jet', reach, peak ? peak.value : undefined);
 }
 
 function levelEntries(answer) {
-  return (answer.summary ? answer.summary.levels : []).map((l) => ({ model: l.model, label: `${l.text}` }));
+  return (answer.summary ? answer.summary.levels : []).map((l) => ({ model: l.model, label: l.level }));
 }
 
 function renderPlots(answer) {
   const ids = ['plot-side', 'plot-plan-height', 'plot-plan-ground', 'plot-concentration', 'plot-temperature', 'plot-velocity'];
   if (!answer.views) {
-    for (const id of ids) $(id).textContent = answer.ok ? 'No output steps.' : 'No run.';
+    const why = !answer.status ? 'No run.'
+      : hasResults(answer) ? 'No output steps.'
+      : `No plots: the run's status is ${answer.status}, and it has no results (see the summary).`;
+    for (const id of ids) {
+      $(id).textContent = why;
+      $(id).classList.add('no-plot');
+    }
     $('plan-height').textContent = '';
     return;
   }
+  for (const id of ids) $(id).classList.remove('no-plot');
   const v = answer.views;
   const steps = answer.steps;
   const levels = levelEntries(answer);
@@ -402,22 +548,22 @@ function renderPlots(answer) {
     title: 'side view', xLabel: 'downwind distance (m)', yLabel: 'height (m)', height: 320,
     centreline: { xs: v.downwind, ys: steps.z },
     band: { xs: v.downwind, upper: steps.z.map((z, k) => z + steps.profileRadius[k]), lower: steps.z.map((z, k) => z - steps.profileRadius[k]) },
-    stack: [0, stackHeight], stackHeight,
+    stack: [0, stackHeight], stackHeight, runEnd: v.end, handOff: v.handOff,
   });
   $('plan-height').textContent = `(${formatNumber(v.planHeight)} m above ground, the greatest centreline height)`;
   fieldPlot($('plot-plan-height'), v.planAtHeight, levels, {
     title: 'plan view at the plume height', xLabel: 'downwind distance (m)', yLabel: 'crosswind, left of the wind (m)',
-    centreline: { xs: v.downwind, ys: v.crosswind }, stack: [0, 0],
+    centreline: { xs: v.downwind, ys: v.crosswind }, stack: [0, 0], runEnd: v.end, handOff: v.handOff,
   });
   fieldPlot($('plot-plan-ground'), v.planAtGround, levels, {
     title: 'plan view at ground level', xLabel: 'downwind distance (m)', yLabel: 'crosswind, left of the wind (m)',
-    centreline: { xs: v.downwind, ys: v.crosswind }, stack: [0, 0],
+    centreline: { xs: v.downwind, ys: v.crosswind }, stack: [0, 0], runEnd: v.end, handOff: v.handOff,
   });
   const arc = steps.arclength;
   const unit = answer.unit.label;
   seriesPlot($('plot-concentration'), arc, answer.concentrationShown, {
     title: 'centreline concentration', xLabel: 'arc length (m)', yLabel: `concentration (${unit})`, logY: true, width: 420, height: 280,
-    references: answer.summary.levels.map((l, i) => ({ value: l.value, colour: LEVEL_COLOURS[i % LEVEL_COLOURS.length], label: l.text })),
+    references: answer.summary.levels.map((l, i) => ({ value: l.value, colour: LEVEL_COLOURS[i % LEVEL_COLOURS.length], label: l.level })),
   });
   seriesPlot($('plot-temperature'), arc, steps.centrelineTemperature, {
     title: 'centreline temperature', xLabel: 'arc length (m)', yLabel: 'temperature (K)', width: 420, height: 280,
@@ -438,14 +584,29 @@ function saveScenario() {
   setTimeout(() => URL.revokeObjectURL(link.href), 1000);
 }
 
-function scenarioFromAddress() {
-  if (location.hash.length <= 1) return null;
+// What the address holds: the scenario's text (null when none), and the levels and unit when given.
+function readAddress() {
+  if (location.hash.length <= 1) return { scenario: null };
+  const [first, ...rest] = location.hash.slice(1).split('&');
   try {
-    return decodeURIComponent(location.hash.slice(1));
+    const read = { scenario: decodeURIComponent(first) };
+    for (const part of rest) {
+      const at = part.indexOf('=');
+      const key = at < 0 ? part : part.slice(0, at);
+      if (key === 'levels' || key === 'unit') read[key] = decodeURIComponent(part.slice(at + 1));
+    }
+    return read;
   } catch (error) {
     showPageError(`the address does not hold a scenario: ${error.message}`);
-    return null;
+    return { scenario: null };
   }
+}
+
+// Takes the levels and unit of the address; the defaults when it gives none.
+function applyAddressControls(read) {
+  $('levels').value = read.levels !== undefined ? read.levels : '';
+  const unit = state.schema.units.find((u) => u.word === read.unit);
+  $('unit').value = unit ? unit.word : state.schema.units[0].word;
 }
 
 function start(model) {
@@ -455,12 +616,12 @@ function start(model) {
   for (const unit of state.schema.units) $('unit').appendChild(new Option(unit.label, unit.word));
   for (const name of Object.keys(OSTRELJET_EXAMPLES)) $('example').appendChild(new Option(name.replace(/_/g, ' '), name));
   buildForm();
-  $('unit').addEventListener('change', () => runNow());
-  $('levels').addEventListener('input', () => { clearTimeout(state.timer); state.timer = setTimeout(runNow, 300); });
+  $('unit').addEventListener('change', () => { updateAddress(); runNow(); });
+  $('levels').addEventListener('input', () => { updateAddress(); clearTimeout(state.timer); state.timer = setTimeout(runNow, 300); });
   $('save-file').addEventListener('click', saveScenario);
   $('copy-link').addEventListener('click', () => {
     if (navigator.clipboard) navigator.clipboard.writeText(location.href).catch(() => {});
-    $('status').textContent = 'link copied: the address holds this scenario';
+    $('status').textContent = 'link copied: the address holds this scenario, its levels and unit';
   });
   $('example').addEventListener('change', () => {
     const name = $('example').value;
@@ -474,11 +635,15 @@ function start(model) {
     $('open-file').value = '';
   });
   window.addEventListener('hashchange', () => {
-    const text = scenarioFromAddress();
-    if (text !== null && text !== JSON.stringify(Object.assign(scenarioObject(), state.extra || {}))) loadScenarioText(text, 'the address');
+    if (location.hash === addressHash()) return;
+    const read = readAddress();
+    if (read.scenario === null) return;
+    applyAddressControls(read);
+    loadScenarioText(read.scenario, 'the address');
   });
-  const fromAddress = scenarioFromAddress();
-  if (fromAddress === null || !loadScenarioText(fromAddress, 'the address')) {
+  const read = readAddress();
+  applyAddressControls(read);
+  if (read.scenario === null || !loadScenarioText(read.scenario, 'the address')) {
     loadScenarioText(OSTRELJET_EXAMPLES.vertical_buoyant_vent, 'vertical_buoyant_vent');
   }
 }

@@ -22,6 +22,26 @@ function formatNumber(value, digits = 4) {
   return value.toExponential(digits - 1).replace(/\.?0+e/, 'e').replace('e+', 'e');
 }
 
+// A figure as the command line prints it: four significant digits, trailing zeros dropped, with an
+// exponent of two or more digits below 0.001 and from 999999.5 on ("1.329e-09"); "not computed" for a
+// value that is not a number.
+function figure(value) {
+  if (value === null || value === undefined || Number.isNaN(value)) return 'not computed';
+  if (!Number.isFinite(value)) return value > 0 ? 'inf' : '-inf';
+  if (value === 0) return '0';
+  const magnitude = Math.abs(value);
+  if (magnitude < 1e-3 || magnitude >= 999999.5) {
+    return value.toExponential(3).replace(/e([+-])(\d)$/, 'e$10$2');
+  }
+  const power = 3 - Math.floor(Math.log10(magnitude));
+  const decimals = Math.max(0, power);
+  const scale = Math.pow(10, power);
+  const rounded = Math.sign(value) * Math.round(magnitude * scale) / scale; // halves away from zero
+  let text = rounded.toFixed(decimals);
+  if (text.includes('.')) text = text.replace(/0+$/, '').replace(/\.$/, '');
+  return text === '-0' ? '0' : text;
+}
+
 // Round tick positions covering [lo, hi], about count of them.
 function niceTicks(lo, hi, count = 6) {
   if (!(hi > lo)) return [lo];
@@ -127,10 +147,13 @@ function contourSegments(grid, level) {
   const { na, nb, values } = grid;
   const segments = [];
   const v = (i, j) => values[j * na + i];
+  // A cell with a corner where nothing is computed has no contour: the region stays open there.
+  const known = (c) => c.every((x) => Number.isFinite(x));
   const lerp = (a, b) => (level - a) / (b - a);
   for (let j = 0; j < nb - 1; j++) {
     for (let i = 0; i < na - 1; i++) {
       const c = [v(i, j), v(i + 1, j), v(i + 1, j + 1), v(i, j + 1)];
+      if (!known(c)) continue;
       const code = (c[0] >= level ? 1 : 0) | (c[1] >= level ? 2 : 0) | (c[2] >= level ? 4 : 0) | (c[3] >= level ? 8 : 0);
       if (code === 0 || code === 15) continue;
       // Crossing points on the four edges: bottom, right, top, left (in grid units).
@@ -151,7 +174,9 @@ function contourSegments(grid, level) {
 }
 
 // A view of the field: shaded bands between the levels, contour lines at the levels, and the overlays.
-function fieldPlot(container, grid, levels, options) {
+// Where nothing is computed (null in the grid) the view is hatched and carries no contour.
+function fieldPlot(container, given, levels, options) {
+  const grid = Object.assign({}, given, { values: given.values.map((x) => (x === null ? NaN : x)) });
   const frame = plotFrame(container, Object.assign({ xRange: [grid.a0, grid.a1], yRange: [grid.b0, grid.b1], height: options.height || 300 }, options));
   const toX = (i) => grid.a0 + ((grid.a1 - grid.a0) * i) / (grid.na - 1);
   const toY = (j) => grid.b0 + ((grid.b1 - grid.b0) * j) / (grid.nb - 1);
@@ -162,6 +187,7 @@ function fieldPlot(container, grid, levels, options) {
   canvas.width = grid.na; canvas.height = grid.nb;
   const context = canvas.getContext('2d');
   const image = context.createImageData(grid.na, grid.nb);
+  let notComputed = false;
   const rgb = (hex) => [1, 3, 5].map((k) => parseInt(hex.slice(k, k + 2), 16));
   for (let j = 0; j < grid.nb; j++) {
     for (let i = 0; i < grid.na; i++) {
@@ -169,7 +195,10 @@ function fieldPlot(container, grid, levels, options) {
       let band = -1;
       for (let k = 0; k < sorted.length; k++) if (value >= sorted[k].value) band = k;
       const offset = ((grid.nb - 1 - j) * grid.na + i) * 4;
-      if (band >= 0) {
+      if (!Number.isFinite(value)) {
+        if ((i + j) % 4 < 2) image.data.set([69, 90, 100, 60], offset);
+        notComputed = true;
+      } else if (band >= 0) {
         const [r, g, b] = rgb(sorted[band].colour);
         image.data.set([r, g, b, 70], offset);
       } else if (value > 0) {
@@ -201,7 +230,18 @@ function fieldPlot(container, grid, levels, options) {
       svgElement('circle', { cx: sx, cy: sy, r: 4, class: 'stack-point' }, frame.body);
     }
   }
+  // The far field's start and the end of the modelled region, as vertical marks across the view.
+  const mark = (at, className) => {
+    if (at === undefined || at === null || !Number.isFinite(at)) return false;
+    const x = frame.sx(at);
+    svgElement('line', { x1: x, x2: x, y1: frame.margin.top, y2: frame.margin.top + frame.innerH, class: className }, frame.body);
+    return true;
+  };
+  const handOff = mark(options.handOff, 'hand-off');
+  mark(options.runEnd, 'run-end');
   const entries = sorted.slice().reverse().map((l) => ({ colour: l.colour, label: l.label }));
   if (options.centreline) entries.push({ colour: '#263238', label: 'centreline' });
+  if (handOff) entries.push({ colour: '#6a1b9a', label: 'far field from here', dash: '8 3' });
+  if (notComputed) entries.push({ colour: '#455a64', label: 'not computed beyond (hatched)', dash: '2 3' });
   legend(frame, entries);
 }
