@@ -6,6 +6,7 @@
 #include "ostreljet/farfield/FarField.hpp"
 #include "ostreljet/farfield/HandOff.hpp"
 #include "ostreljet/farfield/WholePlume.hpp"
+#include "ostreljet/farfield/WholePlumeSummary.hpp"
 #include "ostreljet/io/ConcentrationConverter.hpp"
 #include "ostreljet/io/ConcentrationUnit.hpp"
 #include "ostreljet/io/GasTable.hpp"
@@ -267,19 +268,22 @@ json summaryJson(const JetModel &model, const RunSummary &summary, const std::ve
              {"farthestDownwindExtent", optionalNumberJson(level.farthestDownwindExtent)},
              {"greatestHalfWidth", optionalNumberJson(level.greatestHalfWidth)},
              {"exceededAtEndOfRun", level.exceededAtEndOfRun},
-             {"regionComputed", level.regionComputed}});
+             {"regionComputed", level.regionComputed},
+             {"regionOpen", level.regionOpen},
+             {"centrelineInFarField", level.centrelineInFarField},
+             {"regionInFarField", level.regionInFarField}});
     }
     json ground = nullptr;
     if (summary.groundMaximum) {
         ground = {{"concentration", numberJson(converter.fromModel(summary.groundMaximum->concentration, unit,
                                                                    air.temperatureAt(0.0)))},
-                  {"location", locationJson(summary.groundMaximum->location)}};
+                  {"location", locationJson(summary.groundMaximum->location)},
+                  {"inFarField", summary.groundMaximum->inFarField}};
     }
     return {{"ending", RunSummary::endingName(summary.ending)},
             {"endMessage", summary.endMessage ? json(*summary.endMessage) : json(nullptr)},
             {"outputSteps", summary.outputSteps},
-            {"notComputedBeyondDownwind",
-             summary.lastStep ? numberJson(summary.lastStep->downwind) : json(nullptr)},
+            {"notComputedBeyondDownwind", optionalNumberJson(summary.notComputedBeyondDownwind())},
             {"stoppingConcentration",
              numberJson(converter.thresholdFromModel(model.stoppingConcentration(), unit))},
             {"stoppingConcentrationLoweredFrom",
@@ -375,7 +379,8 @@ json runRequest(const json &request) {
     }
 
     model.setEvaluationBudget(JetModel::recommendedEvaluationBudget); // every run ends in bounded time
-    RunSummary summary = EngineeringRun::run(model, levelValues);
+    WholePlumeSummary::Result run = WholePlumeSummary::run(model, levelValues, scenario.farFieldOptions());
+    RunSummary &summary = run.summary;
     InputRefusal::annotate(summary, model);
 
     json answer;
@@ -427,11 +432,7 @@ json runRequest(const json &request) {
     answer["concentrationShown"] = shown;
 
     // Past the jet, the far field, ending where it falls below a tenth of the lowest level.
-    FarFieldOptions farFieldOptions = scenario.farFieldOptions();
-    if (!levelValues.empty()) {
-        farFieldOptions.lowestLevel = *std::min_element(levelValues.begin(), levelValues.end());
-    }
-    const WholePlume plume(model, farFieldOptions, summary.status);
+    const WholePlume &plume = *run.field;
     answer["farField"] = farFieldJson(model, plume.farField(), levels, levelValues, *unit);
 
     if (model.numberOfOutputSteps() > 0) {

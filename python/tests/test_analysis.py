@@ -46,9 +46,12 @@ def test_summary_in_two_units_gives_the_same_distances():
         assert percent.levels[1]["farthestDownwindExtent"] == ppm.levels[1]["farthestDownwindExtent"]
         assert percent.units["level"] == "%" and ppm.units["level"] == "ppm"
         assert percent.units["centrelineDownwindDistance"] == "m"
-        # The plume never touches down: absent answers are None, not 0. (The C API's test checks each
-        # figure against the run's series.)
-        assert percent.centrelineReachesGroundDownwind is None and percent.groundMaximum is None
+        # The jet never touches down (absent answers are None, not 0); the far field past it reaches the
+        # ground, the same maximum in either unit. (The C API's test checks each figure against the run's
+        # series.)
+        assert percent.centrelineReachesGroundDownwind is None
+        assert percent.groundMaximumInFarField == 1.0
+        assert abs(percent.groundMaximum * 1e4 / ppm.groundMaximum - 1.0) < 1e-9
         assert percent.greatestCentrelineHeight > 20.0
         assert percent.messages[-1][0] == "information"
         assert "LFL (5 % by volume)" in str(percent)

@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <string>
 #include <limits>
+#include <string>
 
 namespace ostreljet {
 
@@ -23,8 +23,8 @@ std::string metres(double value) {
 // whole plume: its end becomes a warning that says where the far field took over.
 void carryOnPastALimit(RunSummary &summary, double handOff) {
     constexpr std::string_view nothingBeyond = ": nothing is computed beyond.";
-    if (summary.status != RunStatus::incomplete || summary.cut != RunSummary::Cut::none || !summary.lastStep ||
-        summary.lastStep->downwind < handOff) {
+    if (summary.status != RunStatus::incomplete || summary.cut != RunSummary::Cut::none ||
+        !summary.lastStep || summary.lastStep->downwind < handOff) {
         return;
     }
     bool carried = false;
@@ -87,8 +87,9 @@ void WholePlumeSummary::carryOn(RunSummary &summary, const WholePlume &field) {
     summary.farField = RunSummary::FarFieldSpan{handOff, far.endDistance()};
     carryOnPastALimit(summary, handOff);
     for (RunSummary::LevelAnswer &answer : summary.levels) {
-        const bool pastHandOff = answer.centrelineDownwindDistance ? *answer.centrelineDownwindDistance >= handOff
-                                                                   : answer.exceededAtEndOfRun;
+        const bool pastHandOff = answer.centrelineDownwindDistance
+                                     ? *answer.centrelineDownwindDistance >= handOff
+                                     : answer.exceededAtEndOfRun;
         if (pastHandOff) {
             if (const std::optional<double> below = far.centrelineFallsBelow(answer.level)) {
                 answer.centrelineDownwindDistance = *below;
@@ -121,11 +122,11 @@ void WholePlumeSummary::carryOn(RunSummary &summary, const WholePlume &field) {
     if (const std::optional<FarField::Maximum> peak = far.groundLevelMaximum()) {
         if (!summary.groundMaximum || peak->value > summary.groundMaximum->concentration) {
             const auto [x, y] = far.axisPointAt(peak->downwind);
-            summary.groundMaximum = RunSummary::GroundMaximum{
-                peak->value,
-                RunSummary::Location{x, y, 0.0, peak->downwind, far.axisOffset(),
-                                     std::numeric_limits<double>::quiet_NaN()},
-                true};
+            summary.groundMaximum =
+                RunSummary::GroundMaximum{peak->value,
+                                          RunSummary::Location{x, y, 0.0, peak->downwind, far.axisOffset(),
+                                                               std::numeric_limits<double>::quiet_NaN()},
+                                          true};
         }
     }
 }

@@ -405,6 +405,9 @@ function hasResults(answer) {
 // The summary as the command line words it: how the run ended and its status; for a run with results,
 // where it is modelled, its heights and ground contacts, the ground-level maximum, and a table of the
 // levels. A run without results shows its message and nothing else.
+// How an answer that the far field gave is marked.
+const IN_FAR_FIELD = ' (in the far field)';
+
 function renderSummary(answer) {
   const box = $('summary');
   box.textContent = '';
@@ -438,7 +441,7 @@ function renderSummary(answer) {
   if (far) {
     const from = far.handOff.downwindDistance;
     const to = far.end.downwindDistance;
-    beyond = `the far field answers from ${downwind(from)} (see "Past the jet"); ${NOT_COMPUTED} beyond ${downwind(to)}`;
+    beyond = `the far field answers from ${downwind(from)}; ${NOT_COMPUTED} beyond ${downwind(to)}`;
     add('notComputedBeyondDownwind', 'Modelled region', `the jet to ${downwind(from)}, the far field from there to ${downwind(to)}; not computed beyond`, to);
   } else if (end !== null) {
     add('notComputedBeyondDownwind', 'Modelled region', `to ${downwind(end)}, where the run ends; not computed beyond`, end);
@@ -460,7 +463,8 @@ function renderSummary(answer) {
     add('groundMaximum', maximumLabel, NOT_SEARCHED);
   } else if (s.groundMaximum && s.groundMaximum.concentration !== null) {
     const g = s.groundMaximum;
-    add('groundMaximum', maximumLabel, `${figure(g.concentration)} ${unit} at ${downwind(g.location.downwind)}, ` +
+    add('groundMaximum', maximumLabel, `${figure(g.concentration)} ${unit} at ${downwind(g.location.downwind)}` +
+      `${g.inFarField ? IN_FAR_FIELD : ''}, ` +
       `${figure(withoutNoise(g.location.crosswind, g.location.downwind))} m across`, g.concentration);
   } else if (s.groundMaximum) {
     add('groundMaximum', maximumLabel, NOT_COMPUTED);
@@ -473,6 +477,10 @@ function renderSummary(answer) {
     let centreline;
     if (level.centrelineDownwindDistance !== null && level.centrelineArcLength !== null) {
       centreline = `centreline below it from ${downwind(level.centrelineDownwindDistance)} (${figure(level.centrelineArcLength)} m along it)`;
+    } else if (level.centrelineDownwindDistance !== null) {
+      centreline = `centreline below it from ${downwind(level.centrelineDownwindDistance)}${level.centrelineInFarField ? IN_FAR_FIELD : ''}`;
+    } else if (level.exceededAtEndOfRun && level.centrelineInFarField && far) {
+      centreline = `centreline above it to the far field's end, ${downwind(far.end.downwindDistance)}; not computed beyond`;
     } else if (level.exceededAtEndOfRun) {
       centreline = `centreline above it to the end of the run; ${beyond}`;
     } else {
@@ -482,8 +490,9 @@ function renderSummary(answer) {
     if (!level.regionComputed) {
       region = `region above it: ${NOT_SEARCHED}`;
     } else if (level.farthestDownwindExtent !== null && level.greatestHalfWidth !== null) {
-      region = `region above it to ${downwind(level.farthestDownwindExtent)}, ${figure(level.greatestHalfWidth)} m half-width` +
-        (level.exceededAtEndOfRun ? ' (still exceeded where the run ends: open)' : '');
+      const where = level.regionInFarField ? 'the far field' : 'the run';
+      region = `region above it to ${downwind(level.farthestDownwindExtent)}${level.regionInFarField ? IN_FAR_FIELD : ''}, ` +
+        `${figure(level.greatestHalfWidth)} m half-width` + (level.regionOpen ? ` (still exceeded where ${where} ends: open)` : '');
     }
     const td = add(`level-${index}`, `${level.level}, ${figure(level.value)} ${unit}`, `${centreline}; ${region}`, level.farthestDownwindExtent);
     const row = td.parentElement;
