@@ -150,9 +150,9 @@ json gridJson(double a0, double a1, double b0, double b1, int na, int nb, const 
 // planes, in the wind's frame, from the jet and past its hand-off from the far field: NaN (null) where
 // nothing is computed (beyond the far field's end, or the jet's end short of a hand-off), with where the
 // modelled region ends and the far field starts for the views to mark. Phases: the extent of the jet and
-// the far field; the section; the planes.
+// the far field (to `reach`, m downwind); the section; the planes.
 json views(const JetModel &model, const WholePlume &field, const WindFrame &frame, double planHeight, int na,
-           int nb) {
+           int nb, double reach) {
     const auto &locations = model.centrelineLocations();
     const auto &radii = model.profileRadii();
     std::vector<double> down, cross;
@@ -169,6 +169,9 @@ json views(const JetModel &model, const WholePlume &field, const WindFrame &fram
     // around it.
     if (field.farField().computed()) {
         for (const FarFieldPoint &point : field.farField().series()) {
+            if (point.downwindDistance > reach) {
+                break;
+            }
             dMax = std::max(dMax, point.downwindDistance);
             cMax = std::max(cMax, std::fabs(field.farField().handOff().crosswindOffset) + 2.5 * point.sigmaY);
             zMax = std::max(zMax, point.height + 2.5 * point.sigmaZ);
@@ -445,7 +448,15 @@ json runRequest(const json &request) {
             planHeight = request["planHeight"].get<double>();
         }
         const int na = std::clamp(request.value("gridPoints", 161), 11, 401);
-        answer["views"] = views(model, plume, frame, planHeight, na, (na + 1) / 2);
+        // The views reach as far as the levels do past the jet (a level still exceeded at the far field's
+        // end takes them there), so that a region a few metres long is not lost in kilometres.
+        double reach = plume.farField().computed() ? plume.farField().handOff().downwindDistance : 0.0;
+        for (const RunSummary::LevelAnswer &level : summary.levels) {
+            if (level.regionInFarField && level.farthestDownwindExtent) {
+                reach = std::max(reach, 1.25 * *level.farthestDownwindExtent);
+            }
+        }
+        answer["views"] = views(model, plume, frame, planHeight, na, (na + 1) / 2, reach);
     }
     return answer;
 }

@@ -70,8 +70,8 @@ void registerReportCommand(CLI::App &app) {
         const RunSummary &summary = run.summary;
         const bool ok = summary.status != RunStatus::invalid;
         const std::string name = std::filesystem::path(options->scenario).filename().string();
-        const std::string page = report::ReportPage::render(model, scenario, name, ok, summary,
-                                                            {levels, modelLevels, unit});
+        const std::string page = report::ReportPage::render(
+            model, scenario, name, ok, summary, {levels, modelLevels, unit}, run.field->farField());
         writeFileAtomically(options->output,
                             [&](std::FILE *out) { std::fwrite(page.data(), 1, page.size(), out); });
         // The page explains a failed validation too; the status still tells scripts about it.

@@ -238,10 +238,19 @@ TEST(ReportCommand, WritesASelfContainedPageThatMarksAFatalTermination) {
     }
     // The only address is the SVG namespace, which names and never loads anything.
     EXPECT_EQ(count(page, "http"), count(page, "xmlns=\"http://www.w3.org/2000/svg\""));
-    // Side, plan at ground level and at the plume's height, three centreline charts and two ambient
-    // profiles, each closed.
-    EXPECT_EQ(count(page, "<svg "), 8u);
-    EXPECT_EQ(count(page, "</svg>"), 8u);
+    // Side, plan at ground level and at the plume's height, three centreline charts, the plume past the
+    // jet along the wind and two ambient profiles, each closed.
+    EXPECT_EQ(count(page, "<svg "), 9u);
+    EXPECT_EQ(count(page, "</svg>"), 9u);
+    // Past the jet: where the far field starts and why, to its end, before the ambient profiles.
+    EXPECT_TRUE(has(page,
+                    "<h2>Past the jet</h2>\n<p>From 35.58 m downwind, 0 m up, the far field carries the "
+                    "plume on (dense touchdown; continuity ratio 1) to 10000 m downwind; nothing is "
+                    "computed beyond.</p>"))
+        << page;
+    EXPECT_LT(page.find("<h2>Past the jet</h2>"), page.find("<h2>Ambient profiles</h2>"));
+    EXPECT_TRUE(has(page, "<svg xmlns=\"http://www.w3.org/2000/svg\" class=\"plot\" width=\"1100\" "
+                          "height=\"380\""));
     // The centreline on the ground is a legitimate end: a warning, once, with the run's status.
     EXPECT_TRUE(has(page, "<p class=\"banner caution\">Run status warning: results to use with care.</p>"));
     EXPECT_EQ(
@@ -289,6 +298,7 @@ TEST(ReportCommand, InvalidInputsGiveThePageAndStatusOneAndUsageErrorsWriteNothi
                     "<p class=\"banner fatal\">Run status invalid: The stack height should lie between 0 and "
                     "1000m. (stackHeight = -5 m).</p>"));
     EXPECT_EQ(count(page, "<tr class=\"default\"><td><code>"), 3u); // the stack's place and bearing
+    EXPECT_TRUE(has(page, "<h2>Past the jet</h2>\n<p>Not computed: the run has no results.</p>"));
 
     const std::string hotStack = example("hot_stack_unstable.json");
     EXPECT_EQ(cli({"report", hotStack}).exitStatus, 2);

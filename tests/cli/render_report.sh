@@ -32,7 +32,7 @@ size=$(wc -c < "$work/report.png")
 blank=$(wc -c < "$work/blank.png")
 [ "$size" -gt $((blank * 5)) ] || fail "the screenshot ($size bytes) is hardly larger than a blank page ($blank bytes)"
 charts=$(grep -o '</svg>' "$work/dom.html" | wc -l)
-[ "$charts" -eq 8 ] || fail "the DOM holds $charts charts instead of 8"
+[ "$charts" -eq 9 ] || fail "the DOM holds $charts charts instead of 9"
 grep -q 'Ambient profiles' "$work/dom.html" || fail "the DOM lacks the last section"
 grep -q '</html>' "$work/dom.html" || fail "the DOM is incomplete"
 echo "render_report: the report renders (${size} bytes of screenshot, ${charts} charts)"

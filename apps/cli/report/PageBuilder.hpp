@@ -80,6 +80,11 @@ std::vector<double> axisPoints(double low, double high, int count);
 // The field's grid stops one step short of the end on its y and z axes; this end makes the last point
 // land on `last`.
 double gridEndFor(double first, double last, int count);
+// Axes of a log-log chart (SvgPlot draws in log10 units): each decade labelled with its value, grid
+// lines, the frame and the titles.
+void logLogAxes(SvgPlot &svg, const std::string &xTitle, const std::string &yTitle);
+// Whole decades around [low, high] (positive values), in log10 units.
+std::pair<double, double> decades(double low, double high);
 // An input's value as the inputs table shows it: the class letter, the averaging name or the number.
 std::string propertyValueText(const PropertyTable::Property &property, double value);
 

@@ -1,5 +1,6 @@
 #include "report/ReportPage.hpp"
 
+#include "report/FarFieldSection.hpp"
 #include "report/Html.hpp"
 #include "report/PageBuilder.hpp"
 
@@ -87,7 +88,7 @@ std::string renderPage(const JetModel &model, const Scenario &scenario, std::str
 
 std::string ReportPage::render(const JetModel &model, const Scenario &scenario, std::string_view scenarioName,
                                bool inputsValid, const RunSummary &summary, const SummaryRequest &request,
-                               unsigned threads) {
+                               const FarField &farField, unsigned threads) {
     std::string block = "<h2>Summary</h2>\n";
     const std::string status(runStatusName(summary.status));
     if (!summary.succeeded()) {
@@ -114,6 +115,10 @@ std::string ReportPage::render(const JetModel &model, const Scenario &scenario, 
     std::string page = renderPage(model, scenario, scenarioName, inputsValid, request, threads, &summary);
     const std::size_t first = page.find("<h2>");
     page.insert(first, block);
+    // Past the jet, along the wind, after the views of the jet itself.
+    const std::size_t profiles = page.find("<h2>Ambient profiles</h2>");
+    page.insert(profiles == std::string::npos ? page.find("</body>") : profiles,
+                "<h2>Past the jet</h2>\n" + FarFieldSection::render(model, summary, farField, request));
     return page;
 }
 

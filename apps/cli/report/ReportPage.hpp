@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ostreljet/farfield/FarField.hpp"
 #include "ostreljet/io/Scenario.hpp"
 #include "report/SummaryText.hpp"
 
@@ -20,10 +21,10 @@ public:
     static std::string render(const JetModel &model, const Scenario &scenario, std::string_view scenarioName,
                               bool inputsValid, unsigned threads = 0);
     // The same page opening with the run's summary (answers, levels, severities of the messages), with
-    // contours at the request's levels named in its unit.
+    // contours at the request's levels named in its unit, and the plume past the jet along the wind.
     static std::string render(const JetModel &model, const Scenario &scenario, std::string_view scenarioName,
                               bool inputsValid, const RunSummary &summary, const SummaryRequest &request,
-                              unsigned threads = 0);
+                              const FarField &farField, unsigned threads = 0);
 
     // The unit of an input property as the page shows it (the input schema's, with ° for degree, – for a
     // pure number and J/(kg·K)), "" for an unknown name.

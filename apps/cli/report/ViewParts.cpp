@@ -332,4 +332,48 @@ double gridEndFor(double first, double last, int count) {
     return first + (last - first) * count / (count - 1);
 }
 
+// A log-log chart: SvgPlot draws in log10 units, and these axes label each decade with its value.
+// Phases: grid lines and ticks at 1, 2 and 5 times each power of ten (or the powers alone), the frame, the
+// titles.
+void logLogAxes(SvgPlot &svg, const std::string &xTitle, const std::string &yTitle) {
+    Style grid;
+    grid.stroke = "#ebebeb";
+    const auto ticks = [](double low, double high) {
+        return logTicks(std::pow(10.0, low), std::pow(10.0, high), 8);
+    };
+    const double left = svg.pixelX(svg.xLow());
+    const double right = svg.pixelX(svg.xHigh());
+    const double top = svg.pixelY(svg.yHigh());
+    const double bottom = svg.pixelY(svg.yLow());
+    for (const double x : ticks(svg.xLow(), svg.xHigh())) {
+        const double px = svg.pixelX(std::log10(x));
+        svg.polyline({{std::log10(x), svg.yLow()}, {std::log10(x), svg.yHigh()}}, grid);
+        svg.overlayElement(
+            fmt::format("<line class=\"tick\" x1=\"{0:.2f}\" y1=\"{1:.2f}\" x2=\"{0:.2f}\" y2=\"{2:.2f}\"/>",
+                        px, bottom, bottom + 5.0));
+        svg.pixelText(px, bottom + 18.0, formatLogTick(x), Anchor::Middle, "ticklabel");
+    }
+    for (const double y : ticks(svg.yLow(), svg.yHigh())) {
+        const double py = svg.pixelY(std::log10(y));
+        svg.polyline({{svg.xLow(), std::log10(y)}, {svg.xHigh(), std::log10(y)}}, grid);
+        svg.overlayElement(
+            fmt::format("<line class=\"tick\" x1=\"{1:.2f}\" y1=\"{0:.2f}\" x2=\"{2:.2f}\" y2=\"{0:.2f}\"/>",
+                        py, left - 5.0, left));
+        svg.pixelText(left - 8.0, py + 4.0, formatLogTick(y), Anchor::End, "ticklabel");
+    }
+    svg.overlayElement(
+        fmt::format("<rect class=\"frame\" x=\"{:.2f}\" y=\"{:.2f}\" width=\"{:.2f}\" height=\"{:.2f}\"/>",
+                    left, top, right - left, bottom - top));
+    svg.pixelText(0.5 * (left + right), svg.height() - 8.0, xTitle, Anchor::Middle, "axistitle");
+    svg.overlayElement(fmt::format("<text class=\"axistitle\" text-anchor=\"middle\" x=\"0\" y=\"0\" "
+                                   "transform=\"translate(16 {:.2f}) rotate(-90)\">{}</text>",
+                                   0.5 * (top + bottom), escapeHtml(yTitle)));
+}
+
+// Whole decades around [low, high] (positive values), in log10 units.
+std::pair<double, double> decades(double low, double high) {
+    const auto range = roundedLogRange(low, high);
+    return {std::log10(range.first), std::log10(range.second)};
+}
+
 } // namespace ostreljet::report
