@@ -214,16 +214,7 @@ void registerProfileCommand(CLI::App &app) {
         checkRanges(*options);
         const AtmosphereProfileInputs inputs = toInputs(*options);
         // The same weather check as every run: refused weather gives no rows.
-        Atmosphere air;
-        air.setPasquillStability(inputs.pasquillStability);
-        air.setSurfaceRoughness(inputs.surfaceRoughness);
-        air.setReferenceWindHeight(inputs.referenceWindHeight);
-        air.setReferenceWindSpeed(inputs.referenceWindSpeed);
-        air.setReferenceTemperature(inputs.referenceTemperature);
-        air.setReferenceWindBearing(inputs.referenceWindBearing);
-        air.setPressure(inputs.pressure);
-        air.setMolecularWeight(inputs.molecularWeight);
-        const WeatherCheck::Finding weather = WeatherCheck::of(air);
+        const WeatherCheck::Finding weather = WeatherCheck::of(atmosphereOf(inputs));
         if (weather.refusal) {
             throw CommandFailure(kInputsInvalid, "invalid: " + *weather.refusal);
         }

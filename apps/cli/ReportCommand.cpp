@@ -53,19 +53,7 @@ void registerReportCommand(CLI::App &app) {
         checkOutputPath(options->output);
         JetModel model;
         scenario.applyTo(model);
-        const bool defaultLevels = levels.empty();
-        if (defaultLevels) {
-            levels = Level::defaults(scenario.gas(), model.stoppingConcentration());
-        }
-        std::vector<double> modelLevels;
-        try {
-            modelLevels = levelsInModelUnit("--levels", levels, model, scenario.gas());
-        } catch (const CommandFailure &) {
-            if (!defaultLevels) {
-                throw;
-            }
-            levels.clear(); // the default of a stopping concentration that validation refuses
-        }
+        const std::vector<double> modelLevels = summaryLevels("--levels", levels, model, scenario);
         const WholePlumeSummary::Result run = runScenario(model, scenario, modelLevels);
         const RunSummary &summary = run.summary;
         const bool ok = summary.status != RunStatus::invalid;

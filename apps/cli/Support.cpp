@@ -156,7 +156,8 @@ Scenario loadScenario(const std::string &path) {
     }
 }
 
-WholePlumeSummary::Result runScenario(JetModel &model, const Scenario &scenario, std::span<const double> levels) {
+WholePlumeSummary::Result runScenario(JetModel &model, const Scenario &scenario,
+                                      std::span<const double> levels) {
     scenario.applyTo(model);
     model.setEvaluationBudget(JetModel::recommendedEvaluationBudget); // every run ends in bounded time
     WholePlumeSummary::Result result = WholePlumeSummary::run(model, levels, scenario.farFieldOptions());
@@ -339,6 +340,23 @@ std::vector<double> levelsInModelUnit(const std::string &option, const std::vect
         return Level::toModel(levels, model, gas);
     } catch (const LevelError &e) {
         throw CommandFailure(kUsageError, fmt::format("{}: {}", option, e.what()));
+    }
+}
+
+std::vector<double> summaryLevels(const std::string &option, std::vector<Level> &levels,
+                                  const JetModel &model, const Scenario &scenario) {
+    const bool defaultLevels = levels.empty();
+    if (defaultLevels) {
+        levels = Level::defaults(scenario.gas(), model.stoppingConcentration());
+    }
+    try {
+        return levelsInModelUnit(option, levels, model, scenario.gas());
+    } catch (const CommandFailure &) {
+        if (!defaultLevels) {
+            throw;
+        }
+        levels.clear(); // the default of a stopping concentration that validation refuses
+        return {};
     }
 }
 

@@ -96,6 +96,12 @@ std::vector<Level> parseLevelsOption(const std::string &option, const std::strin
 std::vector<double> levelsInModelUnit(const std::string &option, const std::vector<Level> &levels,
                                       const JetModel &model, const std::string &gas);
 
+// The levels a summary of the scenario answers, in the model's unit: `levels` as given, else the gas's
+// defaults (written back into `levels`); a default that the gas cannot give (a stopping concentration that
+// validation refuses) leaves no levels rather than ending the command.
+std::vector<double> summaryLevels(const std::string &option, std::vector<Level> &levels,
+                                  const JetModel &model, const Scenario &scenario);
+
 // The run's summary and messages as a JSON object {"ok", "status", "unit", "summary", "messages"}, the keys
 // that `run --json` and `batch` share; concentrations in `unit`, null for what is not computed.
 nlohmann::ordered_json jsonSummary(const JetModel &model, const RunSummary &summary,

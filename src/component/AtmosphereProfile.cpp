@@ -5,10 +5,7 @@
 
 namespace ostreljet {
 
-// Evaluates the ambient air along a vertical.
-// Phases: apply every input through the atmosphere's setters; read the profile's once-only values;
-// move the atmosphere to each height in turn and read the local air.
-AtmosphereProfile computeAtmosphereProfile(const AtmosphereProfileInputs &inputs) {
+Atmosphere atmosphereOf(const AtmosphereProfileInputs &inputs) {
     Atmosphere air;
     air.setPasquillStability(inputs.pasquillStability);
     air.setSurfaceRoughness(inputs.surfaceRoughness);
@@ -18,6 +15,14 @@ AtmosphereProfile computeAtmosphereProfile(const AtmosphereProfileInputs &inputs
     air.setReferenceWindBearing(inputs.referenceWindBearing);
     air.setPressure(inputs.pressure);
     air.setMolecularWeight(inputs.molecularWeight);
+    return air;
+}
+
+// Evaluates the ambient air along a vertical.
+// Phases: apply every input through the atmosphere's setters; read the profile's once-only values;
+// move the atmosphere to each height in turn and read the local air.
+AtmosphereProfile computeAtmosphereProfile(const AtmosphereProfileInputs &inputs) {
+    Atmosphere air = atmosphereOf(inputs);
 
     AtmosphereProfile profile;
     profile.inverseObukhovLength = air.inverseObukhovLength();

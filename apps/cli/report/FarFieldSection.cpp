@@ -17,14 +17,6 @@ namespace ostreljet::report {
 
 namespace {
 
-Style line(const char *stroke, double width, const char *dash = "") {
-    Style s;
-    s.stroke = stroke;
-    s.strokeWidth = width;
-    s.dash = dash;
-    return s;
-}
-
 // A curve in log10 units, broken where a value is not positive (a log axis has no place for it).
 void drawLogCurve(SvgPlot &svg, const std::vector<Point> &points, const Style &style) {
     std::vector<Point> piece;
@@ -110,21 +102,21 @@ std::string FarFieldSection::render(const JetModel &model, const RunSummary &sum
         }
         const double y = std::log10(value);
         svg.polyline({{xa, y}, {xb, y}},
-                     line(kContourColours[drawnLevels.size() % kContourColours.size()], 1.0, "6 3"));
+                     lineStyle(kContourColours[drawnLevels.size() % kContourColours.size()], 1.0, "6 3"));
         svg.text({xb, y}, request.levels[i].text(), Anchor::End, "note", -4.0, -4.0);
         drawnLevels.push_back(i);
     }
     const auto marker = [&](double at, const std::string &label) {
         if (at > 0.0 && std::log10(at) > xa && std::log10(at) < xb) {
-            svg.polyline({{std::log10(at), ya}, {std::log10(at), yb}}, line("#888", 1.0, "2 3"));
+            svg.polyline({{std::log10(at), ya}, {std::log10(at), yb}}, lineStyle("#888", 1.0, "2 3"));
             svg.text({std::log10(at), yb}, label, Anchor::Start, "note", 4.0, 14.0);
         }
     };
     marker(handOff, "hand-off");
     marker(farField.endDistance(), "end: not computed beyond");
-    drawLogCurve(svg, jet, line(kCentrelineColour, 2.0));
-    drawLogCurve(svg, centreline, line("#1f5fa8", 1.8));
-    drawLogCurve(svg, ground, line("#c0561b", 1.8, "5 2"));
+    drawLogCurve(svg, jet, lineStyle(kCentrelineColour, 2.0));
+    drawLogCurve(svg, centreline, lineStyle("#1f5fa8", 1.8));
+    drawLogCurve(svg, ground, lineStyle("#c0561b", 1.8, "5 2"));
     const std::string unit(concentrationUnitLabel(request.unit));
     logLogAxes(svg, "downwind distance from the stack (m)", fmt::format("concentration ({})", unit));
 

@@ -83,6 +83,8 @@ double gridEndFor(double first, double last, int count);
 // Axes of a log-log chart (SvgPlot draws in log10 units): each decade labelled with its value, grid
 // lines, the frame and the titles.
 void logLogAxes(SvgPlot &svg, const std::string &xTitle, const std::string &yTitle);
+// A line's style: its colour, width (px) and dash pattern ("" for solid).
+Style lineStyle(const char *stroke, double width, const char *dash = "");
 // Whole decades around [low, high] (positive values), in log10 units.
 std::pair<double, double> decades(double low, double high);
 // An input's value as the inputs table shows it: the class letter, the averaging name or the number.

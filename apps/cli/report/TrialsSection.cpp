@@ -15,14 +15,6 @@ namespace ostreljet::report {
 
 namespace {
 
-Style lineStyle(const char *stroke, double width, const char *dash = "") {
-    Style s;
-    s.stroke = stroke;
-    s.strokeWidth = width;
-    s.dash = dash;
-    return s;
-}
-
 std::string percent(double fraction) {
     return std::isfinite(fraction) ? formatValue(100.0 * fraction, 3) : "—";
 }

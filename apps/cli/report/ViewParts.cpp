@@ -376,4 +376,12 @@ std::pair<double, double> decades(double low, double high) {
     return {std::log10(range.first), std::log10(range.second)};
 }
 
+Style lineStyle(const char *stroke, double width, const char *dash) {
+    Style s;
+    s.stroke = stroke;
+    s.strokeWidth = width;
+    s.dash = dash;
+    return s;
+}
+
 } // namespace ostreljet::report

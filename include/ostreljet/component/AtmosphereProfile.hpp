@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ostreljet/atmosphere/Atmosphere.hpp"
 #include "ostreljet/atmosphere/CAtmosSurfaceLayerProf.hpp"
 
 #include <cstdint>
@@ -43,7 +44,9 @@ struct AtmosphereProfile {
 };
 
 // Builds an atmosphere from the inputs exactly as the model's putters would, with the class applied
-// through its setter so that the boundary-layer height is the class's, and evaluates it at each height.
+// through its setter so that the boundary-layer height is the class's.
+Atmosphere atmosphereOf(const AtmosphereProfileInputs &inputs);
+// The same atmosphere evaluated at each height.
 AtmosphereProfile computeAtmosphereProfile(const AtmosphereProfileInputs &inputs);
 
 } // namespace ostreljet
