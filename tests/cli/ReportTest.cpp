@@ -6,6 +6,8 @@
 
 #include "ostreljet/io/Scenario.hpp"
 
+#include <nlohmann/json.hpp>
+
 #include <cmath>
 #include <limits>
 #include <tuple>
@@ -304,4 +306,24 @@ TEST(ReportCommand, InvalidInputsGiveThePageAndStatusOneAndUsageErrorsWriteNothi
     EXPECT_EQ(cli({"report", hotStack}).exitStatus, 2);
     EXPECT_EQ(cli({"report", folder.file("nothing.json"), "-o", folder.file("r.html")}).exitStatus, 2);
     EXPECT_EQ(folder.entries(), (std::set<std::string>{"bad.json", "bad.html"}));
+}
+
+TEST(ReportCommand, TheViewsShowTheWholePlumeAndMarkWhereTheFarFieldTakesOver) {
+    // The hot stack carried on to 1e-6: the jet stays aloft, the far field past its passive transition at
+    // 700 m reaches the ground, so the ground-level plan view has a 1e-06 contour and the side view marks
+    // the hand-off.
+    TemporaryFolder folder;
+    nlohmann::json stack = nlohmann::json::parse(readText(example("hot_stack_unstable.json")));
+    stack["stoppingConcentration"] = 1e-6;
+    const std::string hot = folder.write("hot.json", stack.dump());
+    const std::string out = folder.file("hot.html");
+    ASSERT_EQ(cli({"report", hot, "-o", out}).exitStatus, 0);
+    const std::string page = readText(out);
+    EXPECT_TRUE(has(page, "<figcaption>Plan view at ground level (z = 0): the centreline (dark line) and the "
+                          "jet's profile radius (band) seen from above; the dot is the stack. Contours of "
+                          "concentration (volume fraction): <span class=\"entry\">"))
+        << page;
+    EXPECT_EQ(count(page, ">far field from here</text>"), 1u);
+    EXPECT_TRUE(has(page, "along the wind through the stack, from the jet and, past the dashed line where it "
+                          "hands over, from the far field."));
 }

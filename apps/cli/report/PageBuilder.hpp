@@ -3,6 +3,7 @@
 #include "report/Point.hpp"
 #include "report/Svg.hpp"
 
+#include "ostreljet/farfield/WholePlume.hpp"
 #include "ostreljet/io/PropertyTable.hpp"
 #include "ostreljet/io/Scenario.hpp"
 #include "ostreljet/jet/ConcentrationField.hpp"
@@ -95,8 +96,9 @@ class PageBuilder {
 public:
     PageBuilder(const JetModel &model, const Scenario &scenario, bool inputsValid, unsigned threads,
                 std::vector<ContourLevel> levels, std::string_view unitLabel)
-        : model_(model), field_(model, ConcentrationField::Rules::exact, 0.0), scenario_(scenario),
-          valid_(inputsValid), threads_(threads), levels_(std::move(levels)), unitLabel_(unitLabel) {
+        : model_(model), field_(model, scenario.farFieldOptions(), ConcentrationField::Rules::exact, 0.0),
+          scenario_(scenario), valid_(inputsValid), threads_(threads), levels_(std::move(levels)),
+          unitLabel_(unitLabel) {
         const double bearing = model.referenceWindBearing() * kDegrees;
         // Rounding leaves about 1e-16 where a bearing along an axis should give 0; such a wind is along it.
         windX_ = std::fabs(std::sin(bearing)) < 1e-12 ? 0.0 : std::sin(bearing);
@@ -134,9 +136,10 @@ private:
     bool beyondEnd(double x, double y, double z) const;
 
     const JetModel &model_;
-    // The run's field without the cutoff, so that the lowest contour follows the radial profile instead
-    // of the steps of the grid where the field is cut to zero.
-    ConcentrationField field_;
+    // The whole plume (the jet ahead of the hand-off plane, the far field after it), the jet's part
+    // without the cutoff so that the lowest contour follows the radial profile instead of the steps of the
+    // grid where the field is cut to zero.
+    WholePlume field_;
     const Scenario &scenario_;
     bool valid_;
     unsigned threads_;

@@ -19,6 +19,11 @@
 namespace ostreljet::report {
 
 bool PageBuilder::beyondEnd(double x, double y, double z) const {
+    // Past a hand-off the far field answers to its own end; else the jet's to the plane of its last step.
+    const FarField &far = field_.farField();
+    if (far.computed()) {
+        return far.downwindDistanceOf(x, y) > far.endDistance();
+    }
     if (steps_ == 0) {
         return false;
     }
@@ -163,6 +168,13 @@ std::string PageBuilder::sideView() const {
     groundLine.stroke = "#7a5a2b";
     groundLine.strokeWidth = 2.0;
     plot.horizontalLine(0.0, groundLine);
+    const FarField &far = field_.farField();
+    if (far.computed() && far.handOff().downwindDistance < frame.xHigh) {
+        Style handOff;
+        handOff.stroke = "#6a3d9a";
+        handOff.dash = "6 3";
+        plot.verticalLine(far.handOff().downwindDistance, handOff, "far field from here");
+    }
     const double boundaryLayer = model_.atmosphere().boundaryLayerHeight();
     if (boundaryLayer < frame.yHigh) {
         Style dashed;
@@ -186,12 +198,14 @@ std::string PageBuilder::sideView() const {
     out += fmt::format(
         "<figcaption>Side view: the centreline (dark line) and the jet's profile radius (band) "
         "seen across the wind; the stack stands at 0. Concentrations are those in the vertical "
-        "plane along the wind through {}. {}{}</figcaption>\n</figure>\n",
+        "plane along the wind through {}{}. {}{}</figcaption>\n</figure>\n",
         offset == 0.0 ? std::string("the stack")
                       : fmt::format("(x, y) = ({}, {}) m, the plane that cuts the largest area of "
                                     "the plume",
                                     escapeHtml(formatValue(planeOrigin(offset).x, 3)),
                                     escapeHtml(formatValue(planeOrigin(offset).y, 3))),
+        far.computed() ? ", from the jet and, past the dashed line where it hands over, from the far field"
+                       : "",
         contourLegend(drawn, levels_, unitLabel_), exaggerationNote(frame));
     return out;
 }
