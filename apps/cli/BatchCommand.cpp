@@ -1,11 +1,11 @@
 #include "Commands.hpp"
 #include "Support.hpp"
 
+#include "ostreljet/farfield/WholePlumeSummary.hpp"
 #include "ostreljet/io/ConcentrationConverter.hpp"
 #include "ostreljet/io/InputRefusal.hpp"
 #include "ostreljet/io/PropertyTable.hpp"
 #include "ostreljet/io/Scenario.hpp"
-#include "ostreljet/farfield/WholePlumeSummary.hpp"
 #include "report/PageBuilder.hpp"
 #include "report/SummaryText.hpp"
 
@@ -112,14 +112,18 @@ std::string dumpResult(const json &result) {
 // Expands one input line: a scenario object, or {"base": {...}, "vary": {"key": [values], ...}} whose
 // product of values gives one scenario each (the last key varies fastest). A sweep is counted first and
 // refused, with status 2, when the batch would exceed `maximumRuns`.
-void expandLine(const std::string &text, std::size_t line, std::vector<Job> &jobs, std::size_t maximumRuns) {
-    // Every line takes at least one result, counted against the limit like the runs of a sweep.
+// Every line takes at least one result, counted against the limit like the runs of a sweep.
+void countLine(const std::vector<Job> &jobs, std::size_t line, std::size_t maximumRuns) {
     if (jobs.size() >= maximumRuns) {
         throw CommandFailure(kUsageError,
                              fmt::format("line {}: the batch goes beyond the limit of {} runs (raise it "
                                          "with --max-runs)",
                                          line, maximumRuns));
     }
+}
+
+void expandLine(const std::string &text, std::size_t line, std::vector<Job> &jobs, std::size_t maximumRuns) {
+    countLine(jobs, line, maximumRuns);
     // A line that is not UTF-8 is recorded as failed; the lines around it still run.
     if (const std::optional<std::size_t> bad = firstInvalidUtf8(text)) {
         jobs.push_back({line, 0, "",
@@ -289,23 +293,36 @@ std::string runJob(Job &job, const LevelRequest &request, double maxSeconds) {
     return dumpResult(result);
 }
 
-// Reads one line of at most Scenario::kMaximumFileBytes bytes, so that an endless file without line
-// breaks (/dev/zero) is refused rather than read into memory. False at the end of the file.
-bool readLine(std::istream &in, std::string &text, const std::string &path, std::size_t line) {
+// What reading a line found.
+enum class LineRead { line, tooLong, end };
+
+// Reads one line of at most Scenario::kMaximumFileBytes bytes. A longer line is skipped to its end and
+// reported as tooLong, so that the lines around it still run; but a stretch of kMaximumSkippedBytes with no
+// line break at all (an endless file such as /dev/zero) is no batch file and ends the command.
+LineRead readLine(std::istream &in, std::string &text, const std::string &path, std::size_t line) {
+    constexpr std::size_t kMaximumSkippedBytes = 16 * Scenario::kMaximumFileBytes;
     text.clear();
     std::streambuf *buffer = in.rdbuf();
+    std::size_t skipped = 0;
     for (int c = buffer->sbumpc(); c != std::char_traits<char>::eof(); c = buffer->sbumpc()) {
         if (c == '\n') {
-            return true;
+            return skipped > 0 ? LineRead::tooLong : LineRead::line;
         }
         if (text.size() == Scenario::kMaximumFileBytes) {
-            throw CommandFailure(
-                kUsageError, fmt::format("{}: line {} is longer than {} bytes, the limit for one scenario",
-                                         path, line, Scenario::kMaximumFileBytes));
+            if (++skipped > kMaximumSkippedBytes) {
+                throw CommandFailure(
+                    kUsageError, fmt::format("{}: line {} is longer than {} bytes, with no line break in "
+                                             "{} bytes: not a file of one scenario per line",
+                                             path, line, Scenario::kMaximumFileBytes, kMaximumSkippedBytes));
+            }
+            continue;
         }
         text.push_back(static_cast<char>(c));
     }
-    return !text.empty();
+    if (skipped > 0) {
+        return LineRead::tooLong;
+    }
+    return text.empty() ? LineRead::end : LineRead::line;
 }
 
 // Memory held back for the moment the system refuses more: when an allocation fails, this reserve is
@@ -433,7 +450,20 @@ void registerBatchCommand(CLI::App &app) {
         }
         std::vector<Job> jobs;
         std::string text;
-        for (std::size_t line = 1; readLine(in, text, options->input, line); ++line) {
+        for (std::size_t line = 1;; ++line) {
+            const LineRead read = readLine(in, text, options->input, line);
+            if (read == LineRead::end) {
+                break;
+            }
+            if (read == LineRead::tooLong) {
+                // Recorded as failed, counted like every line; the lines around it still run.
+                countLine(jobs, line, options->maximumRuns);
+                jobs.push_back({line, 0, "",
+                                fmt::format("line {}: longer than {} bytes, the limit for one scenario", line,
+                                            Scenario::kMaximumFileBytes),
+                                ""});
+                continue;
+            }
             if (text.find_first_not_of(" \t\r") == std::string::npos) {
                 continue;
             }

@@ -57,7 +57,8 @@ TEST(HostileBatch, FoldersSweepsAndStrayKeysAreRefusedBeforeAnythingRuns) {
     expectUsageError(cli({"batch", folder.file(""), "-o", out}),
                      folder.file("") + ": is a directory, not a file of scenarios");
     expectUsageError(cli({"batch", "/dev/zero", "-o", out}),
-                     "/dev/zero: line 1 is longer than 1048576 bytes, the limit for one scenario");
+                     "/dev/zero: line 1 is longer than 1048576 bytes, with no line break in 16777216 bytes: "
+                     "not a file of one scenario per line");
     // Four lists of 100 values: 10^8 runs, counted and refused before one is expanded.
     std::string values = "[";
     for (int i = 0; i < 100; ++i) {

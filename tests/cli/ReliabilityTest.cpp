@@ -73,6 +73,24 @@ TEST(NoLostResults, ALineThatIsNotUtf8IsRecordedAndTheOtherLinesRun) {
     EXPECT_EQ(nlohmann::json::parse(lines[0])["levels"], nlohmann::json::parse(lines[3])["levels"]);
 }
 
+TEST(NoLostResults, ALineLongerThanAScenarioMayBeIsRecordedAndTheLinesAroundItRun) {
+    // One byte over the 1 MiB limit on line 2; the line after it still runs.
+    TemporaryFolder folder;
+    const std::string longLine = "{\"note\": \"" + std::string(1048576, 'x') + "\"}";
+    const std::string input =
+        folder.write("in.jsonl", ventLine() + "\n" + longLine + "\n" + ventLine() + "\n");
+    const std::string output = folder.file("out.jsonl");
+    const CommandResult result = cli({"batch", input, "-o", output});
+    EXPECT_EQ(result.exitStatus, 1) << result.err;
+    const std::vector<std::string> lines = linesOf(readText(output));
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_EQ(nlohmann::json::parse(lines[1])["error"],
+              "line 2: longer than 1048576 bytes, the limit for one scenario");
+    EXPECT_EQ(nlohmann::json::parse(lines[0])["status"], "ok");
+    EXPECT_EQ(nlohmann::json::parse(lines[2])["status"], "ok");
+    EXPECT_EQ(nlohmann::json::parse(lines[2])["line"], 3);
+}
+
 TEST(NoLostResults, NoCommandWritesOverAFileItReads) {
     TemporaryFolder folder;
     const std::string cases = folder.write("c.json", readText(OSTRELJET_SOURCE_DIR "/validation/cases.json"));
