@@ -4,6 +4,7 @@
 #include "ostreljet/io/GasTable.hpp"
 #include "ostreljet/io/InputSchema.hpp"
 #include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/numerics/Constants.hpp"
 
 #include <fmt/core.h>
 
@@ -23,13 +24,27 @@ struct InitOptions {
 };
 
 // A release and weather to start from where a new model's value is no usable one: 1 kg/s straight up
-// from a 20 cm orifice 10 m up, at the air's temperature, over grass, ending at 0.1 % by volume. The
-// source's gas properties come from the gas table.
+// from a 20 cm orifice (narrower for a dense gas, see startingOrifice) 10 m up, at the air's temperature,
+// over grass, ending at 0.1 % by volume. The source's gas properties come from the gas table.
 const std::map<std::string_view, double> kStartingValues = {
     {"stackHeight", 10.0},         {"orificeDiameter", 0.2},           {"releaseAngle", 90.0},
     {"massFlowrate", 1.0},         {"atmosphereSpecificHeat", 1005.0}, {"atmosphereSurfaceRoughness", 0.1},
     {"sourceTemperature", 288.15}, {"stoppingConcentration", 0.001},
 };
+
+// The starting orifice: 20 cm, or narrower for a denser gas, in whole centimetres rounded down, so that
+// the gas leaves at least six times as fast as the wind at the stack (below six times the model warns,
+// below three it refuses the release), at the starting temperature and the ambient pressure.
+double startingOrifice(const GasTable::Entry &gas) {
+    const double windSpeed =
+        InputSchema::find("referenceWindSpeed")->defaultValue;                     // m/s, at the stack's 10 m
+    const double pressure = InputSchema::find("atmospherePressure")->defaultValue; // Pa
+    const double density = pressure * gas.molecularWeight /
+                           (constants::gasConstant * kStartingValues.at("sourceTemperature")); // kg/m3
+    const double diameter = std::sqrt(4.0 * kStartingValues.at("massFlowrate") /
+                                      (constants::pi * density * 6.0 * windSpeed)); // m
+    return std::min(kStartingValues.at("orificeDiameter"), std::floor(diameter * 100.0) / 100.0);
+}
 
 std::string scenarioText(const GasTable::Entry &gas) {
     std::string out = fmt::format("{{\n  \"gas\": {}", jsonString(gas.name));
@@ -39,7 +54,9 @@ std::string scenarioText(const GasTable::Entry &gas) {
             continue;
         }
         const auto start = kStartingValues.find(input.name);
-        const double value = start != kStartingValues.end() ? start->second : input.defaultValue;
+        const double value = input.name == "orificeDiameter"  ? startingOrifice(gas)
+                             : start != kStartingValues.end() ? start->second
+                                                              : input.defaultValue;
         const std::string text = input.enumeration != nullptr ? jsonString(InputSchema::labelOf(input, value))
                                                               : fmt::format("{}", value);
         if (input.name == "referenceWindBearing") {

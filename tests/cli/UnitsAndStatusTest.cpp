@@ -124,14 +124,28 @@ TEST(Init, WritesACompleteScenarioThatRunsAndNeverReplacesAFile) {
     ASSERT_EQ(cli({"init", "--gas", "propane", "-o", path}).exitStatus, 0);
     const nlohmann::json scenario = nlohmann::json::parse(readText(path));
     EXPECT_EQ(scenario["gas"], "propane");
-    EXPECT_EQ(scenario["orificeDiameter"], 0.2);
+    // Propane (1.865 kg/m3 at 288.15 K): a 15 cm orifice, the whole centimetres below the 15.08 cm at
+    // which 1 kg/s leaves at 30 m/s, six times the 5 m/s wind.
+    EXPECT_EQ(scenario["orificeDiameter"], 0.15);
     // Where the wind comes from, as weather records give it: the 5 m/s wind blowing towards 90 degrees.
     EXPECT_EQ(scenario["windFromBearing"], 270.0);
     EXPECT_FALSE(scenario.contains("referenceWindBearing"));
     const nlohmann::json json = runJson({path});
-    // 1 kg/s of propane leaves the 0.2 m orifice at 3.4 times the wind's speed: below 6, a warning.
-    EXPECT_EQ(json["status"], "warning");
+    // 1 kg/s of propane leaves the 0.15 m orifice at 6.07 times the wind's speed: no warning about it (the
+    // one warning is the plume's edge reaching the ground 281 m along it).
+    EXPECT_EQ(json["status"], "warning") << json.dump();
+    for (const nlohmann::json &message : json["messages"]) {
+        EXPECT_EQ(message["text"].get<std::string>().find("exit velocity"), std::string::npos) << message;
+    }
     EXPECT_EQ(json["summary"]["levels"][0]["level"], "LFL");
+    // Methane keeps the 20 cm orifice; chlorine (3.0 kg/m3) gets 11 cm and runs instead of being refused.
+    const std::string methane = folder.file("methane.json");
+    const std::string chlorine = folder.file("chlorine.json");
+    ASSERT_EQ(cli({"init", "-o", methane}).exitStatus, 0);
+    ASSERT_EQ(cli({"init", "--gas", "chlorine", "-o", chlorine}).exitStatus, 0);
+    EXPECT_EQ(nlohmann::json::parse(readText(methane))["orificeDiameter"], 0.2);
+    EXPECT_EQ(nlohmann::json::parse(readText(chlorine))["orificeDiameter"], 0.11);
+    EXPECT_TRUE(runJson({chlorine})["ok"].get<bool>());
     expectUsageError(cli({"init", "-o", path}),
                      "-o: '" + path + "' exists already; remove it or choose another name");
     expectRefusal(cli({"init", "--gas", "unobtainium"}), {"--gas: unknown gas 'unobtainium'", "methane"});
