@@ -141,9 +141,9 @@ void registerFootprintCommand(CLI::App &app) {
             const std::string cut =
                 !f.footprint.cutAtEndOfRun ? ""
                 : f.footprint.cutWhereFarFieldEnds
-                    ? fmt::format(
-                          "; cut off where the far field ends ({} m downwind), the region reaches farther",
-                          report::formatValue(field.farFieldEnd()))
+                    ? fmt::format("; cut off where the far field ends ({:.0f} m downwind), the region "
+                                  "reaches farther",
+                                  field.farFieldEnd())
                     : std::string("; cut off by the end of the run, the region reaches farther");
             if (f.footprint.polygons.empty()) {
                 fmt::print("{} not reached at this height{}\n", label, cut);

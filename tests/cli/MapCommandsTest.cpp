@@ -47,6 +47,28 @@ TEST(FootprintCommand, WritesGeoJsonInTheSiteFrameAndKmlWithAnOriginAndSaysWhatI
     EXPECT_NE(kml.out.find("WGS84 longitude and latitude, origin 52, 5"), std::string::npos);
 }
 
+TEST(FootprintCommand, ARegionStillAboveTheLevelWhereTheFarFieldEndsIsCutOffThere) {
+    TemporaryFolder folder;
+    // The hot stack of the examples to 1e-6, its far field ending 1.5 km downwind with 1e-5 still
+    // exceeded on the ground.
+    std::string text = readText(example("hot_stack_unstable.json"));
+    text.replace(text.find("\"stoppingConcentration\": 0.002"), 30,
+                 "\"stoppingConcentration\": 1e-6, \"farFieldDistance\": 1500");
+    const std::string scenario = folder.write("stack.json", text);
+    const CommandResult result = cli(
+        {"footprint", scenario, "--levels", "1e-5", "--points", "101", "-o", folder.file("stack.geojson")});
+    ASSERT_EQ(result.exitStatus, 0) << result.err;
+    const auto lines = linesOf(result.out);
+    ASSERT_GE(lines.size(), 2u);
+    EXPECT_NE(lines[1].find(" 1 polygon(s), reaching "), std::string::npos) << lines[1];
+    EXPECT_NE(
+        lines[1].find("; cut off where the far field ends (1500 m downwind), the region reaches farther"),
+        std::string::npos)
+        << lines[1];
+    const auto collection = nlohmann::json::parse(readText(folder.file("stack.geojson")));
+    EXPECT_EQ(collection["features"][0]["properties"]["cutAtEndOfRun"], true);
+}
+
 TEST(FootprintCommand, RefusesOptionsItCannotHonourBeforeRunning) {
     TemporaryFolder folder;
     const std::string scenario = example("horizontal_dense_release.json");
