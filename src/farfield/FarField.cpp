@@ -308,7 +308,10 @@ std::optional<double> FarField::levelHalfWidth(double level) const {
     for (std::size_t i = 0; i < series_.size() && series_[i].downwindDistance <= endDistance_; ++i) {
         const FarFieldPoint &p = series_[i];
         if (p.centrelineConcentration >= level && level > 0.0) {
-            const double half = p.sigmaY * std::sqrt(2.0 * std::log(p.centrelineConcentration / level));
+            // The dense plume is uniform across its width; the passive one Gaussian.
+            const double half = p.regime == FarFieldRegime::dense
+                                    ? denseHalfWidth(p.downwindDistance)
+                                    : p.sigmaY * std::sqrt(2.0 * std::log(p.centrelineConcentration / level));
             widest = std::max(widest.value_or(0.0), std::abs(axisOffset_) + half);
         }
     }
@@ -316,7 +319,8 @@ std::optional<double> FarField::levelHalfWidth(double level) const {
 }
 
 std::pair<double, double> FarField::axisPointAt(double downwind) const {
-    return {stackX_ + downwind * windX_ - axisOffset_ * windY_, stackY_ + downwind * windY_ + axisOffset_ * windX_};
+    return {stackX_ + downwind * windX_ - axisOffset_ * windY_,
+            stackY_ + downwind * windY_ + axisOffset_ * windX_};
 }
 
 std::optional<FarField::Maximum> FarField::groundLevelMaximum() const {

@@ -6,9 +6,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace ostreljet::mapping {
@@ -41,10 +43,26 @@ double farthestDownwind(const Footprint &footprint, const FarField &far) {
     return farthest;
 }
 
+// The greatest distance across the wind from the downwind line through the stack of a footprint's
+// outlines, m.
+double widestCrosswind(const Footprint &footprint, const FarField &far) {
+    const auto [ax, ay] = far.axisPointAt(0.0);
+    const auto [bx, by] = far.axisPointAt(1.0);
+    const double ux = bx - ax, uy = by - ay; // unit vector along the wind
+    const auto [sx, sy] = std::pair{ax + uy * far.axisOffset(), ay - ux * far.axisOffset()}; // the stack
+    double widest = 0.0;
+    for (const Polygon &polygon : footprint.polygons) {
+        for (const Point &p : polygon.outer) {
+            widest = std::max(widest, std::abs(-(p.x - sx) * uy + (p.y - sy) * ux));
+        }
+    }
+    return widest;
+}
+
 // The footprint on the ground reaches as far downwind as the summary says the level's region does (within
 // a grid cell or 2 %), for levels answered by the jet and by the far field, below the stopping
-// concentration too.
-void expectFootprintsReachTheSummarysExtent(const WholeRun &run) {
+// concentration too; a region of the far field on the ground, as wide.
+void expectFootprintsReachTheSummarysExtent(const WholeRun &run, bool groundWidths) {
     ASSERT_TRUE(run.far().computed());
     const PlumeField field(run.model, run.scenario.farFieldOptions());
     EXPECT_EQ(field.cutoff(), 0.0);
@@ -58,6 +76,11 @@ void expectFootprintsReachTheSummarysExtent(const WholeRun &run) {
         const double reach = farthestDownwind(footprint, run.far());
         EXPECT_NEAR(reach, *answer.farthestDownwindExtent,
                     std::max(footprint.grid.dx(), 0.02 * *answer.farthestDownwindExtent));
+        if (groundWidths && answer.regionInFarField) {
+            ASSERT_TRUE(answer.greatestHalfWidth.has_value());
+            EXPECT_NEAR(widestCrosswind(footprint, run.far()), *answer.greatestHalfWidth,
+                        std::max(footprint.grid.dx(), 0.02 * *answer.greatestHalfWidth));
+        }
     }
 }
 
@@ -65,14 +88,16 @@ TEST(PlumeField, GroundFootprintsOfTheDenseReleaseReachTheWholePlumesExtentPastT
     // 1 % is passed within the jet; 0.5 % (the stopping concentration) and 0.2 %, 0.1 % below it only in
     // the far field.
     const WholeRun run("horizontal_dense_release.json", {0.01, 0.005, 0.002, 0.001});
-    expectFootprintsReachTheSummarysExtent(run);
+    // The plume lies on the ground from touchdown on, so a region of the far field is widest on the ground
+    // too (1 %, within the jet, is widest 2 m up).
+    expectFootprintsReachTheSummarysExtent(run, true);
     EXPECT_TRUE(run.result.summary.levels[2].regionInFarField);
 }
 
 TEST(PlumeField, GroundFootprintsOfTheHotStackReachTheWholePlumesExtentKilometresDownwind) {
     // Stopped at 1e-6, the jet ends far up; the far field brings 1e-5 and 3e-6 down to the ground.
     const WholeRun run("hot_stack_unstable.json", {1e-5, 3e-6}, 1e-6);
-    expectFootprintsReachTheSummarysExtent(run);
+    expectFootprintsReachTheSummarysExtent(run, false);
     EXPECT_GT(*run.result.summary.levels[1].farthestDownwindExtent, 1000.0);
 }
 
