@@ -121,9 +121,9 @@ void registerFootprintCommand(CLI::App &app) {
         mapping::FootprintSearch search;
         search.points = options->points;
         const std::string scenarioName = std::filesystem::path(options->scenario).filename().string();
-        const std::vector<mapping::LabelledFootprint> footprints =
-            mapping::levelFootprints(model, levels, scenario.gas(), unit, z, search, scenarioName);
-        const mapping::PlumeField field(model);
+        const std::vector<mapping::LabelledFootprint> footprints = mapping::levelFootprints(
+            model, levels, scenario.gas(), unit, z, scenario.farFieldOptions(), search, scenarioName);
+        const mapping::PlumeField field(model, scenario.farFieldOptions());
         const std::string text = format == MapFormat::kml
                                      ? mapping::footprintKml(footprints, *origin)
                                      : mapping::footprintGeoJson(footprints, origin.get());
@@ -138,9 +138,13 @@ void registerFootprintCommand(CLI::App &app) {
                 fmt::print("{} not computed: {}\n", label, f.footprint.notComputed);
                 continue;
             }
-            const std::string cut = f.footprint.cutAtEndOfRun
-                                        ? "; cut off by the end of the run, the region reaches farther"
-                                        : "";
+            const std::string cut =
+                !f.footprint.cutAtEndOfRun ? ""
+                : f.footprint.cutWhereFarFieldEnds
+                    ? fmt::format("; cut off where the far field ends ({:.0f} m downwind), the region "
+                                  "reaches farther",
+                                  field.farFieldEnd())
+                    : std::string("; cut off by the end of the run, the region reaches farther");
             if (f.footprint.polygons.empty()) {
                 fmt::print("{} not reached at this height{}\n", label, cut);
                 continue;

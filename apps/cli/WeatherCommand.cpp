@@ -242,7 +242,7 @@ void registerWeatherCommand(CLI::App &app) {
         }
         const std::vector<double> modelLevels = levelsInModelUnit("--levels", levels, model, scenario.gas());
         for (std::size_t l = 0; l < levels.size(); ++l) {
-            if (modelLevels[l] < model.stoppingConcentration()) {
+            if (!scenario.farFieldOptions().enabled && modelLevels[l] < model.stoppingConcentration()) {
                 throw CommandFailure(
                     kUsageError, fmt::format("--levels: {} ({} volume fraction) is below the scenario's "
                                              "stopping concentration ({} volume fraction), where every run "
@@ -366,9 +366,11 @@ void registerWeatherCommand(CLI::App &app) {
         for (std::size_t l = 0; l < levels.size(); ++l) {
             fmt::print("{}:\n", page.levelLabels[l]);
             if (result.cutCases[l] > 0) {
-                fmt::print("  cut off by the end of the run in {} weathers (summed frequency {}): the "
-                           "probabilities beyond where those runs end are lower bounds\n",
-                           result.cutCases[l], report::formatValue(result.cutFrequency[l]));
+                fmt::print("  cut off by the end of the {} in {} weathers (summed frequency {}): the "
+                           "probabilities beyond where those {} are lower bounds\n",
+                           result.farField ? "far field" : "run", result.cutCases[l],
+                           report::formatValue(result.cutFrequency[l]),
+                           result.farField ? "far fields end" : "runs end");
             }
             const std::vector<weather::ProbabilityReach> reaches =
                 weather::probabilityReach(grid, result.probability[l], probabilities, sourceX, sourceY);

@@ -73,12 +73,27 @@ def read_weather_rose(path):
     return cases
 
 
+# The far field's inputs, which a case's model takes from the scenario besides its interface inputs.
+_FAR_FIELD_INPUTS = ("farFieldDispersion", "averagingTime", "farFieldDistance")
+
+
+def _far_field_inputs(model):
+    """The far field's inputs of a model, by name."""
+    return {name: model._get(name) for name in _FAR_FIELD_INPUTS}
+
+
 def _plane_of_case(inputs, case, grid):
-    """Runs one weather case: (computed, message, concentrations on the plane as a list or array)."""
+    """Runs one weather case: (computed, message, concentrations of the whole plume, the jet then the far
+    field, on the plane as bytes; NaN where nothing is computed)."""
     x0, y0, x1, y1, nx, ny, z = grid
     lib = _library.library()
+    far_field = {name: inputs[name] for name in _FAR_FIELD_INPUTS if name in inputs}
     with Model() as model:
-        model.set(**inputs)
+        model.set(**{name: value for name, value in inputs.items() if name not in far_field})
+        with model._lock:
+            for name, value in far_field.items():
+                if lib.ostreljet_set(model._live(), name.encode("ascii"), float(value)) != 0:
+                    raise ValueError(_library.last_error())
         temperature = case["atmosphereTemperature"]
         with model._lock:
             status = lib.ostreljet_apply_weather(
@@ -113,7 +128,7 @@ class WeatherStudy:
 
 def weather_sweep(scenario, rose, levels, grid, height=0.0, unit="vol", client=None, workers=None):
     """Runs a scenario in every case of a weather rose and sums, for each level, the frequency of the
-    cases whose concentration is at or above it at each node of a horizontal grid at `height` (m).
+    cases whose whole plume (the jet, then the far field) is at or above it at each node of a horizontal grid at `height` (m).
 
     scenario: a scenario path, a Model or a dict of inputs. rose: a weather file's path or the list of
     read_weather_rose. grid: (R, N), a square of half-width R (m) around the release with N nodes a side,
@@ -125,14 +140,14 @@ def weather_sweep(scenario, rose, levels, grid, height=0.0, unit="vol", client=N
 
     if isinstance(scenario, (str, bytes, os.PathLike)):
         with Model.from_scenario(scenario) as model:
-            inputs = model.to_dict()
+            inputs = dict(model.to_dict(), **_far_field_inputs(model))
     elif isinstance(scenario, Model):
-        inputs = scenario.to_dict()
+        inputs = dict(scenario.to_dict(), **_far_field_inputs(scenario))
     else:
         inputs = dict(scenario)
     cases = read_weather_rose(rose) if isinstance(rose, (str, bytes, os.PathLike)) else list(rose)
     lib = _library.library()
-    with Model(**inputs) as model:
+    with Model(**{name: value for name, value in inputs.items() if name not in _FAR_FIELD_INPUTS}) as model:
         text = _levels_text(levels)
         values = (ctypes.c_double * 64)()
         with model._lock:
@@ -142,13 +157,6 @@ def weather_sweep(scenario, rose, levels, grid, height=0.0, unit="vol", client=N
         if count < 0:
             raise ValueError(_library.last_error())
         level_values = list(values[:count])
-        stopping = model.stoppingConcentration
-        for level in level_values:
-            if level < stopping:
-                raise ValueError(
-                    "the level %.4g volume fraction is below the scenario's stopping concentration (%.4g volume "
-                    "fraction), under which no field is computed" % (level, stopping)
-                )
         source = (model.stackLocationX, model.stackLocationY)
     if len(grid) == 2:
         half, n = float(grid[0]), int(grid[1])

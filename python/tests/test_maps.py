@@ -124,7 +124,15 @@ def test_weather_sweep_equals_the_command_line_to_the_last_bit_locally_and_on_a_
     assert numpy.array_equal(clustered.worst, local.worst)
 
 
-def test_weather_sweep_refuses_a_level_below_the_stopping_concentration():
+def test_weather_sweep_sums_a_level_below_the_stopping_concentration_from_the_far_field():
     pytest.importorskip("numpy")
-    with pytest.raises(ValueError, match=r"below the scenario's stopping concentration \(0.005 volume fraction\)"):
-        ostreljet.weather_sweep(CO2, ROSE, "0.1%", (10, 5))
+    # The scenario's own weather: the jet ends 36 m downwind with its stopping concentration of 0.5 %; the
+    # far field carries 0.1 % on along the ground to 194.7 m downwind, as the run's summary says.
+    own = [{"windFrom": 270.0, "windSpeed": 3.0, "pasquillStability": 4, "frequency": 1.0,
+            "atmosphereTemperature": None, "row": 1}]
+    study = ostreljet.weather_sweep(CO2, own, "0.1%", (0.0, -10.0, 190.0, 10.0, 39, 5), workers=1)
+    probability = study.probability["0.1%"]
+    assert study.x[-1] == 190.0 and study.y[2] == 0.0
+    assert probability[-1, 2] == 1.0
+    assert probability[0, 0] == 0.0
+    assert study.refused_cases == 0

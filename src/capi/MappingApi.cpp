@@ -50,7 +50,9 @@ long long ostreljet_footprint_geojson(const ostreljet_model *m, const char *leve
             origin = std::make_unique<ostreljet::mapping::GeoTransform>(origin_latitude, origin_longitude);
         }
         const std::string text = ostreljet::mapping::footprintGeoJson(
-            ostreljet::mapping::levelFootprints(m->model, parsed, m->gas, u, z, {}, "model"), origin.get());
+            ostreljet::mapping::levelFootprints(m->model, parsed, m->gas, u, z, m->farFieldOptions, {},
+                                                "model"),
+            origin.get());
         const auto length = static_cast<long long>(text.size());
         if (out != nullptr && capacity > length) {
             std::memcpy(out, text.c_str(), text.size() + 1);
@@ -81,8 +83,9 @@ long long ostreljet_plane(const ostreljet_model *m, double x0, double y0, double
             std::fill(out, out + total, 0.0);
             return total;
         }
-        const ostreljet::mapping::PlaneValues values = ostreljet::mapping::PlumeField(m->model).sample(
-            ostreljet::mapping::PlaneGrid{x0, y0, x1, y1, nx, ny, z}, 0);
+        const ostreljet::mapping::PlaneValues values =
+            ostreljet::mapping::PlumeField(m->model, m->farFieldOptions)
+                .sample(ostreljet::mapping::PlaneGrid{x0, y0, x1, y1, nx, ny, z}, 0);
         std::copy(values.begin(), values.end(), out);
         return total;
     });

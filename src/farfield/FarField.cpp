@@ -307,8 +307,14 @@ std::optional<double> FarField::levelHalfWidth(double level) const {
     std::optional<double> widest;
     for (std::size_t i = 0; i < series_.size() && series_[i].downwindDistance <= endDistance_; ++i) {
         const FarFieldPoint &p = series_[i];
-        if (p.centrelineConcentration >= level && level > 0.0) {
-            const double half = p.sigmaY * std::sqrt(2.0 * std::log(p.centrelineConcentration / level));
+        // The passive plume reflected at the ground is richer there than at its axis height once sigma_z
+        // is comparable to that height, and is widest at whichever of the two is the richer.
+        const double peak = std::max(p.centrelineConcentration, p.groundLevelConcentration);
+        if (peak >= level && level > 0.0) {
+            // The dense plume is uniform across its width; the passive one Gaussian.
+            const double half = p.regime == FarFieldRegime::dense
+                                    ? denseHalfWidth(p.downwindDistance)
+                                    : p.sigmaY * std::sqrt(2.0 * std::log(peak / level));
             widest = std::max(widest.value_or(0.0), std::abs(axisOffset_) + half);
         }
     }
@@ -316,7 +322,8 @@ std::optional<double> FarField::levelHalfWidth(double level) const {
 }
 
 std::pair<double, double> FarField::axisPointAt(double downwind) const {
-    return {stackX_ + downwind * windX_ - axisOffset_ * windY_, stackY_ + downwind * windY_ + axisOffset_ * windX_};
+    return {stackX_ + downwind * windX_ - axisOffset_ * windY_,
+            stackY_ + downwind * windY_ + axisOffset_ * windX_};
 }
 
 std::optional<FarField::Maximum> FarField::groundLevelMaximum() const {

@@ -138,21 +138,32 @@ struct Box {
     double x0, y0, x1, y1; // m
 };
 
-// The nodes at or above the level: their count and the index range they span.
+// The nodes at or above the level: their count and the index range they span, and whether one of them
+// neighbours a node where nothing is computed (NaN), so that the region is cut off there.
 struct Reach {
     std::int64_t count = 0;
     std::int32_t iLow = 0, iHigh = -1, jLow = 0, jHigh = -1;
+    bool besideNotComputed = false;
 };
 
 Reach reachOf(const PlaneGrid &grid, const PlaneValues &values, double level) {
     Reach reach;
     reach.iLow = grid.nx;
     reach.jLow = grid.ny;
+    const auto at = [&](std::int32_t i, std::int32_t j) {
+        return values[static_cast<std::size_t>(i) * static_cast<std::size_t>(grid.ny) +
+                      static_cast<std::size_t>(j)];
+    };
+    const auto notComputed = [&](std::int32_t i, std::int32_t j) {
+        return i >= 0 && j >= 0 && i < grid.nx && j < grid.ny && std::isnan(at(i, j));
+    };
     for (std::int32_t i = 0; i < grid.nx; ++i) {
         for (std::int32_t j = 0; j < grid.ny; ++j) {
-            if (values[static_cast<std::size_t>(i) * static_cast<std::size_t>(grid.ny) +
-                       static_cast<std::size_t>(j)] >= level) {
+            if (at(i, j) >= level) {
                 ++reach.count;
+                reach.besideNotComputed = reach.besideNotComputed || notComputed(i - 1, j) ||
+                                          notComputed(i + 1, j) || notComputed(i, j - 1) ||
+                                          notComputed(i, j + 1);
                 reach.iLow = std::min(reach.iLow, i);
                 reach.iHigh = std::max(reach.iHigh, i);
                 reach.jLow = std::min(reach.jLow, j);
@@ -184,11 +195,12 @@ Footprint findFootprint(const PlumeField &field, double level, double z, const F
         return footprint;
     }
     footprint.cutAtEndOfRun = field.cutByEndOfRun(level);
+    footprint.cutWhereFarFieldEnds = field.hasFarField();
     const double sx = field.sourceX();
     const double sy = field.sourceY();
     const Box limit{sx - search.limit, sy - search.limit, sx + search.limit, sy + search.limit};
-    // Phase 1: where to start. Centreline steps whose plan point is at or above the level at this height
-    // give a box that holds a small region; otherwise the box that holds the jet.
+    // Phase 1: where to start. Jet steps and far-field axis points whose plan point is at or above the level
+    // at this height give a box that holds a small region; otherwise the box that holds the jet.
     Box box{field.startX0(), field.startY0(), field.startX1(), field.startY1()};
     bool seeded = false;
     Box seeds{0.0, 0.0, 0.0, 0.0};
@@ -249,6 +261,7 @@ Footprint findFootprint(const PlumeField &field, double level, double z, const F
         footprint.grid = grid;
         return footprint;
     }
+    footprint.cutAtEndOfRun = footprint.cutAtEndOfRun || reach.besideNotComputed;
     // Phase 3: the box of the nodes found, one coarse cell wider on every side (the edge lies within it).
     const std::vector<double> xs = grid.xs();
     const std::vector<double> ys = grid.ys();
@@ -273,8 +286,15 @@ Footprint findFootprint(const PlumeField &field, double level, double z, const F
                                nx,
                                ny,
                                z};
-    const PlaneValues values = field.sample(footprint.grid, search.threads);
-    footprint.nodesAtOrAbove = reachOf(footprint.grid, values, level).count;
+    // Phase 5: trace the region; a node where nothing is computed is outside it, so the outline stops at
+    // the last computed node.
+    PlaneValues values = field.sample(footprint.grid, search.threads);
+    const Reach fine = reachOf(footprint.grid, values, level);
+    footprint.nodesAtOrAbove = fine.count;
+    footprint.cutAtEndOfRun = footprint.cutAtEndOfRun || fine.besideNotComputed;
+    std::replace_if(
+        values.begin(), values.end(), [](double v) { return std::isnan(v); },
+        -std::numeric_limits<double>::infinity());
     footprint.polygons = polygonsAtOrAbove(footprint.grid, values, level);
     return footprint;
 }

@@ -8,10 +8,10 @@ namespace ostreljet::mapping {
 
 std::vector<LabelledFootprint> levelFootprints(const JetModel &model, std::span<const Level> levels,
                                                std::string_view gas, ConcentrationUnit unit, double z,
-                                               const FootprintSearch &search,
+                                               const FarFieldOptions &farField, const FootprintSearch &search,
                                                const std::string &scenarioName) {
     const std::vector<double> modelLevels = Level::toModel(levels, model, gas);
-    const PlumeField field(model);
+    const PlumeField field(model, farField);
     const ConcentrationConverter converter = ConcentrationConverter::forModel(model);
     std::vector<LabelledFootprint> footprints;
     for (std::size_t l = 0; l < levels.size(); ++l) {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <optional>
 #include <thread>
 
 namespace ostreljet::mapping {
@@ -13,14 +14,20 @@ namespace {
 
 // Margin around the jet's plan box where a footprint search starts, m.
 constexpr double kStartMargin = 10.0;
+// Half-width of a far-field seed, in sigma_y: the Gaussian there is 1.1 % of its axis value.
+constexpr double kSeedSigmas = 3.0;
 
 } // namespace
 
-PlumeField::PlumeField(const JetModel &model)
-    : field_(model, ConcentrationField::Rules::exact, 0.0), sourceX_(model.stackLocationX()),
+PlumeField::PlumeField(const JetModel &model, const FarFieldOptions &options)
+    : field_(model, options, ConcentrationField::Rules::exact, 0.0), sourceX_(model.stackLocationX()),
       sourceY_(model.stackLocationY()) {
+    // 1. The jet's output steps, ahead of the hand-off plane when there is a far field.
+    // 2. The far field's series on its axis, with three sigma_y across.
+    // 3. The start box around the jet, and what cuts a region off.
     startX0_ = startX1_ = sourceX_;
     startY0_ = startY1_ = sourceY_;
+    const FarField &far = field_.farField();
     const ConcentrationField::Series series = ConcentrationField::seriesOf(model);
     for (std::size_t k = 0; k < series.locations.size() && k < series.radii.size(); ++k) {
         const vector3 &p = series.locations[k];
@@ -30,12 +37,25 @@ PlumeField::PlumeField(const JetModel &model)
             startX1_ = std::max(startX1_, p.x() + r);
             startY0_ = std::min(startY0_, p.y() - r);
             startY1_ = std::max(startY1_, p.y() + r);
+            if (far.computed() && far.downwindDistanceOf(p.x(), p.y()) > far.handOff().downwindDistance) {
+                continue;
+            }
             centreline_.push_back(Point{p.x(), p.y()});
             radii_.push_back(r);
             heights_.push_back(p.z());
         }
     }
-    cutoff_ = model.stoppingConcentration();
+    if (far.computed()) {
+        for (const FarFieldPoint &point : far.series()) {
+            const auto [x, y] = far.axisPointAt(point.downwindDistance);
+            if (std::isfinite(x) && std::isfinite(y) && std::isfinite(point.sigmaY)) {
+                centreline_.push_back(Point{x, y});
+                radii_.push_back(kSeedSigmas * point.sigmaY);
+                heights_.push_back(point.height);
+            }
+        }
+    }
+    cutoff_ = far.computed() ? 0.0 : model.stoppingConcentration();
     if (!series.concentrations.empty()) {
         endConcentration_ = series.concentrations.back();
     }
@@ -43,6 +63,15 @@ PlumeField::PlumeField(const JetModel &model)
     startY0_ -= kStartMargin;
     startX1_ += kStartMargin;
     startY1_ += kStartMargin;
+}
+
+bool PlumeField::cutByEndOfRun(double level) const {
+    const FarField &far = field_.farField();
+    if (far.computed()) {
+        const std::optional<FarField::Extent> extent = far.levelExtent(level);
+        return extent && extent->atEnd;
+    }
+    return endConcentration_ >= level;
 }
 
 PlaneValues PlumeField::sample(const PlaneGrid &grid, unsigned threads, const PlaneProgress &progress) const {

@@ -109,7 +109,8 @@ ExceedanceResult computeExceedance(const Scenario &scenario, const WeatherRose &
     result.outcomes.resize(cases.size());
     result.cutCases.assign(levels.size(), 0);
     result.cutFrequency.assign(levels.size(), 0.0);
-    {
+    result.farField = scenario.farFieldOptions().enabled;
+    if (!result.farField) {
         JetModel probe;
         scenario.applyTo(probe);
         for (const double level : levels) {
@@ -138,7 +139,7 @@ ExceedanceResult computeExceedance(const Scenario &scenario, const WeatherRose &
                 JetModel model;
                 outcome = runCase(scenario, cases[c], model);
                 if (outcome.computed) {
-                    const mapping::PlumeField field(model);
+                    const mapping::PlumeField field(model, scenario.farFieldOptions());
                     values = field.sample(grid, 1);
                     for (std::size_t l = 0; l < levels.size(); ++l) {
                         cut[l] = field.cutByEndOfRun(levels[l]) ? 1 : 0;
@@ -214,7 +215,7 @@ std::optional<double> greatestReach(const Scenario &scenario, const WeatherRose 
                 if (!runCase(scenario, cases[c], model).computed) {
                     continue;
                 }
-                const mapping::PlumeField field(model);
+                const mapping::PlumeField field(model, scenario.farFieldOptions());
                 mapping::FootprintSearch search;
                 search.points = kReachSearchPoints;
                 search.searchPoints = kReachSearchPoints;

@@ -13,21 +13,26 @@ const std::string kRoseHeader = "windFrom,windSpeed,pasquillStability,frequency\
 TEST(FootprintCommand, WritesGeoJsonInTheSiteFrameAndKmlWithAnOriginAndSaysWhatItFound) {
     TemporaryFolder folder;
     const CommandResult json = cli({"footprint", example("horizontal_dense_release.json"), "--levels",
-                                    "1%,5%", "-o", folder.file("co2.geojson")});
+                                    "1%,5%,0.1%", "-o", folder.file("co2.geojson")});
     ASSERT_EQ(json.exitStatus, 0) << json.err;
     const auto lines = linesOf(json.out);
-    ASSERT_GE(lines.size(), 4u);
+    ASSERT_GE(lines.size(), 5u);
     EXPECT_EQ(lines[0],
               "Footprints of horizontal_dense_release.json at 0 m above ground, concentrations in volume "
               "fraction:");
     EXPECT_EQ(lines[1].rfind("  1%, 0.01 volume fraction: ", 0), 0u) << lines[1];
     EXPECT_NE(lines[1].find(" m², 1 polygon(s), reaching "), std::string::npos) << lines[1];
     EXPECT_EQ(lines[2], "  5%, 0.05 volume fraction: not reached at this height");
+    // Below the scenario's stopping concentration (0.5 %) the far field carries the region on along the
+    // ground, on the axis as far as the run's summary says (194.7 m downwind).
+    EXPECT_EQ(lines[3].rfind("  0.1%, 0.001 volume fraction: ", 0), 0u) << lines[3];
+    EXPECT_NE(lines[3].find(" reaching 194.7 m from the release"), std::string::npos) << lines[3];
+    EXPECT_EQ(lines[3].find("cut off"), std::string::npos) << lines[3];
     const auto collection = nlohmann::json::parse(readText(folder.file("co2.geojson")));
     EXPECT_EQ(
         collection["coordinates"],
         "site frame: metres east (x) and north (y) of the scenario's origin, not longitude and latitude");
-    ASSERT_EQ(collection["features"].size(), 2u);
+    ASSERT_EQ(collection["features"].size(), 3u);
     EXPECT_EQ(collection["features"][0]["properties"]["scenario"], "horizontal_dense_release.json");
     // The area printed is the file's, to four digits.
     const double area = collection["features"][0]["properties"]["area_m2"];
@@ -40,6 +45,28 @@ TEST(FootprintCommand, WritesGeoJsonInTheSiteFrameAndKmlWithAnOriginAndSaysWhatI
     EXPECT_NE(text.find("<kml xmlns=\"http://www.opengis.net/kml/2.2\">"), std::string::npos);
     EXPECT_NE(text.find(",52.000"), std::string::npos);
     EXPECT_NE(kml.out.find("WGS84 longitude and latitude, origin 52, 5"), std::string::npos);
+}
+
+TEST(FootprintCommand, ARegionStillAboveTheLevelWhereTheFarFieldEndsIsCutOffThere) {
+    TemporaryFolder folder;
+    // The hot stack of the examples to 1e-6, its far field ending 1.5 km downwind with 1e-5 still
+    // exceeded on the ground.
+    std::string text = readText(example("hot_stack_unstable.json"));
+    text.replace(text.find("\"stoppingConcentration\": 0.002"), 30,
+                 "\"stoppingConcentration\": 1e-6, \"farFieldDistance\": 1500");
+    const std::string scenario = folder.write("stack.json", text);
+    const CommandResult result = cli(
+        {"footprint", scenario, "--levels", "1e-5", "--points", "101", "-o", folder.file("stack.geojson")});
+    ASSERT_EQ(result.exitStatus, 0) << result.err;
+    const auto lines = linesOf(result.out);
+    ASSERT_GE(lines.size(), 2u);
+    EXPECT_NE(lines[1].find(" 1 polygon(s), reaching "), std::string::npos) << lines[1];
+    EXPECT_NE(
+        lines[1].find("; cut off where the far field ends (1500 m downwind), the region reaches farther"),
+        std::string::npos)
+        << lines[1];
+    const auto collection = nlohmann::json::parse(readText(folder.file("stack.geojson")));
+    EXPECT_EQ(collection["features"][0]["properties"]["cutAtEndOfRun"], true);
 }
 
 TEST(FootprintCommand, RefusesOptionsItCannotHonourBeforeRunning) {

@@ -62,17 +62,24 @@ TEST(PolygonsAtOrAbove, DiscAnnulusAndHalfPlaneAgainstTheirExactAreas) {
 
 // The carbon dioxide release of the examples, run.
 struct Co2Run {
+    Scenario scenario =
+        Scenario::fromFile(std::string(OSTRELJET_EXAMPLES_DIR) + "/horizontal_dense_release.json");
     JetModel model;
     Co2Run() {
-        Scenario::fromFile(std::string(OSTRELJET_EXAMPLES_DIR) + "/horizontal_dense_release.json")
-            .applyTo(model);
+        scenario.applyTo(model);
         EXPECT_TRUE(model.runModel());
+    }
+    // The far field's options, or none: the jet alone.
+    FarFieldOptions farField(bool enabled = true) const {
+        FarFieldOptions options = scenario.farFieldOptions();
+        options.enabled = enabled;
+        return options;
     }
 };
 
 TEST(FindFootprint, HoldsTheNodesAboveTheLevelAndNoneBelowAndItsAreaIsTheirCount) {
     Co2Run run;
-    const PlumeField field(run.model);
+    const PlumeField field(run.model, run.farField());
     const double level = 0.01;
     const Footprint footprint = findFootprint(field, level, 0.0);
     ASSERT_FALSE(footprint.polygons.empty());
@@ -124,8 +131,8 @@ TEST(FindFootprint, HoldsTheNodesAboveTheLevelAndNoneBelowAndItsAreaIsTheirCount
 
 TEST(FindFootprint, ALevelTheFieldNeverReachesOnThePlaneGivesNoPolygonAndAFinerGridMoreNodes) {
     Co2Run run;
-    const PlumeField field(run.model);
-    // 5 % is found near the orifice 2 m up, but not on the ground.
+    const PlumeField field(run.model, run.farField(false));
+    // The jet alone: 5 % is found near the orifice 2 m up, but not on the ground.
     EXPECT_FALSE(findFootprint(field, 0.05, 2.0).polygons.empty());
     EXPECT_TRUE(findFootprint(field, 0.05, 0.0).polygons.empty());
     EXPECT_TRUE(findFootprint(field, 0.01, 50.0).polygons.empty());
@@ -150,8 +157,8 @@ TEST(FindFootprint, ALevelTheFieldNeverReachesOnThePlaneGivesNoPolygonAndAFinerG
 
 TEST(PlumeField, ThreadsGiveTheSerialValues) {
     Co2Run run;
-    const PlumeField field(run.model);
-    const PlaneGrid grid{-5.0, -10.0, 40.0, 10.0, 91, 41, 0.5};
+    const PlumeField field(run.model, run.farField());
+    const PlaneGrid grid{-5.0, -10.0, 400.0, 10.0, 91, 41, 0.5};
     EXPECT_EQ(field.sample(grid, 1), field.sample(grid, 4));
     const PlaneValues values = field.sample(grid, 2);
     EXPECT_EQ(values[45 * 41 + 20], field.concentration(grid.xs()[45], grid.ys()[20], 0.5));

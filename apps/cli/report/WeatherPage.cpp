@@ -154,10 +154,11 @@ std::string renderWeatherPage(const weather::ExceedanceResult &result, const wea
         out += fmt::format("<h2>{}</h2>\n", escapeHtml(request.levelLabels[l]));
         if (result.cutCases[l] > 0) {
             out += fmt::format(
-                "<p class=\"warning\">In {} weathers (summed frequency {}) the run ended with its "
-                "centreline still at or above this level: their regions are cut off where the runs "
-                "end, so the probabilities beyond are lower bounds.</p>\n",
-                result.cutCases[l], formatValue(result.cutFrequency[l]));
+                "<p class=\"warning\">In {} weathers (summed frequency {}) {}: their regions are cut off "
+                "there, so the probabilities beyond are lower bounds.</p>\n",
+                result.cutCases[l], formatValue(result.cutFrequency[l]),
+                result.farField ? "the level is still exceeded where the far field ends"
+                                : "the run ended with its centreline still at or above this level");
         }
         out += legend();
         out += probabilityMap(result, l, request);

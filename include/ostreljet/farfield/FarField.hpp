@@ -87,8 +87,10 @@ public:
     // there already); empty when it is still at or above the level at the far field's end.
     std::optional<double> centrelineFallsBelow(double level) const;
     // The greatest distance across the wind from the downwind line through the stack (m) at which the
-    // far field, at its axis height, is at or above a level: the axis offset plus the Gaussian half-width
-    // sigma_y sqrt(2 ln(c/level)) at the widest series point; empty when the axis never reaches the level.
+    // far field, at its axis height or at the ground (whichever is the richer, c), is at or above a level:
+    // the axis offset plus, at the widest series point, the Gaussian half-width sigma_y sqrt(2 ln(c/level))
+    // of the passive plume or the whole half-width of the dense one (uniform across); empty when neither
+    // the axis nor the ground below it reaches the level.
     std::optional<double> levelHalfWidth(double level) const;
     // Crosswind position of the far field's axis, m from the downwind line through the stack.
     double axisOffset() const { return axisOffset_; }

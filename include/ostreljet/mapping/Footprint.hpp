@@ -49,9 +49,12 @@ struct OSTRELJET_EXPORT Footprint {
     PlaneGrid grid;                // the last grid sampled, whose cell is the resolution
     std::vector<Polygon> polygons; // empty when the field nowhere reaches the level on the plane
     bool cutAtLimit = false;       // the region still reached the edge of the largest search box
-    bool cutAtEndOfRun = false;    // the run ended with its centreline at or above the level
-    // Why the footprint was not computed (a level below the run's stopping concentration, where the field
-    // is 0); empty when it was.
+    // The region is cut off and reaches farther than the polygons: still exceeded where the far field
+    // ends (or, for the jet alone, where the run ends), or beside points where nothing is computed.
+    bool cutAtEndOfRun = false;
+    bool cutWhereFarFieldEnds = false; // the field carries on past the jet: a cut is where the far field ends
+    // Why the footprint was not computed (for the jet alone, a level below the run's stopping concentration,
+    // where the field stops); empty when it was.
     std::string notComputed;
     std::int64_t nodesAtOrAbove = 0; // nodes of `grid` at or above the level
     double area() const;             // m²
@@ -65,11 +68,12 @@ struct OSTRELJET_EXPORT FootprintSearch {
     unsigned threads = 0;            // 0: one per core
 };
 
-// The footprint of `level` at height z of a run's field, wherever the field reaches it; not computed for
-// a level below the run's stopping concentration. Phases: sample a
-// coarse grid over the box that holds the jet; while the region touches an edge, push that edge out
-// (doubling the box's size, up to the limit); shrink the box to the nodes at or above the level plus one
-// coarse cell; sample it finely with square cells and trace the polygons.
+// The footprint of `level` at height z of a run's whole plume, wherever the field reaches it; for the jet
+// alone, not computed for a level below the run's stopping concentration. Points where nothing is computed
+// are outside every region and mark one beside them as cut off. Phases: sample a coarse grid over the box
+// that holds the jet and far-field axis points at or above the level; while the region touches an edge,
+// push that edge out (doubling the box's size, up to the limit); shrink the box to the nodes at or above
+// the level plus one coarse cell; sample it finely with square cells and trace the polygons.
 OSTRELJET_EXPORT Footprint findFootprint(const PlumeField &field, double level, double z,
                                          const FootprintSearch &search = {});
 

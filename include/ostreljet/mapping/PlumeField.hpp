@@ -2,7 +2,7 @@
 
 #include "ostreljet/Export.hpp"
 
-#include "ostreljet/jet/ConcentrationField.hpp"
+#include "ostreljet/farfield/WholePlume.hpp"
 #include "ostreljet/mapping/Contours.hpp"
 #include "ostreljet/mapping/PlaneGrid.hpp"
 
@@ -14,19 +14,22 @@ class JetModel;
 
 namespace ostreljet::mapping {
 
-// The concentration (volume fraction) of one run wherever the library answers it: the same field as the
-// concentration at a point and on a grid of every front, so footprints and weather studies reach as far
-// as that field does. Immutable once built: any number of threads may query it at once.
+// The concentration (volume fraction) of one run's whole plume wherever the library answers it: the jet's
+// field ahead of the hand-off plane, the far field after it, NaN where nothing is computed (beyond the far
+// field's end). Footprints and weather studies reach as far as that field does. Immutable once built: any
+// number of threads may query it at once. Lengths in m (site frame).
 class OSTRELJET_EXPORT PlumeField {
 public:
-    // From the model's last run, with the field's own values (below the stopping concentration too, as
-    // the point query answers them); a level below cutoff() is still not answered.
-    explicit PlumeField(const JetModel &model);
+    // From the model's last run and the far field's options (a scenario's farFieldOptions()); the jet's
+    // field keeps its own values (below the stopping concentration too). Without a far field, a level below
+    // cutoff() is not answered.
+    PlumeField(const JetModel &model, const FarFieldOptions &options);
 
+    // NaN where nothing is computed.
     double concentration(double x, double y, double z) const { return field_.concentration(x, y, z); }
 
     // The field at every node of the grid, on `threads` threads (0: one per core, 1: the calling thread
-    // only), identical whatever the number of threads.
+    // only), identical whatever the number of threads; NaN where nothing is computed.
     PlaneValues sample(const PlaneGrid &grid, unsigned threads, const PlaneProgress &progress = {}) const;
 
     // The box (m, site frame) that holds the jet's centreline and its profile radius in plan: where a
@@ -35,31 +38,36 @@ public:
     double startY0() const { return startY0_; }
     double startX1() const { return startX1_; }
     double startY1() const { return startY1_; }
-    // The centreline's output steps in plan (m) with their profile radii (m): points a search for a small
-    // footprint can start from.
+    // Points in plan (m) with a radius (m) around each that holds the plume's cross-section there: the
+    // jet's output steps with their profile radii, then the far field's series on its axis with three
+    // sigma_y. A search for a small footprint starts from those at or above the level.
     const std::vector<Point> &centreline() const { return centreline_; }
     const std::vector<double> &radii() const { return radii_; }
-    // The centreline's heights at the same steps, m.
+    // The axis heights at the same points, m.
     const std::vector<double> &heights() const { return heights_; }
-    // The run's stopping concentration (volume fraction): the run followed no smaller level, so such a
-    // level's region is not computed.
+    // The lowest level whose region is computed (volume fraction): the run's stopping concentration for the
+    // jet alone, 0 with a far field (it goes on below the stopping concentration).
     double cutoff() const { return cutoff_; }
-    // True when the centreline is still at or above the level where the run ends: the region of the
-    // level is cut off there and reaches farther than the field shows.
-    bool cutByEndOfRun(double level) const { return endConcentration_ >= level; }
+    // True when the level's region is cut off and reaches farther than the field shows: still exceeded
+    // where the far field ends, or, for the jet alone, where the run ends.
+    bool cutByEndOfRun(double level) const;
+    // True when the whole plume carries on past the jet (a far field was computed).
+    bool hasFarField() const { return field_.farField().computed(); }
+    // Where the far field ends, m downwind of the stack (0 without one).
+    double farFieldEnd() const { return field_.farField().endDistance(); }
     // The release point in plan (m).
     double sourceX() const { return sourceX_; }
     double sourceY() const { return sourceY_; }
 
 private:
-    ConcentrationField field_;
+    WholePlume field_;
     double startX0_ = 0.0, startY0_ = 0.0, startX1_ = 0.0, startY1_ = 0.0; // m
     double sourceX_ = 0.0, sourceY_ = 0.0;                                 // m
     std::vector<Point> centreline_;                                        // m
     std::vector<double> radii_;                                            // m
     std::vector<double> heights_;                                          // m
     double cutoff_ = 0.0;                                                  // volume fraction
-    double endConcentration_ = 0.0; // volume fraction, the centreline's at the last output step
+    double endConcentration_ = 0.0; // volume fraction, the jet's centreline at its last output step
 };
 
 } // namespace ostreljet::mapping

@@ -38,8 +38,11 @@ struct OSTRELJET_EXPORT ExceedanceResult {
     std::vector<CaseOutcome> outcomes;             // per case, in the rose's order
     std::int32_t refusedCases = 0;
     double refusedFrequency = 0.0; // summed frequency of the refused cases
-    // Per level: the computed cases whose run ended with the centreline at or above the level, so that
-    // their region is cut off where the run ends and the probabilities beyond are lower bounds.
+    // True when each case's plume carries on past the jet through the far field: a cut is then where the
+    // far field ends, not where the jet's run does.
+    bool farField = false;
+    // Per level: the computed cases whose region is cut off, still exceeded where the far field ends (or,
+    // for the jet alone, where the run ends), so that the probabilities beyond are lower bounds.
     std::vector<std::int32_t> cutCases;
     std::vector<double> cutFrequency;
 };
@@ -49,8 +52,9 @@ using StudyProgress = std::function<void(std::int64_t done, std::int64_t total)>
 
 // Runs every case of the rose on `threads` threads (0: one per core) and sums, in the rose's order so
 // that the result does not depend on the threads, the frequency of each case into every node where its
-// concentration is at or above a level. A level below the scenario's stopping concentration, where no
-// field is computed, is refused (std::invalid_argument naming both). Phases: hand the cases out one at
+// whole plume (the jet, then the scenario's far field) is at or above a level. Without a far field, a
+// level below the scenario's stopping concentration, where no field is computed, is refused
+// (std::invalid_argument naming both). Phases: hand the cases out one at
 // a time; each worker applies
 // its case, runs it and samples its field on the grid; the results are added in case order.
 OSTRELJET_EXPORT ExceedanceResult computeExceedance(const Scenario &scenario, const WeatherRose &rose,
