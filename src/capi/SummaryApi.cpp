@@ -139,7 +139,9 @@ const LevelFigure levelFigures[] = {
     {"regionOpen", "-",
      [](const KeptSummary &k, std::size_t i) { return k.summary.levels[i].regionOpen ? 1.0 : 0.0; }},
     {"centrelineInFarField", "-",
-     [](const KeptSummary &k, std::size_t i) { return k.summary.levels[i].centrelineInFarField ? 1.0 : 0.0; }},
+     [](const KeptSummary &k, std::size_t i) {
+         return k.summary.levels[i].centrelineInFarField ? 1.0 : 0.0;
+     }},
     {"regionInFarField", "-",
      [](const KeptSummary &k, std::size_t i) { return k.summary.levels[i].regionInFarField ? 1.0 : 0.0; }},
 };

@@ -92,10 +92,10 @@ std::vector<SummaryLine> summaryLines(const JetModel &model, const RunSummary &s
     if (summary.farField) {
         beyond = fmt::format("the far field answers from {}; not computed beyond {}",
                              downwind(summary.farField->from), downwind(summary.farField->to));
-        lines.push_back({"Modelled region", fmt::format("the jet to {}, the far field from there to {}; not "
-                                                        "computed beyond",
-                                                        downwind(summary.farField->from),
-                                                        downwind(summary.farField->to))});
+        lines.push_back({"Modelled region",
+                         fmt::format("the jet to {}, the far field from there to {}; not "
+                                     "computed beyond",
+                                     downwind(summary.farField->from), downwind(summary.farField->to))});
     } else if (summary.lastStep) {
         lines.push_back({"Modelled region", fmt::format("to {}, where the run ends; not computed beyond",
                                                         downwind(summary.lastStep->downwind))});
@@ -148,8 +148,9 @@ std::vector<SummaryLine> summaryLines(const JetModel &model, const RunSummary &s
                                      downwind(*answer.centrelineDownwindDistance),
                                      figure(*answer.centrelineArcLength));
         } else if (answer.centrelineDownwindDistance) {
-            centreline = fmt::format("centreline below it from {}{}", downwind(*answer.centrelineDownwindDistance),
-                                     answer.centrelineInFarField ? inFarField : "");
+            centreline =
+                fmt::format("centreline below it from {}{}", downwind(*answer.centrelineDownwindDistance),
+                            answer.centrelineInFarField ? inFarField : "");
         } else if (answer.exceededAtEndOfRun && answer.centrelineInFarField && summary.farField) {
             centreline = fmt::format("centreline above it to the far field's end, {}; not computed beyond",
                                      downwind(summary.farField->to));
@@ -163,12 +164,11 @@ std::vector<SummaryLine> summaryLines(const JetModel &model, const RunSummary &s
             region = "region above it: " + std::string(kNotComputed);
         } else if (answer.farthestDownwindExtent && answer.greatestHalfWidth) {
             const std::string_view where = answer.regionInFarField ? "the far field" : "the run";
-            region = fmt::format("region above it to {}{}, {} m half-width{}",
-                                 downwind(*answer.farthestDownwindExtent),
-                                 answer.regionInFarField ? inFarField : "", figure(*answer.greatestHalfWidth),
-                                 answer.regionOpen
-                                     ? fmt::format(" (still exceeded where {} ends: open)", where)
-                                     : std::string());
+            region = fmt::format(
+                "region above it to {}{}, {} m half-width{}", downwind(*answer.farthestDownwindExtent),
+                answer.regionInFarField ? inFarField : "", figure(*answer.greatestHalfWidth),
+                answer.regionOpen ? fmt::format(" (still exceeded where {} ends: open)", where)
+                                  : std::string());
         }
         lines.push_back({name, centreline + "; " + region});
     }
