@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/inputs/Scenario.hpp"
 #include "ostreljet/jet/ConcentrationField.hpp"
 
 namespace {

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "JetModelTestSupport.hpp"
-#include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/inputs/Scenario.hpp"
 
 namespace {
 

@@ -7,21 +7,21 @@
 #include "ostreljet/farfield/HandOff.hpp"
 #include "ostreljet/farfield/WholePlume.hpp"
 #include "ostreljet/farfield/WholePlumeSummary.hpp"
-#include "ostreljet/io/ConcentrationConverter.hpp"
-#include "ostreljet/io/ConcentrationUnit.hpp"
-#include "ostreljet/io/GasTable.hpp"
-#include "ostreljet/io/InputRefusal.hpp"
-#include "ostreljet/io/InputSchema.hpp"
-#include "ostreljet/io/Level.hpp"
-#include "ostreljet/io/NumberText.hpp"
-#include "ostreljet/io/PropertyTable.hpp"
-#include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/gases/GasTable.hpp"
+#include "ostreljet/gases/PropertyTable.hpp"
+#include "ostreljet/inputs/InputRefusal.hpp"
+#include "ostreljet/inputs/InputSchema.hpp"
+#include "ostreljet/inputs/NumberText.hpp"
+#include "ostreljet/inputs/Scenario.hpp"
 #include "ostreljet/jet/ConcentrationField.hpp"
 #include "ostreljet/jet/EngineeringRun.hpp"
 #include "ostreljet/jet/JetModel.hpp"
 #include "ostreljet/jet/RunField.hpp"
 #include "ostreljet/jet/RunStatus.hpp"
 #include "ostreljet/jet/RunSummary.hpp"
+#include "ostreljet/units/ConcentrationConverter.hpp"
+#include "ostreljet/units/ConcentrationUnit.hpp"
+#include "ostreljet/units/Level.hpp"
 
 #include <emscripten/bind.h>
 #include <nlohmann/json.hpp>
@@ -519,15 +519,15 @@ std::string describe() {
 // A number typed in a field, read as every front reads numbers: {"ok": true, "value": v} or {"ok": false,
 // "reason": "is not a number"}.
 std::string number(const std::string &text) {
-    const io::NumberText::Reading reading = io::NumberText::readPrefix(text);
-    if (reading.problem == io::NumberText::Problem::none && reading.length == text.size() &&
+    const inputs::NumberText::Reading reading = inputs::NumberText::readPrefix(text);
+    if (reading.problem == inputs::NumberText::Problem::none && reading.length == text.size() &&
         std::isfinite(reading.value)) {
         return json{{"ok", true}, {"value", reading.value}}.dump();
     }
-    const io::NumberText::Problem problem = reading.problem == io::NumberText::Problem::none
-                                                ? io::NumberText::Problem::notANumber
-                                                : reading.problem;
-    return json{{"ok", false}, {"reason", io::NumberText::reason(problem)}}.dump();
+    const inputs::NumberText::Problem problem = reading.problem == inputs::NumberText::Problem::none
+                                                    ? inputs::NumberText::Problem::notANumber
+                                                    : reading.problem;
+    return json{{"ok", false}, {"reason", inputs::NumberText::reason(problem)}}.dump();
 }
 
 // Runs the request {"scenario": TEXT, "levels": "LFL,2%", "unit": "vol", "planHeight": m, "gridPoints": n}.

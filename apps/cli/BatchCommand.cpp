@@ -2,10 +2,10 @@
 #include "Support.hpp"
 
 #include "ostreljet/farfield/WholePlumeSummary.hpp"
-#include "ostreljet/io/ConcentrationConverter.hpp"
-#include "ostreljet/io/InputRefusal.hpp"
-#include "ostreljet/io/PropertyTable.hpp"
-#include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/gases/PropertyTable.hpp"
+#include "ostreljet/inputs/InputRefusal.hpp"
+#include "ostreljet/inputs/Scenario.hpp"
+#include "ostreljet/units/ConcentrationConverter.hpp"
 #include "report/PageBuilder.hpp"
 #include "report/SummaryText.hpp"
 

@@ -2,8 +2,8 @@
 #include "Support.hpp"
 
 #include "ostreljet/farfield/WholePlume.hpp"
-#include "ostreljet/io/ConcentrationConverter.hpp"
-#include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/inputs/Scenario.hpp"
+#include "ostreljet/units/ConcentrationConverter.hpp"
 #include "report/SummaryText.hpp"
 
 #include <fmt/core.h>

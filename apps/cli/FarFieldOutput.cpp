@@ -1,7 +1,7 @@
 #include "FarFieldOutput.hpp"
 
 #include "ostreljet/farfield/HandOff.hpp"
-#include "ostreljet/io/ConcentrationConverter.hpp"
+#include "ostreljet/units/ConcentrationConverter.hpp"
 
 #include <fmt/core.h>
 

@@ -2,12 +2,12 @@
 #include "MapOptions.hpp"
 #include "Support.hpp"
 
-#include "ostreljet/io/ConcentrationConverter.hpp"
 #include "ostreljet/mapping/Footprint.hpp"
 #include "ostreljet/mapping/FootprintWriter.hpp"
 #include "ostreljet/mapping/GeoTransform.hpp"
 #include "ostreljet/mapping/LevelFootprints.hpp"
 #include "ostreljet/mapping/PlumeField.hpp"
+#include "ostreljet/units/ConcentrationConverter.hpp"
 #include "report/SummaryText.hpp"
 #include "report/Ticks.hpp"
 

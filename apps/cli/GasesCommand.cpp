@@ -1,6 +1,6 @@
 #include "Commands.hpp"
 
-#include "ostreljet/io/GasTable.hpp"
+#include "ostreljet/gases/GasTable.hpp"
 
 #include <fmt/core.h>
 

@@ -2,10 +2,10 @@
 #include "Support.hpp"
 
 #include "ostreljet/farfield/WholePlume.hpp"
-#include "ostreljet/io/ConcentrationConverter.hpp"
-#include "ostreljet/io/FreeSpace.hpp"
-#include "ostreljet/io/InputSanity.hpp"
-#include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/files/FreeSpace.hpp"
+#include "ostreljet/inputs/InputSanity.hpp"
+#include "ostreljet/inputs/Scenario.hpp"
+#include "ostreljet/units/ConcentrationConverter.hpp"
 #include "report/SummaryText.hpp"
 
 #include <fmt/core.h>
@@ -155,7 +155,7 @@ void writeGridCsv(std::FILE *out, const GridSpec &grid, const std::vector<double
 // Refuses, before the grid is computed, a CSV that cannot fit in the free space of the target's file
 // system: the least it can take is every coordinate as written and one digit per value.
 void checkGridFitsOnDisk(const GridSpec &grid, const std::string &path, ConcentrationUnit unit) {
-    const std::optional<std::uint64_t> available = io::FreeSpace::availableFor(path);
+    const std::optional<std::uint64_t> available = files::FreeSpace::availableFor(path);
     if (!available) {
         return;
     }
@@ -221,8 +221,8 @@ void registerGridCommand(CLI::App &app) {
         GridSpec grid;
         grid.from = parseTriple("--from", options->from);
         grid.to = parseTriple("--to", options->to);
-        const std::string bounds = io::InputSanity::gridProblem(grid.from[0], grid.from[1], grid.from[2],
-                                                                grid.to[0], grid.to[1], grid.to[2]);
+        const std::string bounds = inputs::InputSanity::gridProblem(grid.from[0], grid.from[1], grid.from[2],
+                                                                    grid.to[0], grid.to[1], grid.to[2]);
         if (!bounds.empty()) {
             throw CommandFailure(kUsageError, "--from/--to: " + bounds);
         }

@@ -1,9 +1,9 @@
 #include "Commands.hpp"
 #include "Support.hpp"
 
-#include "ostreljet/io/GasTable.hpp"
-#include "ostreljet/io/InputSchema.hpp"
-#include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/gases/GasTable.hpp"
+#include "ostreljet/inputs/InputSchema.hpp"
+#include "ostreljet/inputs/Scenario.hpp"
 #include "ostreljet/numerics/Constants.hpp"
 
 #include <fmt/core.h>

@@ -1,7 +1,7 @@
 #include "Commands.hpp"
 
 #include "ostreljet/farfield/FarFieldInputs.hpp"
-#include "ostreljet/io/InputSchema.hpp"
+#include "ostreljet/inputs/InputSchema.hpp"
 
 #include <fmt/core.h>
 #include <nlohmann/json.hpp>

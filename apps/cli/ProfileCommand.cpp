@@ -4,7 +4,7 @@
 #include "ostreljet/atmosphere/Atmosphere.hpp"
 #include "ostreljet/atmosphere/WeatherCheck.hpp"
 #include "ostreljet/component/AtmosphereProfile.hpp"
-#include "ostreljet/io/InputSchema.hpp"
+#include "ostreljet/inputs/InputSchema.hpp"
 
 #include <CLI/CLI.hpp>
 #include <fmt/core.h>

@@ -3,9 +3,9 @@
 #include "Support.hpp"
 
 #include "ostreljet/Version.hpp"
-#include "ostreljet/io/ConcentrationConverter.hpp"
-#include "ostreljet/io/PropertyTable.hpp"
-#include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/gases/PropertyTable.hpp"
+#include "ostreljet/inputs/Scenario.hpp"
+#include "ostreljet/units/ConcentrationConverter.hpp"
 #include "report/SummaryText.hpp"
 
 #include <fmt/core.h>

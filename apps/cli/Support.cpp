@@ -1,9 +1,9 @@
 #include "Support.hpp"
 
-#include "ostreljet/io/InputRefusal.hpp"
-#include "ostreljet/io/NumberText.hpp"
-#include "ostreljet/io/SafeFile.hpp"
-#include "ostreljet/io/SameFile.hpp"
+#include "ostreljet/files/SafeFile.hpp"
+#include "ostreljet/files/SameFile.hpp"
+#include "ostreljet/inputs/InputRefusal.hpp"
+#include "ostreljet/inputs/NumberText.hpp"
 #include "report/SummaryText.hpp"
 
 #include <fmt/core.h>
@@ -23,13 +23,13 @@
 namespace ostreljet::cli {
 
 std::optional<double> parseNumber(std::string_view text) {
-    return io::NumberText::parse(text);
+    return inputs::NumberText::parse(text);
 }
 
 double readNumber(const std::string &option, std::string_view text) {
     try {
-        return io::NumberText::read(option, text);
-    } catch (const io::NumberError &e) {
+        return inputs::NumberText::read(option, text);
+    } catch (const inputs::NumberError &e) {
         throw CommandFailure(kUsageError, e.what());
     }
 }
@@ -50,13 +50,13 @@ std::vector<std::string> splitAtCommas(const std::string &text) {
 std::vector<double> parseTriple(const std::string &option, const std::string &text) {
     std::vector<double> values;
     for (const std::string &piece : splitAtCommas(text)) {
-        io::NumberText::Reading reading = io::NumberText::readPrefix(piece);
-        if (reading.problem == io::NumberText::Problem::none && reading.length != piece.size()) {
-            reading.problem = io::NumberText::Problem::notANumber;
+        inputs::NumberText::Reading reading = inputs::NumberText::readPrefix(piece);
+        if (reading.problem == inputs::NumberText::Problem::none && reading.length != piece.size()) {
+            reading.problem = inputs::NumberText::Problem::notANumber;
         }
-        if (reading.problem != io::NumberText::Problem::none) {
+        if (reading.problem != inputs::NumberText::Problem::none) {
             throw CommandFailure(kUsageError, fmt::format("{}: '{}' {} in '{}'", option, piece,
-                                                          io::NumberText::reason(reading.problem), text));
+                                                          inputs::NumberText::reason(reading.problem), text));
         }
         values.push_back(reading.value);
     }
@@ -97,13 +97,13 @@ std::array<std::int32_t, 3> parseCountTriple(const std::string &option, const st
 const CLI::Validator &numberValidator() {
     static const CLI::Validator validator(
         [](std::string &text) -> std::string {
-            io::NumberText::Reading reading = io::NumberText::readPrefix(text);
-            if (reading.problem == io::NumberText::Problem::none && reading.length != text.size()) {
-                reading.problem = io::NumberText::Problem::notANumber;
+            inputs::NumberText::Reading reading = inputs::NumberText::readPrefix(text);
+            if (reading.problem == inputs::NumberText::Problem::none && reading.length != text.size()) {
+                reading.problem = inputs::NumberText::Problem::notANumber;
             }
-            return reading.problem == io::NumberText::Problem::none
+            return reading.problem == inputs::NumberText::Problem::none
                        ? std::string()
-                       : fmt::format("'{}' {}", text, io::NumberText::reason(reading.problem));
+                       : fmt::format("'{}' {}", text, inputs::NumberText::reason(reading.problem));
         },
         "", "NUMBER");
     return validator;
@@ -148,7 +148,7 @@ std::string jsonString(std::string_view text) {
 }
 
 Scenario loadScenario(const std::string &path) {
-    io::SameFile::noteInput(path);
+    files::SameFile::noteInput(path);
     try {
         return Scenario::fromFile(path);
     } catch (const ScenarioError &e) {
@@ -197,7 +197,7 @@ std::filesystem::path folderOf(const std::filesystem::path &target) {
 constexpr int kCleanupSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
 extern "C" void removeTemporaryAndEnd(int signalNumber) {
-    io::SafeFile::removePendingTemporaries();
+    files::SafeFile::removePendingTemporaries();
     // End as the signal would have ended the tool: default action, then the same signal again.
     struct sigaction action {};
     action.sa_handler = SIG_DFL;
@@ -265,7 +265,7 @@ void setReplaceReadOnly(bool replace) {
 void writeFileAtomically(const std::string &path, const std::function<void(std::FILE *)> &writer) {
     checkOutputPath(path);
     // Whatever command writes, it never overwrites a file it reads.
-    if (const std::optional<std::string> input = io::SameFile::inputAt(path)) {
+    if (const std::optional<std::string> input = files::SameFile::inputAt(path)) {
         throw CommandFailure(kUsageError, fmt::format("cannot write '{}': it is the file '{}' being read; "
                                                       "choose another file",
                                                       path, *input));
@@ -274,8 +274,8 @@ void writeFileAtomically(const std::string &path, const std::function<void(std::
     std::fflush(stdout);
     const TemporaryFileGuard guard;
     try {
-        io::SafeFile::write(path, writer, io::SafeFile::Options{replaceReadOnlyFiles});
-    } catch (const io::FileWriteError &e) {
+        files::SafeFile::write(path, writer, files::SafeFile::Options{replaceReadOnlyFiles});
+    } catch (const files::FileWriteError &e) {
         const std::string text = e.what();
         throw CommandFailure(kUsageError, text.ends_with("it is read-only")
                                               ? text + " (--force replaces it, keeping its mode)"
@@ -484,8 +484,8 @@ std::string concentrationText(double value) {
 
 void checkNotInput(const std::string &option, const std::string &output, const std::string &input,
                    std::string_view what) {
-    io::SameFile::noteInput(input);
-    if (io::SameFile::same(output, input)) {
+    files::SameFile::noteInput(input);
+    if (files::SameFile::same(output, input)) {
         throw CommandFailure(kUsageError,
                              fmt::format("{}: '{}' is the {} being read ('{}'); choose another file", option,
                                          output, what, input));

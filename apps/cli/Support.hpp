@@ -1,11 +1,11 @@
 #pragma once
 
 #include "ostreljet/farfield/WholePlumeSummary.hpp"
-#include "ostreljet/io/ConcentrationUnit.hpp"
-#include "ostreljet/io/Level.hpp"
-#include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/inputs/Scenario.hpp"
 #include "ostreljet/jet/ConcentrationField.hpp"
 #include "ostreljet/jet/RunSummary.hpp"
+#include "ostreljet/units/ConcentrationUnit.hpp"
+#include "ostreljet/units/Level.hpp"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -44,7 +44,7 @@ private:
     int status_;
 };
 
-// The whole text must be a finite decimal number (io::NumberText); nothing otherwise.
+// The whole text must be a finite decimal number (inputs::NumberText); nothing otherwise.
 std::optional<double> parseNumber(std::string_view text);
 // The same, ending the command with status 2 naming the option when the text is not one.
 double readNumber(const std::string &option, std::string_view text);
@@ -127,7 +127,7 @@ void checkNotInput(const std::string &option, const std::string &output, const s
 // Refuses, with status 2, a path whose folder does not exist or that names a directory.
 void checkOutputPath(const std::string &path);
 
-// Writes a file with io::SafeFile (a temporary file beside it and a rename; devices and streams in
+// Writes a file with files::SafeFile (a temporary file beside it and a rename; devices and streams in
 // place), so that an interrupted or failed write never leaves half a file or a temporary file. The
 // writer fills the open stream; a failure ends the command with status 2 and the system's reason.
 void writeFileAtomically(const std::string &path, const std::function<void(std::FILE *)> &writer);

@@ -1,9 +1,9 @@
 #include "Commands.hpp"
 #include "Support.hpp"
 
-#include "ostreljet/io/ValidationSuite.hpp"
 #include "ostreljet/validation/FieldTrial.hpp"
 #include "ostreljet/validation/TrialComparison.hpp"
+#include "ostreljet/validation/ValidationSuite.hpp"
 #include "report/TrialsSection.hpp"
 #include "report/ValidationPage.hpp"
 

@@ -2,9 +2,9 @@
 #include "MapOptions.hpp"
 #include "Support.hpp"
 
-#include "ostreljet/io/ConcentrationConverter.hpp"
 #include "ostreljet/mapping/Footprint.hpp"
 #include "ostreljet/mapping/FootprintWriter.hpp"
+#include "ostreljet/units/ConcentrationConverter.hpp"
 #include "ostreljet/weather/ExceedanceStudy.hpp"
 #include "ostreljet/weather/WeatherRose.hpp"
 #include "report/Ticks.hpp"

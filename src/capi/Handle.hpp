@@ -6,12 +6,12 @@
 
 #include "ostreljet/farfield/WholePlume.hpp"
 #include "ostreljet/farfield/WholePlumeSummary.hpp"
-#include "ostreljet/io/ConcentrationUnit.hpp"
 #include "ostreljet/jet/ConcentrationField.hpp"
 #include "ostreljet/jet/EngineeringRun.hpp"
 #include "ostreljet/jet/JetModel.hpp"
 #include "ostreljet/jet/RunField.hpp"
 #include "ostreljet/jet/RunSummary.hpp"
+#include "ostreljet/units/ConcentrationUnit.hpp"
 
 #include <atomic>
 #include <memory>

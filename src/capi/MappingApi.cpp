@@ -2,9 +2,9 @@
 // the weather of one case.
 #include "Handle.hpp"
 
-#include "ostreljet/io/Level.hpp"
 #include "ostreljet/mapping/LevelFootprints.hpp"
 #include "ostreljet/mapping/PlumeField.hpp"
+#include "ostreljet/units/Level.hpp"
 #include "ostreljet/weather/ExceedanceStudy.hpp"
 #include "ostreljet/weather/WeatherRose.hpp"
 

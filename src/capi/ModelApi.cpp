@@ -1,15 +1,15 @@
 // The C API's model: its life, inputs, run, series, messages, gas and the concentration field of its run.
 #include "Handle.hpp"
-#include "ostreljet/io/InputRefusal.hpp"
+#include "ostreljet/inputs/InputRefusal.hpp"
 #include "ostreljet/jet/EngineeringRun.hpp"
 
 #include "ostreljet/Version.hpp"
 #include "ostreljet/farfield/FarFieldInputs.hpp"
-#include "ostreljet/io/GasTable.hpp"
-#include "ostreljet/io/InputSanity.hpp"
-#include "ostreljet/io/InputSchema.hpp"
-#include "ostreljet/io/PropertyTable.hpp"
-#include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/gases/GasTable.hpp"
+#include "ostreljet/gases/PropertyTable.hpp"
+#include "ostreljet/inputs/InputSanity.hpp"
+#include "ostreljet/inputs/InputSchema.hpp"
+#include "ostreljet/inputs/Scenario.hpp"
 
 #include <cmath>
 #include <cstdio>
@@ -69,7 +69,7 @@ int ostreljet_set(ostreljet_model *m, const char *property, double value) {
         if (entry == nullptr) {
             return fail(unknownName, std::string("unknown property \"") + property + "\"");
         }
-        const std::string shown = ostreljet::io::InputSanity::number(value);
+        const std::string shown = ostreljet::inputs::InputSanity::number(value);
         if (!std::isfinite(value)) {
             return fail(invalidArgument,
                         std::string("property \"") + property + "\" takes a finite number, not " + shown);
@@ -80,9 +80,9 @@ int ostreljet_set(ostreljet_model *m, const char *property, double value) {
                                                                                               : 0.0;
         if (entry->type != ostreljet::PropertyTable::Type::Double &&
             !(std::floor(value) == value && value >= 0.0 && value <= highest)) {
-            return fail(invalidArgument, std::string("property \"") + property +
-                                             "\" takes a whole number from 0 to " +
-                                             ostreljet::io::InputSanity::number(highest) + ", not " + shown);
+            return fail(invalidArgument,
+                        std::string("property \"") + property + "\" takes a whole number from 0 to " +
+                            ostreljet::inputs::InputSanity::number(highest) + ", not " + shown);
         }
         entry->put(m->model, value);
         return OSTRELJET_OK;
@@ -113,7 +113,7 @@ int ostreljet_run(ostreljet_model *m) {
             return fail(invalidArgument, "null model");
         }
         const std::string release =
-            ostreljet::io::InputSanity::releaseProblem(m->model.stackHeight(), m->model.releaseAngle());
+            ostreljet::inputs::InputSanity::releaseProblem(m->model.stackHeight(), m->model.releaseAngle());
         if (!release.empty()) {
             return fail(invalidArgument, release);
         }
@@ -202,7 +202,7 @@ double ostreljet_concentration(const ostreljet_model *m, double x, double y, dou
         if (m == nullptr) {
             return fail(notANumber, "null model");
         }
-        const std::string point = ostreljet::io::InputSanity::pointProblem(x, y, z);
+        const std::string point = ostreljet::inputs::InputSanity::pointProblem(x, y, z);
         if (!point.empty()) {
             return fail(notANumber, point);
         }
@@ -217,7 +217,7 @@ long long ostreljet_concentration_grid(const ostreljet_model *m, double x0, doub
         if (m == nullptr) {
             return fail(-1LL, "null model");
         }
-        const std::string bounds = ostreljet::io::InputSanity::gridProblem(x0, y0, z0, x1, y1, z1);
+        const std::string bounds = ostreljet::inputs::InputSanity::gridProblem(x0, y0, z0, x1, y1, z1);
         if (!bounds.empty()) {
             return fail(-1LL, bounds);
         }
@@ -377,7 +377,7 @@ int ostreljet_computed(const ostreljet_model *m, double x, double y, double z) {
         if (m == nullptr) {
             return fail(invalidArgument, "null model");
         }
-        const std::string point = ostreljet::io::InputSanity::pointProblem(x, y, z);
+        const std::string point = ostreljet::inputs::InputSanity::pointProblem(x, y, z);
         if (!point.empty()) {
             return fail(invalidArgument, point);
         }

@@ -1,7 +1,7 @@
 // The C API's view of the input schema: names, types, units, defaults, ranges and labels of the inputs.
 #include "Handle.hpp"
 
-#include "ostreljet/io/InputSchema.hpp"
+#include "ostreljet/inputs/InputSchema.hpp"
 
 #include <cmath>
 #include <limits>

@@ -3,10 +3,10 @@
 
 #include "ostreljet/atmosphere/Atmosphere.hpp"
 #include "ostreljet/farfield/WholePlumeSummary.hpp"
-#include "ostreljet/io/ConcentrationConverter.hpp"
-#include "ostreljet/io/GasTable.hpp"
-#include "ostreljet/io/Level.hpp"
-#include "ostreljet/io/NumberText.hpp"
+#include "ostreljet/gases/GasTable.hpp"
+#include "ostreljet/inputs/NumberText.hpp"
+#include "ostreljet/units/ConcentrationConverter.hpp"
+#include "ostreljet/units/Level.hpp"
 
 #include <cmath>
 #include <limits>
@@ -216,7 +216,7 @@ int ostreljet_summarize(ostreljet_model *m, const char *levels, const char *unit
                 return fail(invalidArgument,
                             "no levels given, and the default level, the stopping "
                             "concentration, is not set (stoppingConcentration is " +
-                                ostreljet::io::NumberText::shown(m->model.stoppingConcentration()) + ")");
+                                ostreljet::inputs::NumberText::shown(m->model.stoppingConcentration()) + ")");
             }
             inModel = ostreljet::Level::toModel(parsed, m->model, m->gas);
         } catch (const ostreljet::LevelError &e) {

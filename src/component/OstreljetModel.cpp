@@ -3,7 +3,7 @@
 #include "ostreljet/Version.hpp"
 #include "ostreljet/component/ErrorMessageExport.hpp"
 #include "ostreljet/component/TypeLibrary.hpp"
-#include "ostreljet/io/PropertyTable.hpp"
+#include "ostreljet/gases/PropertyTable.hpp"
 #include "ostreljet/platform/ModuleLockCount.hpp"
 #include "ostreljet/platform/SafeArray.hpp"
 

@@ -1,7 +1,7 @@
 #include "ostreljet/component/TypeLibrary.hpp"
 
 #include "ostreljet/component/IOstreljetModel.hpp"
-#include "ostreljet/io/PropertyTable.hpp"
+#include "ostreljet/gases/PropertyTable.hpp"
 
 #include <utility>
 

@@ -1,8 +1,8 @@
 #include "ostreljet/mapping/LevelFootprints.hpp"
 
-#include "ostreljet/io/ConcentrationConverter.hpp"
 #include "ostreljet/jet/JetModel.hpp"
 #include "ostreljet/mapping/PlumeField.hpp"
+#include "ostreljet/units/ConcentrationConverter.hpp"
 
 namespace ostreljet::mapping {
 

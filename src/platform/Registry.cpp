@@ -1,7 +1,7 @@
 #include "ostreljet/platform/Registry.hpp"
 
-#include "ostreljet/io/BoundedRead.hpp"
-#include "ostreljet/io/SafeFile.hpp"
+#include "ostreljet/files/BoundedRead.hpp"
+#include "ostreljet/files/SafeFile.hpp"
 #include "ostreljet/platform/WideString.hpp"
 
 #include <algorithm>
@@ -427,8 +427,8 @@ Registry Registry::load(const std::filesystem::path &file) {
     }
     std::string contents;
     try {
-        contents = io::BoundedRead::read(file, kMaximumFileBytes, "a registry file");
-    } catch (const io::BoundedReadError &e) {
+        contents = files::BoundedRead::read(file, kMaximumFileBytes, "a registry file");
+    } catch (const files::BoundedReadError &e) {
         throw RegistryError(std::string("cannot read the registry file: ") + e.what());
     }
     try {
@@ -442,8 +442,8 @@ void Registry::save(const std::filesystem::path &file) const {
     requireFolderOf(file);
     const std::string text = toText();
     try {
-        io::SafeFile::write(file, [&](std::FILE *out) { std::fwrite(text.data(), 1, text.size(), out); });
-    } catch (const io::FileWriteError &e) {
+        files::SafeFile::write(file, [&](std::FILE *out) { std::fwrite(text.data(), 1, text.size(), out); });
+    } catch (const files::FileWriteError &e) {
         throw RegistryError(e.what());
     }
 }

@@ -1,5 +1,5 @@
 #include "ostreljet/validation/FieldTrial.hpp"
-#include "ostreljet/io/BoundedRead.hpp"
+#include "ostreljet/files/BoundedRead.hpp"
 
 #include <nlohmann/json.hpp>
 
@@ -365,8 +365,8 @@ FieldTrial FieldTrial::fromFile(const std::string &path) {
     constexpr std::size_t maximumFileBytes = 4 * 1024 * 1024;
     std::string text;
     try {
-        text = io::BoundedRead::read(path, maximumFileBytes, "a field-trial file");
-    } catch (const io::BoundedReadError &e) {
+        text = files::BoundedRead::read(path, maximumFileBytes, "a field-trial file");
+    } catch (const files::BoundedReadError &e) {
         throw FieldTrialError(e.what());
     }
     return fromText(text, path);

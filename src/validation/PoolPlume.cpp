@@ -2,7 +2,7 @@
 
 #include "ostreljet/farfield/AveragingTime.hpp"
 #include "ostreljet/farfield/GaussianPlume.hpp"
-#include "ostreljet/io/GasTable.hpp"
+#include "ostreljet/gases/GasTable.hpp"
 #include "ostreljet/numerics/Constants.hpp"
 
 #include <cmath>

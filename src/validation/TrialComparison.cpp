@@ -1,7 +1,7 @@
 #include "ostreljet/validation/TrialComparison.hpp"
 
 #include "ostreljet/atmosphere/CAtmosSurfaceLayerProf.hpp"
-#include "ostreljet/io/GasTable.hpp"
+#include "ostreljet/gases/GasTable.hpp"
 
 #include <algorithm>
 #include <cmath>

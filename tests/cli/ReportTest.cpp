@@ -4,7 +4,7 @@
 #include "report/ReportPage.hpp"
 #include "report/Ticks.hpp"
 
-#include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/inputs/Scenario.hpp"
 
 #include <nlohmann/json.hpp>
 

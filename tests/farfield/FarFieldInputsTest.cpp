@@ -1,5 +1,5 @@
 #include "ostreljet/farfield/FarFieldInputs.hpp"
-#include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/inputs/Scenario.hpp"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "ostreljet/farfield/FarField.hpp"
 #include "ostreljet/farfield/WholePlume.hpp"
-#include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/inputs/Scenario.hpp"
 #include "ostreljet/jet/JetModel.hpp"
 
 #include <gtest/gtest.h>

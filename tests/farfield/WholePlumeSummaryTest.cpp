@@ -2,7 +2,7 @@
 // hand-off plane and the far field's past it, checked against the far field's own formulas at the
 // answers' points.
 #include "ostreljet/farfield/WholePlumeSummary.hpp"
-#include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/inputs/Scenario.hpp"
 #include "ostreljet/jet/EngineeringRun.hpp"
 #include "ostreljet/jet/JetModel.hpp"
 

@@ -1,7 +1,7 @@
 // Drives the C API with operations decoded from the fuzz input, at and beyond their limits. Buffers are
 // sized exactly for the address sanitizer, a broken guarantee aborts, and the slowest run is printed at exit.
 #include "Require.hpp"
-#include "ostreljet/io/PropertyTable.hpp"
+#include "ostreljet/gases/PropertyTable.hpp"
 #include "ostreljet/ostreljet.h"
 
 #include <fuzzer/FuzzedDataProvider.h>

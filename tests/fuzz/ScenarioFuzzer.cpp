@@ -1,8 +1,8 @@
 // Feeds the fuzz input to the scenario reader as a file's text: it is refused with a ScenarioError naming
 // the source, or applied to a model whose inputs read back; any other exception counts as a crash.
 #include "Require.hpp"
-#include "ostreljet/io/PropertyTable.hpp"
-#include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/gases/PropertyTable.hpp"
+#include "ostreljet/inputs/Scenario.hpp"
 
 #include <cmath>
 #include <cstdint>

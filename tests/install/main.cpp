@@ -1,6 +1,6 @@
 // Runs a small vent release through the installed library and prints where the jet ends.
 #include <ostreljet/Version.hpp>
-#include <ostreljet/io/InputSchema.hpp>
+#include <ostreljet/inputs/InputSchema.hpp>
 #include <ostreljet/jet/JetModel.hpp>
 
 #include <cstdio>

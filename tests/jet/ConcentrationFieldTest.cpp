@@ -1,6 +1,6 @@
 #include "JetModelTestSupport.hpp"
 
-#include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/inputs/Scenario.hpp"
 #include "ostreljet/jet/ConcentrationField.hpp"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 #include "ostreljet/jet/EngineeringRun.hpp"
-#include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/inputs/Scenario.hpp"
 #include "ostreljet/jet/JetModel.hpp"
 #include "ostreljet/jet/RunField.hpp"
 #include "ostreljet/jet/RunStatus.hpp"

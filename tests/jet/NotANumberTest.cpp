@@ -3,7 +3,7 @@
 // The inputs go in through the component's putters, which store anything; the C API refuses non-finite
 // values and out-of-range classes before they get here (tests/capi).
 #include "capi/CApiTestSupport.hpp"
-#include "ostreljet/io/PropertyTable.hpp"
+#include "ostreljet/gases/PropertyTable.hpp"
 #include "ostreljet/jet/ConcentrationField.hpp"
 #include "ostreljet/jet/JetModel.hpp"
 

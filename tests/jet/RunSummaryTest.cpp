@@ -1,5 +1,5 @@
 #include "ostreljet/jet/RunSummary.hpp"
-#include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/inputs/Scenario.hpp"
 #include "ostreljet/jet/ConcentrationField.hpp"
 #include "ostreljet/jet/JetModel.hpp"
 

@@ -1,5 +1,5 @@
 #include "ostreljet/mapping/Footprint.hpp"
-#include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/inputs/Scenario.hpp"
 #include "ostreljet/jet/JetModel.hpp"
 #include "ostreljet/mapping/PlumeField.hpp"
 

@@ -1,6 +1,6 @@
 #include "ostreljet/mapping/PlumeField.hpp"
 #include "ostreljet/farfield/WholePlumeSummary.hpp"
-#include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/inputs/Scenario.hpp"
 #include "ostreljet/jet/JetModel.hpp"
 #include "ostreljet/mapping/Footprint.hpp"
 

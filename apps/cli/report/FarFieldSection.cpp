@@ -5,7 +5,7 @@
 #include "report/Svg.hpp"
 
 #include "ostreljet/farfield/HandOff.hpp"
-#include "ostreljet/io/ConcentrationConverter.hpp"
+#include "ostreljet/units/ConcentrationConverter.hpp"
 
 #include <fmt/core.h>
 

@@ -6,7 +6,7 @@
 #include "report/Svg.hpp"
 #include "report/Ticks.hpp"
 
-#include "ostreljet/io/InputSchema.hpp"
+#include "ostreljet/inputs/InputSchema.hpp"
 #include "ostreljet/jet/RunSummary.hpp"
 
 #include <fmt/core.h>

@@ -4,8 +4,8 @@
 #include "report/Svg.hpp"
 
 #include "ostreljet/farfield/WholePlume.hpp"
-#include "ostreljet/io/PropertyTable.hpp"
-#include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/gases/PropertyTable.hpp"
+#include "ostreljet/inputs/Scenario.hpp"
 #include "ostreljet/jet/ConcentrationField.hpp"
 
 #include <array>

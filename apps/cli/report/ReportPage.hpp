@@ -1,7 +1,7 @@
 #pragma once
 
 #include "ostreljet/farfield/FarField.hpp"
-#include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/inputs/Scenario.hpp"
 #include "report/SummaryText.hpp"
 
 #include <string>

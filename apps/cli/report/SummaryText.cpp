@@ -1,7 +1,7 @@
 #include "report/SummaryText.hpp"
 
 #include "ostreljet/atmosphere/Atmosphere.hpp"
-#include "ostreljet/io/ConcentrationConverter.hpp"
+#include "ostreljet/units/ConcentrationConverter.hpp"
 
 #include <fmt/core.h>
 

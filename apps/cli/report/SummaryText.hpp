@@ -1,9 +1,9 @@
 #pragma once
 
-#include "ostreljet/io/ConcentrationUnit.hpp"
-#include "ostreljet/io/Level.hpp"
 #include "ostreljet/jet/JetModel.hpp"
 #include "ostreljet/jet/RunSummary.hpp"
+#include "ostreljet/units/ConcentrationUnit.hpp"
+#include "ostreljet/units/Level.hpp"
 
 #include <optional>
 #include <span>

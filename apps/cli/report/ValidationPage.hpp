@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ostreljet/io/ValidationSuite.hpp"
+#include "ostreljet/validation/ValidationSuite.hpp"
 
 #include <string>
 #include <vector>

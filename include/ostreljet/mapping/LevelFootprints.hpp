@@ -3,9 +3,9 @@
 #include "ostreljet/Export.hpp"
 
 #include "ostreljet/farfield/FarField.hpp"
-#include "ostreljet/io/ConcentrationUnit.hpp"
-#include "ostreljet/io/Level.hpp"
 #include "ostreljet/mapping/FootprintWriter.hpp"
+#include "ostreljet/units/ConcentrationUnit.hpp"
+#include "ostreljet/units/Level.hpp"
 
 #include <span>
 #include <string>

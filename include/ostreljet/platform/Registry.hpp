@@ -62,7 +62,7 @@ public:
     // is over kMaximumFileBytes, is malformed (naming the file and line) or is not named by an absolute
     // path.
     static Registry load(const std::filesystem::path &file);
-    // Writes the registry through io::SafeFile (a temporary file beside it, then a rename; a symbolic
+    // Writes the registry through files::SafeFile (a temporary file beside it, then a rename; a symbolic
     // link is written through); the folder is created if missing. RegistryError on failure, the old
     // file intact.
     void save(const std::filesystem::path &file) const;

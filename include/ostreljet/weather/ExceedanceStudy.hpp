@@ -2,7 +2,7 @@
 
 #include "ostreljet/Export.hpp"
 
-#include "ostreljet/io/Scenario.hpp"
+#include "ostreljet/inputs/Scenario.hpp"
 #include "ostreljet/mapping/PlaneGrid.hpp"
 #include "ostreljet/weather/WeatherRose.hpp"
 
