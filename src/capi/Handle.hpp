@@ -53,14 +53,15 @@ struct ostreljet_model {
     // threads share it.
     mutable std::mutex fieldMutex;
     mutable std::shared_ptr<const ostreljet::WholePlume> field;
-    mutable ostreljet::RunStatus fieldStatus = ostreljet::RunStatus::invalid;
+    mutable bool fieldHasResults = false; // whether `field` was built for a run with results
 
     std::shared_ptr<const ostreljet::WholePlume> currentField() const {
         const std::lock_guard<std::mutex> lock(fieldMutex);
         const ostreljet::RunStatus now = hasRun ? status : ostreljet::RunStatus::invalid;
-        if (!field || fieldStatus != now || !field->jet().isCurrentFor(model, 0.0)) {
+        if (!field || fieldHasResults != ostreljet::runStatusHasResults(now) ||
+            !field->jet().isCurrentFor(model, 0.0)) {
             field = std::make_shared<const ostreljet::WholePlume>(model, farFieldOptions, now);
-            fieldStatus = now;
+            fieldHasResults = ostreljet::runStatusHasResults(now);
         }
         return field;
     }
@@ -74,11 +75,11 @@ struct ostreljet_model {
     // Records what a finished run says once its whole plume is built: a jet end past the far field's
     // hand-off plane cuts no answer, as every engineering front reports it.
     void recordRun(ostreljet::RunSummary ending) {
-        record(ending);
+        status = ending.status; // the field holds results only after a run that has them
         if (ostreljet::runStatusHasResults(ending.status)) {
             ostreljet::WholePlumeSummary::carryOn(ending, *currentField());
-            record(ending);
         }
+        record(ending);
     }
 
     // Records what a finished run's summary says: ending, status and messages.

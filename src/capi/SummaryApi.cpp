@@ -242,26 +242,12 @@ int ostreljet_summarize(ostreljet_model *m, const char *levels, const char *unit
         // 3. The summary of the last run from its exact field; nothing to search before a run. The
         // searches keep to what is left of the run's budget and stop on a cancel made after they start.
         m->summaryCancelled.store(false);
-        ostreljet::RunSummary::Limits limits = ostreljet::RunSummary::limitsAfterRun(m->model);
-        limits.cancelled = [m] { return m->summaryCancelled.load(); };
-        std::uint64_t segments = 0;
-        limits.segmentsSearched = [&segments] { return segments; };
-        const auto field = m->hasRun ? m->currentField() : nullptr;
-        KeptSummary kept{m->hasRun ? ostreljet::RunSummary::of(
-                                         m->model, m->inputsAccepted, inModel,
-                                         [&field, &segments](double x, double y, double z) {
-                                             const double c = field->concentration(x, y, z, segments);
-                                             return std::isnan(c) ? 0.0 : c;
-                                         },
-                                         limits)
-                                   : ostreljet::RunSummary{},
-                         *chosen,
-                         {},
-                         {},
-                         notANumber};
+        KeptSummary kept{ostreljet::RunSummary{}, *chosen, {}, {}, notANumber};
         if (m->hasRun) {
-            ostreljet::EngineeringRun::complete(kept.summary, m->preparation);
-            ostreljet::WholePlumeSummary::carryOn(kept.summary, *field);
+            ostreljet::RunSummary::Limits limits = ostreljet::RunSummary::limitsAfterRun(m->model);
+            limits.cancelled = [m] { return m->summaryCancelled.load(); };
+            kept.summary = ostreljet::WholePlumeSummary::summarise(
+                m->model, m->inputsAccepted, m->preparation, inModel, *m->currentField(), limits);
         } else {
             for (const double level : inModel) {
                 kept.summary.levels.push_back(

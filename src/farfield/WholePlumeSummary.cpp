@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <limits>
 #include <string>
 
@@ -13,40 +12,23 @@ namespace ostreljet {
 
 namespace {
 
-std::string metres(double value) {
-    char text[64];
-    std::snprintf(text, sizeof text, "%.1f", value);
-    return text;
-}
-
 // A jet ended by its range or the integrator's call limit beyond the hand-off plane cuts no answer of the
 // whole plume: its end becomes a warning that says where the far field took over.
 void carryOnPastALimit(RunSummary &summary, double handOff) {
-    constexpr std::string_view nothingBeyond = ": nothing is computed beyond.";
     if (summary.status != RunStatus::incomplete || summary.cut != RunSummary::Cut::none ||
-        !summary.lastStep || summary.lastStep->downwind < handOff) {
+        !summary.limitEnd || !summary.lastStep || summary.lastStep->downwind < handOff) {
         return;
     }
-    bool carried = false;
+    const std::string cutText = RunSummary::limitEndText(*summary.limitEnd, std::nullopt);
+    const std::string carriedText = RunSummary::limitEndText(*summary.limitEnd, handOff);
     for (RunSummary::Message &message : summary.messages) {
-        const bool limitEnd =
-            message.code == RunSummary::rangeEndCode || message.code == RunSummary::integratorEndCode;
-        if (!limitEnd || !message.text.ends_with(nothingBeyond)) {
-            continue;
+        if (message.text == cutText) {
+            message.text = carriedText;
+            message.severity = MessageSeverity::warning;
         }
-        const std::string text = message.text.substr(0, message.text.size() - nothingBeyond.size()) +
-                                 ": the far field carries the answers on from " + metres(handOff) +
-                                 " m downwind, ahead of it.";
-        if (summary.endMessage == message.text) {
-            summary.endMessage = text;
-        }
-        message.text = text;
-        message.severity = MessageSeverity::warning;
-        carried = true;
     }
-    if (carried) {
-        summary.status = RunStatus::warning;
-    }
+    summary.endMessage = carriedText;
+    summary.status = RunStatus::warning;
 }
 
 } // namespace
@@ -54,24 +36,34 @@ void carryOnPastALimit(RunSummary &summary, double handOff) {
 WholePlumeSummary::Result WholePlumeSummary::run(JetModel &model, std::span<const double> levels,
                                                  const FarFieldOptions &options) {
     // 1. Prepare and run as every engineering front does; the run's status decides what its field holds.
-    // 2. The whole plume from that status, then the summary's searches in it, within the run's limits.
-    // 3. The answers carried on through the far field.
+    // 2. The whole plume from that status, then the summary in it, within the run's limits.
     const EngineeringRun::Preparation preparation = EngineeringRun::prepare(model, levels);
     const bool accepted = EngineeringRun::runPrepared(model, preparation);
     RunSummary ending = RunSummary::of(model, accepted, {}, [](double, double, double) { return 0.0; });
     EngineeringRun::complete(ending, preparation);
 
     auto field = std::make_shared<const WholePlume>(model, options, ending.status);
+    RunSummary summary =
+        summarise(model, accepted, preparation, levels, *field, RunSummary::limitsAfterRun(model));
+    return Result{std::move(summary), std::move(field)};
+}
+
+RunSummary WholePlumeSummary::summarise(const JetModel &model, bool accepted,
+                                        const EngineeringRun::Preparation &preparation,
+                                        std::span<const double> levels, const WholePlume &field,
+                                        RunSummary::Limits limits) {
+    // 1. The summary's searches in the whole plume, charging each searched segment to the limits.
+    // 2. What the preparation changed (a lowered stopping concentration, the weather check) said.
+    // 3. The answers carried on through the far field.
     std::uint64_t segments = 0;
-    RunSummary::Limits limits = RunSummary::limitsAfterRun(model);
     limits.segmentsSearched = [&segments] { return segments; };
     RunSummary summary = RunSummary::of(
         model, accepted, levels,
-        [&field, &segments](double x, double y, double z) { return field->concentration(x, y, z, segments); },
+        [&field, &segments](double x, double y, double z) { return field.concentration(x, y, z, segments); },
         limits);
     EngineeringRun::complete(summary, preparation);
-    carryOn(summary, *field);
-    return Result{std::move(summary), std::move(field)};
+    carryOn(summary, field);
+    return summary;
 }
 
 void WholePlumeSummary::carryOn(RunSummary &summary, const WholePlume &field) {

@@ -754,14 +754,8 @@ RunSummary RunSummary::of(const JetModel &model, bool inputsAccepted, std::span<
         if (!summary.endMessage) {
             const RunSummary::Location &end = *summary.lastStep;
             const bool atRange = end.arcLength >= JetModel::arcLengthRange * (1.0 - 1e-9);
-            summary.endMessage =
-                atRange ? "The run reached the end of its range, " + metres(JetModel::arcLengthRange) +
-                              " m along the centreline, " + metres(end.downwind) +
-                              " m downwind, before the stopping concentration: nothing is computed beyond."
-                        : "The run ended " + metres(end.arcLength) + " m along the centreline, " +
-                              metres(end.downwind) +
-                              " m downwind, at the integrator's limit of 10000 calls, before the stopping "
-                              "concentration: nothing is computed beyond.";
+            summary.limitEnd = LimitEnd{atRange, end.arcLength, end.downwind};
+            summary.endMessage = limitEndText(*summary.limitEnd, std::nullopt);
             summary.addMessage(*summary.endMessage, MessageSeverity::error,
                                atRange ? rangeEndCode : integratorEndCode, 2);
         }
@@ -835,6 +829,20 @@ RunSummary RunSummary::of(const JetModel &model, bool inputsAccepted, std::span<
         }
     }
     return summary;
+}
+
+std::string RunSummary::limitEndText(const LimitEnd &end, std::optional<double> carriedOnFrom) {
+    const std::string where =
+        end.atRange
+            ? "The run reached the end of its range, " + metres(JetModel::arcLengthRange) +
+                  " m along the centreline, " + metres(end.downwind) +
+                  " m downwind, before the stopping concentration"
+            : "The run ended " + metres(end.arcLength) + " m along the centreline, " + metres(end.downwind) +
+                  " m downwind, at the integrator's limit of 10000 calls, before the "
+                  "stopping concentration";
+    return where + (carriedOnFrom ? ": the far field carries the answers on from " + metres(*carriedOnFrom) +
+                                        " m downwind, ahead of it."
+                                  : ": nothing is computed beyond.");
 }
 
 } // namespace ostreljet

@@ -8,6 +8,7 @@
 
 #include "ostreljet/Export.hpp"
 #include "ostreljet/farfield/WholePlume.hpp"
+#include "ostreljet/jet/EngineeringRun.hpp"
 #include "ostreljet/jet/RunSummary.hpp"
 
 #include <memory>
@@ -28,6 +29,13 @@ public:
     // whatever the levels, so that every front answers a point alike) and summarises it within the run's
     // limits.
     static Result run(JetModel &model, std::span<const double> levels, const FarFieldOptions &options);
+
+    // Summarises a run already made (`accepted` is what the run returned, `preparation` how it was
+    // prepared) in its whole plume `field`, within `limits` (whose segment count it sets).
+    static RunSummary summarise(const JetModel &model, bool accepted,
+                                const EngineeringRun::Preparation &preparation,
+                                std::span<const double> levels, const WholePlume &field,
+                                RunSummary::Limits limits);
 
     // Carries a summary whose searches ran in `field` on through its far field: each level's centreline
     // answer and region, and the ground-level maximum, become those of the whole plume. Nothing changes

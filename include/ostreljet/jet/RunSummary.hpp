@@ -152,6 +152,18 @@ struct OSTRELJET_EXPORT RunSummary {
     std::int32_t outputSteps = 0;
 
     std::optional<Location> lastStep; // the run's last output step: the jet computes nothing beyond it
+    // Where a run ended by the end of its range or the integrator's call limit, before the stopping
+    // concentration (then endMessage says so, in limitEndText's words).
+    struct LimitEnd {
+        bool atRange;     // the end of the range; else the integrator's call limit
+        double arcLength; // m, along the centreline
+        double downwind;  // m
+    };
+    std::optional<LimitEnd> limitEnd;
+    // The sentence that says where and why the run ended by a limit; with `carriedOnFrom` (m downwind,
+    // ahead of the end), that a far field carries the answers on from there instead of "nothing is
+    // computed beyond".
+    static std::string limitEndText(const LimitEnd &end, std::optional<double> carriedOnFrom);
     // The far field that carries the answers on past the jet, when one was built (the whole plume's
     // summary): from its hand-off plane to its end, m downwind; nothing is computed beyond its end.
     struct FarFieldSpan {
