@@ -19,6 +19,7 @@
 #include "ostreljet/jet/RunField.hpp"
 #include "ostreljet/jet/RunStatus.hpp"
 #include "ostreljet/jet/RunSummary.hpp"
+#include "ostreljet/results/RunJson.hpp"
 #include "ostreljet/units/ConcentrationConverter.hpp"
 #include "ostreljet/units/ConcentrationUnit.hpp"
 #include "ostreljet/units/Level.hpp"
@@ -238,108 +239,7 @@ json numberJson(double value) {
     return std::isfinite(value) ? json(value) : json(nullptr);
 }
 
-json optionalNumberJson(const std::optional<double> &value) {
-    return value ? numberJson(*value) : json(nullptr);
-}
-
-json locationJson(const RunSummary::Location &location) {
-    return {{"x", numberJson(location.x)},
-            {"y", numberJson(location.y)},
-            {"z", numberJson(location.z)},
-            {"downwind", numberJson(location.downwind)},
-            {"crosswind", numberJson(location.crosswind)},
-            {"arcLength", numberJson(location.arcLength)}};
-}
-
 using Refusal = std::pair<std::string, std::string>; // message, the input or control it names
-
-// The summary under the keys that `run --json` and `batch` use, concentrations in `unit`; the page
-// adds each level's value in the model's unit ("model") for its contours.
-json summaryJson(const JetModel &model, const RunSummary &summary, const std::vector<Level> &levels,
-                 ConcentrationUnit unit) {
-    const ConcentrationConverter converter = ConcentrationConverter::forModel(model);
-    Atmosphere air = model.atmosphere();
-    json answers = json::array();
-    for (std::size_t i = 0; i < summary.levels.size(); ++i) {
-        const RunSummary::LevelAnswer &level = summary.levels[i];
-        answers.push_back(
-            {{"level", i < levels.size() ? levels[i].text() : std::string()},
-             {"model", numberJson(level.level)},
-             {"value", numberJson(converter.thresholdFromModel(level.level, unit))},
-             {"centrelineDownwindDistance", optionalNumberJson(level.centrelineDownwindDistance)},
-             {"centrelineArcLength", optionalNumberJson(level.centrelineArcLength)},
-             {"farthestDownwindExtent", optionalNumberJson(level.farthestDownwindExtent)},
-             {"greatestHalfWidth", optionalNumberJson(level.greatestHalfWidth)},
-             {"exceededAtEndOfRun", level.exceededAtEndOfRun},
-             {"regionComputed", level.regionComputed},
-             {"regionOpen", level.regionOpen},
-             {"centrelineInFarField", level.centrelineInFarField},
-             {"regionInFarField", level.regionInFarField}});
-    }
-    json ground = nullptr;
-    if (summary.groundMaximum) {
-        ground = {{"concentration", numberJson(converter.fromModel(summary.groundMaximum->concentration, unit,
-                                                                   air.temperatureAt(0.0)))},
-                  {"location", locationJson(summary.groundMaximum->location)},
-                  {"inFarField", summary.groundMaximum->inFarField}};
-    }
-    return {{"ending", RunSummary::endingName(summary.ending)},
-            {"endMessage", summary.endMessage ? json(*summary.endMessage) : json(nullptr)},
-            {"outputSteps", summary.outputSteps},
-            {"notComputedBeyondDownwind", optionalNumberJson(summary.notComputedBeyondDownwind())},
-            {"stoppingConcentration",
-             numberJson(converter.thresholdFromModel(model.stoppingConcentration(), unit))},
-            {"stoppingConcentrationLoweredFrom",
-             summary.stoppingConcentrationLoweredFrom
-                 ? numberJson(converter.thresholdFromModel(*summary.stoppingConcentrationLoweredFrom, unit))
-                 : json(nullptr)},
-            {"greatestCentrelineHeight", summary.greatestCentrelineHeight
-                                             ? locationJson(*summary.greatestCentrelineHeight)
-                                             : json(nullptr)},
-            {"edgeReachesGroundDownwind", optionalNumberJson(summary.edgeReachesGroundDownwind)},
-            {"centrelineReachesGroundDownwind", optionalNumberJson(summary.centrelineReachesGroundDownwind)},
-            {"groundMaximum", ground},
-            {"groundMaximumComputed", summary.groundMaximumComputed},
-            {"levels", answers}};
-}
-
-// The far field as `run --json` gives it, without its series: where it starts and why, where it
-// ends and why, how far each level reaches through it and its greatest ground-level concentration;
-// null when there is none.
-json farFieldJson(const JetModel &model, const FarField &field, const std::vector<Level> &levels,
-                  const std::vector<double> &levelValues, ConcentrationUnit unit) {
-    if (!field.computed()) {
-        return nullptr;
-    }
-    const ConcentrationConverter converter = ConcentrationConverter::forModel(model);
-    Atmosphere air = model.atmosphere();
-    const HandOff &handOff = field.handOff();
-    json answers = json::array();
-    for (std::size_t i = 0; i < levels.size() && i < levelValues.size(); ++i) {
-        const auto extent = field.levelExtent(levelValues[i]);
-        answers.push_back({{"level", levels[i].text()},
-                           {"farthestDownwind", extent ? numberJson(extent->downwind) : json(nullptr)},
-                           {"exceededAtEnd", extent && extent->atEnd}});
-    }
-    json ground = nullptr;
-    if (const auto peak = field.groundLevelMaximum()) {
-        ground = {{"value", numberJson(converter.fromModel(peak->value, unit, air.temperatureAt(0.0)))},
-                  {"downwindDistance", numberJson(peak->downwind)},
-                  {"atEnd", peak->downwind >= field.endDistance() * (1.0 - 1e-12)}};
-    }
-    return {{"handOff",
-             {{"downwindDistance", numberJson(handOff.downwindDistance)},
-              {"height", numberJson(handOff.height)},
-              {"reason", HandOff::describe(handOff.reason)},
-              {"jetStillActive", handOff.jetStillActive}}},
-            {"continuityRatio", numberJson(field.continuityRatio())},
-            {"passiveFrom", numberJson(field.passiveStart())},
-            {"end",
-             {{"downwindDistance", numberJson(field.endDistance())}, {"atDistance", field.endsAtDistance()}}},
-            {"groundLevelMaximum", ground},
-            {"levels", answers},
-            {"warnings", field.warnings()}};
-}
 
 // Runs one request: the scenario's text, the levels and the unit to show concentrations in, as the
 // command line runs a scenario (weather check, stopping concentration below the levels, bounded
@@ -403,40 +303,21 @@ json runRequest(const json &request) {
             {"field", summary.status == RunStatus::invalid ? inputOfValidationCode(code) : std::string()}};
     }
 
-    json messages = json::array();
-    for (const RunSummary::Message &message : summary.messages) {
-        messages.push_back({{"severity", RunSummary::severityName(message.severity)},
-                            {"text", message.text},
-                            {"code", message.code},
-                            {"level", message.level}});
-    }
-    answer["messages"] = messages;
-    answer["summary"] = summaryJson(model, summary, levels, *unit);
+    answer["messages"] = json::parse(RunJson::messages(summary));
+    answer["summary"] = json::parse(RunJson::summary(model, summary, levels, *unit));
     if (!summary.succeeded()) {
         return answer; // no figures, series or views from a run without results
     }
 
-    const ConcentrationConverter converter = ConcentrationConverter::forModel(model);
-    Atmosphere air = model.atmosphere();
-    json steps = json::object();
-    for (const PropertyTable::Series &series : PropertyTable::series()) {
-        json column = json::array();
-        for (const double value : PropertyTable::values(model, series)) {
-            column.push_back(numberJson(value));
-        }
-        steps[std::string(series.name)] = column;
-    }
-    json shown = json::array();
-    for (std::int32_t k = 0; k < model.numberOfOutputSteps(); ++k) {
-        shown.push_back(numberJson(converter.fromModel(model.centrelineConcentration(k), *unit,
-                                                       air.temperatureAt(model.centrelineLocation(3, k)))));
-    }
-    answer["steps"] = steps;
-    answer["concentrationShown"] = shown;
+    // The steps in the model's unit for the views, and the centreline concentration as shown.
+    answer["steps"] = json::parse(RunJson::steps(model, summary, ConcentrationConverter::modelUnit));
+    answer["concentrationShown"] =
+        json::parse(RunJson::steps(model, summary, *unit))["centrelineConcentration"];
 
     // Past the jet, the far field, ending where it falls below a tenth of the lowest level.
     const WholePlume &plume = *run.field;
-    answer["farField"] = farFieldJson(model, plume.farField(), levels, levelValues, *unit);
+    answer["farField"] =
+        json::parse(RunJson::farField(model, plume.farField(), levels, levelValues, *unit, false));
 
     if (model.numberOfOutputSteps() > 0) {
         const double bearing = model.referenceWindBearing() * kDegreesToRadians;

@@ -5,6 +5,7 @@
 #include "ostreljet/gases/PropertyTable.hpp"
 #include "ostreljet/inputs/InputRefusal.hpp"
 #include "ostreljet/inputs/Scenario.hpp"
+#include "ostreljet/results/RunJson.hpp"
 #include "ostreljet/units/ConcentrationConverter.hpp"
 #include "report/PageBuilder.hpp"
 #include "report/SummaryText.hpp"
@@ -257,13 +258,17 @@ std::string runJob(Job &job, const LevelRequest &request, double maxSeconds) {
         } catch (const LevelError &e) {
             throw std::invalid_argument(fmt::format("--levels: {}", e.what()));
         }
-        RunSummary summary = WholePlumeSummary::run(model, levels, scenario.farFieldOptions()).summary;
+        WholePlumeSummary::Result run = WholePlumeSummary::run(model, levels, scenario.farFieldOptions());
+        RunSummary &summary = run.summary;
         InputRefusal::annotate(summary, model);
-        // The same keys as `run --json`.
-        const nlohmann::ordered_json shared = jsonSummary(model, summary, request.levels, request.unit);
-        for (auto member = shared.begin(); member != shared.end(); ++member) {
-            result[member.key()] = json(member.value());
-        }
+        // The same keys and figures as `run --json`; the far field without its series.
+        result["ok"] = summary.succeeded();
+        result["status"] = runStatusName(summary.status);
+        result["unit"] = concentrationUnitWord(request.unit);
+        result["summary"] = json::parse(RunJson::summary(model, summary, request.levels, request.unit));
+        result["messages"] = json::parse(RunJson::messages(summary));
+        result["farField"] = json::parse(
+            RunJson::farField(model, run.field->farField(), request.levels, levels, request.unit, false));
         bool budgetSpent = false;
         for (const RunSummary::Message &message : summary.messages) {
             budgetSpent = budgetSpent || message.code == JetModel::budgetSpentCode ||

@@ -20,10 +20,6 @@ double shown(const JetModel &model, double value, double z, ConcentrationUnit un
                                                              report::ambientTemperatureAt(model, z));
 }
 
-std::string endWords(const FarField &field) {
-    return field.endsAtDistance() ? "the far-field distance" : "below a tenth of the lowest level";
-}
-
 } // namespace
 
 std::vector<report::SummaryLine> farFieldLines(const JetModel &model, const FarField &field,
@@ -42,11 +38,11 @@ std::vector<report::SummaryLine> farFieldLines(const JetModel &model, const FarF
                                   ? fmt::format(", dense to {} m then passive,", figure(field.passiveStart()))
                                   : std::string();
     lines.push_back(
-        {"Far field",
-         fmt::format("from {} m downwind, {} m up ({}, continuity ratio {}){} to {} m "
-                     "downwind ({})",
-                     figure(handOff.downwindDistance), figure(height), HandOff::describe(handOff.reason),
-                     figure(field.continuityRatio()), dense, figure(field.endDistance()), endWords(field))});
+        {"Far field", fmt::format("from {} m downwind, {} m up ({}, continuity ratio {}){} to {} m "
+                                  "downwind ({})",
+                                  figure(handOff.downwindDistance), figure(height),
+                                  HandOff::describe(handOff.reason), figure(field.continuityRatio()), dense,
+                                  figure(field.endDistance()), field.endReason())});
     std::string reach;
     for (std::size_t i = 0; i < request.levels.size() && i < request.levelsInModelUnit.size(); ++i) {
         const auto extent = field.levelExtent(request.levelsInModelUnit[i]);
@@ -72,60 +68,6 @@ std::vector<report::SummaryLine> farFieldLines(const JetModel &model, const FarF
     }
     lines.push_back({"Past the jet", reach});
     return lines;
-}
-
-nlohmann::ordered_json farFieldJson(const JetModel &model, const FarField &field,
-                                    const report::SummaryRequest &request) {
-    if (!field.computed()) {
-        return nullptr;
-    }
-    using json = nlohmann::ordered_json;
-    const HandOff &handOff = field.handOff();
-    json out;
-    out["handOff"] = {{"downwindDistance", handOff.downwindDistance},
-                      {"height", handOff.height},
-                      {"reason", HandOff::describe(handOff.reason)},
-                      {"jetStillActive", handOff.jetStillActive}};
-    out["continuityRatio"] = field.continuityRatio();
-    out["passiveFrom"] = field.passiveStart();
-    out["end"] = {{"downwindDistance", field.endDistance()}, {"reason", endWords(field)}};
-    if (const auto peak = field.groundLevelMaximum()) {
-        out["groundLevelMaximum"] = {{"value", shown(model, peak->value, 0.0, request.unit)},
-                                     {"downwindDistance", peak->downwind},
-                                     {"atEnd", peak->downwind >= field.endDistance() * (1.0 - 1e-12)}};
-    } else {
-        out["groundLevelMaximum"] = nullptr;
-    }
-    json levels = json::array();
-    for (std::size_t i = 0; i < request.levels.size() && i < request.levelsInModelUnit.size(); ++i) {
-        const auto extent = field.levelExtent(request.levelsInModelUnit[i]);
-        levels.push_back({{"level", request.levels[i].text()},
-                          {"farthestDownwind", extent ? json(extent->downwind) : json(nullptr)},
-                          {"exceededAtEnd", extent && extent->atEnd}});
-    }
-    out["levels"] = levels;
-    out["warnings"] = field.warnings();
-    json series;
-    json distance = json::array(), height = json::array(), sigmaY = json::array(), sigmaZ = json::array();
-    json centreline = json::array(), ground = json::array(), regime = json::array();
-    for (const FarFieldPoint &point : field.series()) {
-        distance.push_back(point.downwindDistance);
-        height.push_back(point.height);
-        sigmaY.push_back(point.sigmaY);
-        sigmaZ.push_back(point.sigmaZ);
-        centreline.push_back(shown(model, point.centrelineConcentration, point.height, request.unit));
-        ground.push_back(shown(model, point.groundLevelConcentration, 0.0, request.unit));
-        regime.push_back(point.regime == FarFieldRegime::dense ? "dense" : "passive");
-    }
-    series["downwindDistance"] = distance;
-    series["height"] = height;
-    series["sigmaY"] = sigmaY;
-    series["sigmaZ"] = sigmaZ;
-    series["centrelineConcentration"] = centreline;
-    series["groundLevelConcentration"] = ground;
-    series["regime"] = regime;
-    out["series"] = series;
-    return out;
 }
 
 } // namespace ostreljet::cli

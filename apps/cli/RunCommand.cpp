@@ -2,9 +2,9 @@
 #include "FarFieldOutput.hpp"
 #include "Support.hpp"
 
-#include "ostreljet/Version.hpp"
 #include "ostreljet/gases/PropertyTable.hpp"
 #include "ostreljet/inputs/Scenario.hpp"
+#include "ostreljet/results/RunJson.hpp"
 #include "ostreljet/units/ConcentrationConverter.hpp"
 #include "report/SummaryText.hpp"
 
@@ -25,6 +25,7 @@ struct RunOptions {
     std::string scenario;
     bool json = false;
     std::string csv;
+    std::string farFieldCsv;
     bool steps = false;
     bool quiet = false;
     std::string levels;
@@ -49,33 +50,6 @@ std::vector<std::vector<double>> allSeries(const JetModel &model, ConcentrationU
         columns.push_back(std::move(values));
     }
     return columns;
-}
-
-void printJson(const JetModel &model, const RunSummary &summary, const std::vector<Level> &levels,
-               ConcentrationUnit unit, const nlohmann::ordered_json &farField) {
-    std::string out = fmt::format("{{\"version\": {}, {}", jsonString(OSTRELJET_VERSION_STRING),
-                                  jsonSummaryMembers(model, summary, levels, unit));
-    out += ", \"farField\": " + farField.dump();
-    out += ", \"steps\": {";
-    std::vector<std::vector<double>> columns = allSeries(model, unit);
-    if (!summary.succeeded()) {
-        for (std::vector<double> &column : columns) {
-            column.clear(); // no figures from a run without results
-        }
-    }
-    const auto series = PropertyTable::series();
-    for (std::size_t c = 0; c < series.size(); ++c) {
-        out += fmt::format("{}\"{}\": [", c == 0 ? "" : ", ", series[c].name);
-        for (std::size_t k = 0; k < columns[c].size(); ++k) {
-            if (k > 0) {
-                out += ", ";
-            }
-            out += jsonNumber(columns[c][k]);
-        }
-        out += "]";
-    }
-    out += "}}\n";
-    fmt::print("{}", out);
 }
 
 // The summary block: a heading, then one "label: value" line per answer, the labels aligned.
@@ -156,6 +130,29 @@ void writeCsv(const JetModel &model, const std::string &path, ConcentrationUnit 
     });
 }
 
+// The far field's series as CSV: one row per point from the hand-off to its end, concentrations in `unit`
+// (mg/m³ at the ambient temperature of their height); only the header row when there is no far field.
+void writeFarFieldCsv(const JetModel &model, const FarField &field, const std::string &path,
+                      ConcentrationUnit unit) {
+    const ConcentrationConverter converter = ConcentrationConverter::forModel(model);
+    const std::string_view label = concentrationUnitLabel(unit);
+    writeFileAtomically(path, [&](std::FILE *out) {
+        fmt::print(out,
+                   "downwindDistance [m],height [m],sigmaY [m],sigmaZ [m],centrelineConcentration [{}],"
+                   "groundLevelConcentration [{}],regime\n",
+                   label, label);
+        for (const FarFieldPoint &point : field.series()) {
+            const double axis = converter.fromModel(point.centrelineConcentration, unit,
+                                                    report::ambientTemperatureAt(model, point.height));
+            const double ground = converter.fromModel(point.groundLevelConcentration, unit,
+                                                      report::ambientTemperatureAt(model, 0.0));
+            fmt::print(out, "{:.17g},{:.17g},{:.17g},{:.17g},{:.17g},{:.17g},{}\n", point.downwindDistance,
+                       point.height, point.sigmaY, point.sigmaZ, axis, ground,
+                       point.regime == FarFieldRegime::dense ? "dense" : "passive");
+        }
+    });
+}
+
 } // namespace
 
 void registerRunCommand(CLI::App &app) {
@@ -174,6 +171,12 @@ void registerRunCommand(CLI::App &app) {
                      "write the output steps to FILE as CSV with a header row instead of printing")
         ->type_name("FILE")
         ->excludes(json);
+    command
+        ->add_option(
+            "--far-field-csv", options->farFieldCsv,
+            "write the far field's series (downwind distance, height, sigmaY, sigmaZ, centreline and "
+            "ground-level concentration, regime) to FILE as CSV with a header row")
+        ->type_name("FILE");
     command->add_flag("--steps", options->steps, "print the output steps after the summary");
     command
         ->add_option(
@@ -194,6 +197,9 @@ void registerRunCommand(CLI::App &app) {
         if (!options->csv.empty()) {
             checkNotInput("--csv", options->csv, options->scenario);
         }
+        if (!options->farFieldCsv.empty()) {
+            checkNotInput("--far-field-csv", options->farFieldCsv, options->scenario);
+        }
         const Scenario scenario = loadScenario(options->scenario);
         JetModel model;
         scenario.applyTo(model);
@@ -205,9 +211,12 @@ void registerRunCommand(CLI::App &app) {
         if (!options->csv.empty() && summary.succeeded()) {
             writeCsv(model, options->csv, unit);
         }
+        if (!options->farFieldCsv.empty() && summary.succeeded()) {
+            writeFarFieldCsv(model, farField, options->farFieldCsv, unit);
+        }
         if (options->json) {
-            printJson(model, summary, levels, unit, farFieldJson(model, farField, request));
-        } else if (!options->quiet && options->csv.empty() &&
+            fmt::print("{}\n", RunJson::document(model, summary, farField, levels, modelLevels, unit));
+        } else if (!options->quiet && options->csv.empty() && options->farFieldCsv.empty() &&
                    (summary.succeeded() || summary.status == RunStatus::failed)) {
             const std::string gas = scenario.gas().empty() ? "" : fmt::format(" ({})", scenario.gas());
             printSummary(model, summary, request,

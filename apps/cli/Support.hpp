@@ -102,14 +102,6 @@ std::vector<double> levelsInModelUnit(const std::string &option, const std::vect
 std::vector<double> summaryLevels(const std::string &option, std::vector<Level> &levels,
                                   const JetModel &model, const Scenario &scenario);
 
-// The run's summary and messages as a JSON object {"ok", "status", "unit", "summary", "messages"}, the keys
-// that `run --json` and `batch` share; concentrations in `unit`, null for what is not computed.
-nlohmann::ordered_json jsonSummary(const JetModel &model, const RunSummary &summary,
-                                   const std::vector<Level> &levels, ConcentrationUnit unit);
-// The run's summary and messages as JSON members ("status", "summary", "messages"), concentrations in
-// `unit`; no braces around them.
-std::string jsonSummaryMembers(const JetModel &model, const RunSummary &summary,
-                               const std::vector<Level> &levels, ConcentrationUnit unit);
 // Prints "Messages:" and each message with its severity.
 void printMessages(const RunSummary &summary);
 // The end of a command whose run was not ok or warning: status 1 with the message that ended it.

@@ -354,4 +354,8 @@ std::optional<FarField::Maximum> FarField::groundLevelMaximum() const {
     return Maximum{series_[best].downwindDistance, series_[best].groundLevelConcentration};
 }
 
+std::string_view FarField::endReason() const {
+    return endsAtDistance_ ? "the far-field distance" : "below a tenth of the lowest level";
+}
+
 } // namespace ostreljet

@@ -56,6 +56,12 @@ TEST_F(BatchCommand, SweepsExpandAndFailingLinesDoNotStopTheBatch) {
     EXPECT_LT(lines[0]["last"]["centrelineConcentration"].get<double>(), 0.0101);
     EXPECT_GE(lines[0]["summary"]["greatestCentrelineHeight"]["z"].get<double>(), 20.0);
     EXPECT_EQ(lines[0]["budgetSpent"], false);
+    // The far field as `run --json` gives it, without its series.
+    ASSERT_TRUE(lines[0]["farField"].is_object()) << lines[0];
+    EXPECT_FALSE(lines[0]["farField"].contains("series"));
+    EXPECT_EQ(lines[0]["farField"]["levels"].size(), 2u);
+    EXPECT_EQ(lines[0]["farField"]["end"]["reason"], "the far-field distance");
+    EXPECT_EQ(lines[10]["farField"], nullptr); // a line that is not JSON runs nothing
     // The centreline falls below 10 % before 5 %, both downwind of the stack.
     const auto &levels = lines[0]["summary"]["levels"];
     ASSERT_EQ(levels.size(), 2u);

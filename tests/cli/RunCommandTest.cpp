@@ -103,6 +103,26 @@ TEST(RunCommand, JsonTableAndCsvShapes) {
         EXPECT_FALSE(std::getline(row, cell, ',')) << "row " << k << " has more than eight cells";
     }
     EXPECT_EQ(folder.entries(), std::set<std::string>{"steps.csv"}) << "a temporary file was left behind";
+    // The far field's CSV: the same series as the JSON's, row for row, the regime as a word.
+    const std::string farCsv = folder.file("far.csv");
+    ASSERT_EQ(run({kHotStack, "--far-field-csv", farCsv}).exitStatus, 0);
+    const std::vector<std::string> farRows = linesOf(readText(farCsv));
+    const nlohmann::ordered_json &series = far["series"];
+    ASSERT_EQ(farRows.size(), series["downwindDistance"].size() + 1);
+    EXPECT_EQ(farRows[0], "downwindDistance [m],height [m],sigmaY [m],sigmaZ [m],centrelineConcentration "
+                          "[volume fraction],groundLevelConcentration [volume fraction],regime");
+    for (const std::size_t k : {std::size_t{0}, farRows.size() - 2}) {
+        std::istringstream row(farRows[k + 1]);
+        std::string cell;
+        for (const char *name : {"downwindDistance", "height", "sigmaY", "sigmaZ", "centrelineConcentration",
+                                 "groundLevelConcentration"}) {
+            ASSERT_TRUE(std::getline(row, cell, ','));
+            EXPECT_EQ(std::strtod(cell.c_str(), nullptr), series[name][k].get<double>())
+                << name << " row " << k;
+        }
+        ASSERT_TRUE(std::getline(row, cell, ','));
+        EXPECT_EQ(cell, series["regime"][k]);
+    }
 }
 
 TEST(RunCommand, ExitStatusesAndUnwritableOutputs) {

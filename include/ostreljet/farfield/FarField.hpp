@@ -8,6 +8,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -63,6 +64,8 @@ public:
     // (else the centreline fell below a tenth of the lowest level).
     double endDistance() const { return endDistance_; }
     bool endsAtDistance() const { return endsAtDistance_; }
+    // Why it ends there: "the far-field distance" or "below a tenth of the lowest level".
+    std::string_view endReason() const;
     // Where the dense plume gives way to the passive one, m downwind (the hand-off when there is no
     // dense plume).
     double passiveStart() const { return passiveStart_; }
