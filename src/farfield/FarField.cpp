@@ -14,6 +14,26 @@ namespace ostreljet {
 
 namespace {
 
+// The Gaussian's spread at the hand-off, m, from the jet's matched one, sigma (m), at height h (m) under
+// the lid (m). The jet's profile ends at the ground and the lid while the Gaussian folds its tails back
+// by reflection, which would raise the axis concentration by the vertical factor there (up to twice, at
+// the ground). Widening both spreads by s, where the factor equals s^2, keeps the axis at the jet's
+// value and the flux at the release rate. Phases: bracket s from 1 (the factor is at least 1 there),
+// doubling until s^2 passes the factor, then bisect.
+double reflectedSpread(double sigma, double h, double lid) {
+    const auto excess = [&](double s) { return GaussianPlume::verticalFactor(h, h, s * sigma, lid) - s * s; };
+    if (!(sigma > 0.0) || !(excess(1.0) > 0.0))
+        return sigma;
+    double low = 1.0, high = 2.0;
+    while (excess(high) > 0.0 && high < 1e6)
+        high *= 2.0;
+    for (int i = 0; i < 100 && high - low > 1e-15 * high; ++i) {
+        const double mid = 0.5 * (low + high);
+        (excess(mid) > 0.0 ? low : high) = mid;
+    }
+    return 0.5 * (low + high) * sigma;
+}
+
 constexpr double kGasConstant = 8.31434; // J/(mol K), as the jet equations use
 constexpr double kGravity = 9.80665;     // m/s2
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
@@ -67,7 +87,7 @@ FarField::FarField(const JetModel &model, const FarFieldOptions &options) {
 
     passiveStart_ = handOff_.downwindDistance;
     passive_.height = height;
-    passive_.sigmaY0 = std::sqrt(kProfileAreaFactor) * handOff_.radius;
+    passive_.sigmaY0 = reflectedSpread(std::sqrt(kProfileAreaFactor) * handOff_.radius, height, lid_);
     passive_.sigmaZ0 = passive_.sigmaY0;
 
     if (handOff_.reason == HandOff::Reason::denseTouchdown) {

@@ -26,7 +26,7 @@ std::string seriesPlot(const std::string &id, const std::vector<double> &arc,
                        bool logarithmic, double marker, std::string_view markerName,
                        std::string_view yTitle) {
     SvgPlot plot(id, 360.0, 270.0);
-    plot.setMargins(66.0, 12.0, 14.0, 46.0);
+    plot.setMargins(66.0, 12.0, 22.0, 46.0); // room on the right for a five-digit last tick
     const auto [arcLow, arcHigh] = roundedRange(0.0, finiteRange(arc).second, 5);
     std::vector<double> all = values;
     if (reference != nullptr) {
@@ -148,7 +148,7 @@ std::string PageBuilder::atmospherePlots() const {
     const auto chart = [&](const std::string &id, const std::vector<Point> &points,
                            std::pair<double, double> range, std::string_view xTitle, bool fromZero) {
         SvgPlot plot(id, 545.0, 320.0);
-        plot.setMargins(66.0, 12.0, 14.0, 46.0);
+        plot.setMargins(66.0, 12.0, 22.0, 46.0); // room on the right for a five-digit last tick
         const auto [xLow, xHigh] = roundedRange(fromZero ? 0.0 : range.first, range.second, 6);
         plot.setRanges(xLow, xHigh, zLow, zHigh);
         Style marks;

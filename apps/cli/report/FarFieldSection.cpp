@@ -118,7 +118,7 @@ std::string FarFieldSection::render(const JetModel &model, const RunSummary &sum
     drawLogCurve(svg, centreline, lineStyle("#1f5fa8", 1.8));
     drawLogCurve(svg, ground, lineStyle("#c0561b", 1.8, "5 2"));
     const std::string unit(concentrationUnitLabel(request.unit));
-    logLogAxes(svg, "downwind distance from the stack (m)", fmt::format("concentration ({})", unit));
+    logLogAxes(svg, "downwind distance from the stack [m]", fmt::format("concentration [{}]", unit));
 
     std::string out = fmt::format(
         "<p>From {} m downwind, {} m up, the far field carries the plume on ({}; continuity ratio {}) to {} "
