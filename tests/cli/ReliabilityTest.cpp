@@ -4,6 +4,7 @@
 #include "cli/CliTestSupport.hpp"
 
 #include <chrono>
+#include <grp.h>
 #include <signal.h>
 #include <sys/stat.h>
 
@@ -239,6 +240,89 @@ TEST(FileWriting, HardLinksLongNamesAndFifosWithoutReader) {
     expectUsageError(cli({"run", kVent, "--csv", fifo}),
                      "cannot write '" + fifo + "': it is a FIFO that no process is reading");
     EXPECT_LT(secondsSince(start), 5.0);
+}
+
+// Runs the tool as the unprivileged user nobody (which root alone can do), its output discarded; returns
+// its exit status.
+int cliAsNobody(const std::vector<std::string> &arguments) {
+    std::vector<std::string> strings{OSTRELJET_CLI_PATH};
+    strings.insert(strings.end(), arguments.begin(), arguments.end());
+    std::vector<char *> argv;
+    for (std::string &s : strings) {
+        argv.push_back(s.data());
+    }
+    argv.push_back(nullptr);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        const int null = open("/dev/null", O_WRONLY);
+        dup2(null, STDOUT_FILENO);
+        dup2(null, STDERR_FILENO);
+        if (setgroups(0, nullptr) != 0 || setgid(65534) != 0 || setuid(65534) != 0) {
+            _exit(126);
+        }
+        execv(argv[0], argv.data());
+        _exit(127);
+    }
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+// Another user's files: one they may write is written in place (even in a folder they may not write, and
+// through a hard link), one they may not is refused; neither is replaced by a new file of theirs.
+TEST(FileWriting, AnotherUsersFilesAreWrittenInPlaceOrRefusedNeverReplaced) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can run the tool as another user";
+    }
+    TemporaryFolder folder;
+    fs::permissions(folder.file(""), fs::perms::all & ~fs::perms::others_write & ~fs::perms::group_write);
+    const std::string scenario = folder.write("vent.json", readText(kVent));
+    fs::permissions(scenario, fs::perms::owner_all | fs::perms::group_read | fs::perms::others_read);
+    const auto inodeOf = [](const std::string &path) {
+        struct stat status {};
+        ::stat(path.c_str(), &status);
+        return status.st_ino;
+    };
+    // A writable file in a folder the user may only read and enter.
+    fs::create_directory(folder.file("shut"));
+    const std::string inShut = folder.write("shut/steps.csv", "old\n");
+    fs::permissions(inShut, fs::perms::all & ~fs::perms::owner_exec & ~fs::perms::group_exec &
+                                ~fs::perms::others_exec);
+    const ino_t shutInode = inodeOf(inShut);
+    fs::permissions(folder.file("shut"), fs::perms::owner_all | fs::perms::group_read |
+                                             fs::perms::group_exec | fs::perms::others_read |
+                                             fs::perms::others_exec);
+    EXPECT_EQ(cliAsNobody({"run", scenario, "--csv", inShut}), 0);
+    EXPECT_EQ(readText(inShut).rfind("arclength [m],", 0), 0u);
+    EXPECT_EQ(inodeOf(inShut), shutInode);
+    EXPECT_EQ(fs::status(inShut).permissions(), fs::perms::owner_read | fs::perms::owner_write |
+                                                    fs::perms::group_read | fs::perms::group_write |
+                                                    fs::perms::others_read | fs::perms::others_write);
+    // In a folder anyone may write: a read-only file of root's is refused and kept; a writable one with a
+    // second name is written in place, both names showing the new content.
+    fs::create_directory(folder.file("open"));
+    fs::permissions(folder.file("open"), fs::perms::all);
+    const std::string theirs = folder.write("open/theirs.csv", "old\n");
+    fs::permissions(theirs, fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read);
+    EXPECT_EQ(cliAsNobody({"run", scenario, "--csv", theirs}), 2);
+    EXPECT_EQ(readText(theirs), "old\n");
+    const std::string shared = folder.write("open/shared.csv", "old\n");
+    fs::permissions(shared, fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read |
+                                fs::perms::group_write | fs::perms::others_read | fs::perms::others_write);
+    fs::create_hard_link(shared, folder.file("open/link.csv"));
+    EXPECT_EQ(cliAsNobody({"run", scenario, "--csv", folder.file("open/link.csv")}), 0);
+    EXPECT_EQ(readText(shared).rfind("arclength [m],", 0), 0u);
+    EXPECT_EQ(fs::hard_link_count(shared), 2u);
+    struct stat owner {};
+    ::stat(shared.c_str(), &owner);
+    EXPECT_EQ(owner.st_uid, 0u) << "the file was replaced by one of the other user's";
+    EXPECT_EQ((std::set<std::string>{"link.csv", "shared.csv", "theirs.csv"}), [&] {
+        std::set<std::string> names;
+        for (const auto &entry : fs::directory_iterator(folder.file("open"))) {
+            names.insert(entry.path().filename().string());
+        }
+        return names;
+    }()) << "a temporary file was left behind";
 }
 
 TEST(Numbers, DecimalOnlyWithAPlusEverywhereAndShortFigures) {
