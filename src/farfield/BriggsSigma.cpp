@@ -9,7 +9,7 @@ namespace {
 
 using Curve = BriggsSigma::Curve;
 
-// Briggs (1973) as tabulated by Hanna, Briggs and Hosker (1982), Table 4.5: open country.
+// Briggs (1973) as tabulated by Hanna, Briggs and Hosker (1982): open country.
 constexpr Curve kRuralY[6] = {{0.22, 0.0001, -0.5}, {0.16, 0.0001, -0.5}, {0.11, 0.0001, -0.5},
                               {0.08, 0.0001, -0.5}, {0.06, 0.0001, -0.5}, {0.04, 0.0001, -0.5}};
 constexpr Curve kRuralZ[6] = {{0.20, 0.0, 1.0},     {0.12, 0.0, 1.0},     {0.08, 0.0002, -0.5},

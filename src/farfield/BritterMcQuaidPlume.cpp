@@ -10,7 +10,8 @@ namespace ostreljet {
 namespace {
 
 // The fitted curves, one per ratio: beta is constant, then linear, constant again where stated, and linear
-// to alpha = 1 (CCPS 1999, section 2.3; Crowl and Louvar 2011): the (alpha, beta) corners.
+// to alpha = 1 (CCPS 1999; Crowl and Louvar 2011; the section numbers not checked against the books):
+// the (alpha, beta) corners.
 struct Corner {
     double alpha;
     double beta;

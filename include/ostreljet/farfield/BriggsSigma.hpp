@@ -8,7 +8,8 @@ namespace ostreljet {
 
 // Briggs's (1973) dispersion coefficients sigma_y(x) and sigma_z(x) of a passive plume, for open country
 // (rural) and cities (urban), as tabulated by Hanna, Briggs and Hosker (1982), Handbook on Atmospheric
-// Diffusion, DOE/TIC-11223, Table 4.5 (also Gifford 1976, Nuclear Safety 17(1), Table 4). Each is
+// Diffusion, DOE/TIC-11223 (also Gifford 1976, Nuclear Safety 17(1)); the table numbers in those books
+// were not checked against the originals. Each is
 // a x (1 + b x)^p with x the downwind distance from the (virtual) source in m, meant for 100 m to 10 km
 // and for averages over about 10 minutes. Immutable; any number of threads may use one at once.
 enum class FarFieldDispersion : std::int32_t { rural = 0, urban = 1 };
