@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <numbers>
 
 namespace ostreljet {
@@ -72,7 +73,28 @@ HandOff HandOff::find(const JetModel &model, const BriggsSigma &sigmas, double s
     const std::int32_t n = model.numberOfOutputSteps();
 
     const double riseEnds = finalRiseDistance(model, air);
+    // How far a step is from passing the three passive tests: the greatest of their margins, each 0 where
+    // its test is just met (the speed test: excess over its limit, less 1; density and growth alike).
+    // The hand-off lies where the margin crosses 0, interpolated between the steps on either side, so
+    // that it moves little when the steps do.
     HandOff result;
+    HandOff previous;
+    double previousMargin = 0.0;
+    const auto between = [](const HandOff &a, const HandOff &b, double f) {
+        const auto mix = [f](double x, double y) { return x + f * (y - x); };
+        HandOff h = b;
+        h.downwindDistance = mix(a.downwindDistance, b.downwindDistance);
+        h.crosswindOffset = mix(a.crosswindOffset, b.crosswindOffset);
+        h.height = mix(a.height, b.height);
+        h.radius = mix(a.radius, b.radius);
+        h.jetConcentration = mix(a.jetConcentration, b.jetConcentration);
+        h.centrelineTemperature = mix(a.centrelineTemperature, b.centrelineTemperature);
+        h.reducedGravity = mix(a.reducedGravity, b.reducedGravity);
+        h.excessSpeed = mix(a.excessSpeed, b.excessSpeed);
+        h.ambientSpread = mix(a.ambientSpread, b.ambientSpread);
+        h.densityParameter = mix(a.densityParameter, b.densityParameter);
+        return h;
+    };
     for (std::int32_t i = 0; i < n; ++i) {
         const vector3 &p = locations[i];
         const double z = p.z();
@@ -109,26 +131,30 @@ HandOff HandOff::find(const JetModel &model, const BriggsSigma &sigmas, double s
         result.ambientSpread = spread;
         result.densityParameter = parameter;
 
-        bool growthPassive = false;
+        double growthMargin = std::numeric_limits<double>::infinity();
         if (i > 0) {
-            const vector3 &q = locations[i - 1];
-            const double previous =
-                (q.x() - model.stackLocationX()) * wx + (q.y() - model.stackLocationY()) * wy;
-            const double run = result.downwindDistance - previous;
+            const double run = result.downwindDistance - previous.downwindDistance;
             const double sigma = std::sqrt(k1) * rp;
             const double xy = sigmas.distanceForSigmaY(sigma / sigmaYFactor);
             const double xz = sigmas.distanceForSigmaZ(sigma);
             const double slopeY = sigmaYFactor * sigmas.sigmaYSlope(xy);
             const double slopeZ = std::isnan(xz) ? slopeY : sigmas.sigmaZSlope(xz);
             const double jetSlope = std::sqrt(k1) * (rp - radii[i - 1]) / run;
-            growthPassive = run > 0.0 && jetSlope <= std::sqrt(slopeY * slopeZ);
+            if (run > 0.0)
+                growthMargin = jetSlope / std::sqrt(slopeY * slopeZ) - 1.0;
         }
-        const bool densityPassive = gPrime < 0.0 && riseEnds > 0.0 ? result.downwindDistance >= riseEnds
-                                                                   : parameter < kDensityThreshold;
-        const bool speedPassive = excess <= spread && excess <= kExcessSpeedFraction * localWind;
+        const bool buoyant = gPrime < 0.0 && riseEnds > 0.0;
+        const double densityMargin =
+            buoyant ? (riseEnds - result.downwindDistance) / riseEnds : parameter / kDensityThreshold - 1.0;
+        const double speedMargin = excess / std::min(spread, kExcessSpeedFraction * localWind) - 1.0;
+        const bool densityPassive = buoyant ? densityMargin <= 0.0 : densityMargin < 0.0;
+        const bool speedPassive = speedMargin <= 0.0;
+        const double margin = std::max({densityMargin, speedMargin, growthMargin});
         result.jetStillActive = !(densityPassive && speedPassive);
-        if (i > 0 && densityPassive && speedPassive && growthPassive) {
+        if (i > 0 && densityPassive && speedPassive && growthMargin <= 0.0) {
             result.reason = Reason::passiveTransition;
+            if (i > 1 && previousMargin > 0.0 && std::isfinite(previousMargin))
+                result = between(previous, result, previousMargin / (previousMargin - margin));
             return result;
         }
         const bool dense = gPrime > 0.0 && parameter >= kDensityThreshold;
@@ -136,12 +162,17 @@ HandOff HandOff::find(const JetModel &model, const BriggsSigma &sigmas, double s
         // followed down to the ground by the jet model.
         if (i > 0 && z - rp <= 0.0 && dense && speedPassive) {
             result.reason = Reason::denseTouchdown;
+            const double above = previous.height - previous.radius;
+            if (above > 0.0)
+                result = between(previous, result, above / (above - (z - rp)));
             return result;
         }
         if (i > 0 && z <= 1e-6 * std::max(1.0, rp)) {
             result.reason = dense ? Reason::denseTouchdown : Reason::touchdown;
             return result;
         }
+        previous = result;
+        previousMargin = margin;
     }
     result.reason = Reason::endOfJet;
     return result;

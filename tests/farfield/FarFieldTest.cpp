@@ -109,6 +109,13 @@ TEST(FarField, ConservesMassAndIsContinuousAtAPassiveHandOff) {
         if (field.handOff().reason == HandOff::Reason::passiveTransition) {
             EXPECT_GE(field.continuityRatio(), 0.9) << r.name;
             EXPECT_LE(field.continuityRatio(), 1.1) << r.name;
+            // Where the tests' margins cross between two steps, not at the step that first passes them.
+            const auto downwindOf = [&](std::int32_t k) {
+                return r.model->centrelineLocations()[k].x() - r.model->stackLocationX();
+            };
+            const HandOff &h = field.handOff();
+            EXPECT_GT(h.downwindDistance, downwindOf(h.step - 1)) << r.name;
+            EXPECT_LT(h.downwindDistance, downwindOf(h.step)) << r.name;
         }
         // The series starts at the hand-off with the far field's own value there.
         ASSERT_FALSE(field.series().empty());

@@ -10,7 +10,8 @@ namespace ostreljet {
 
 class JetModel;
 
-// Where a jet run hands over to the far field, and why: the first output step at which
+// Where a jet run hands over to the far field, and why: the first output step at which (interpolated
+// back to where the passive tests' greatest margin, or the lower edge's height, crosses 0)
 //  - passive transition: all of
 //    . density: for a plume heavier than the air, its density excess no longer matters by the criterion
 //      of Britter and McQuaid (1988) for continuous releases, (g' D / u^2)^(1/3) < 0.15, with D the square
@@ -38,7 +39,7 @@ public:
     };
 
     Reason reason = Reason::endOfJet;
-    std::int32_t step = 0;              // output step of the hand-off
+    std::int32_t step = 0;              // the first output step at or past the hand-off
     double downwindDistance = 0.0;      // m from the stack along the wind
     double crosswindOffset = 0.0;       // m, to the left of the wind
     double height = 0.0;                // m, of the centreline
