@@ -544,6 +544,9 @@ function renderAlongTheWind(answer) {
   const container = $('plot-along-wind');
   container.classList.remove('no-plot');
   state.alongTheWind = null;
+  // A run without results has no footprint either.
+  $('download-footprint').disabled = !answer.views;
+  $('download-footprint').title = answer.views ? '' : 'No footprint: the run has no results';
   if (!answer.views) {
     container.textContent = !answer.status ? 'No run.'
       : `No plot: the run's status is ${answer.status}, and it has no results (see the summary).`;
@@ -600,7 +603,8 @@ function downloadFootprint() {
     answer = { ok: false, error: { message: `the model failed: ${error && error.message ? error.message : error}`, field: '' } };
   }
   if (!answer.ok) {
-    $('error-height').textContent = `no footprint: ${answer.error.message}`;
+    if (answer.error.field === 'levels') showFieldError('levels', answer.error.message);
+    else $('error-height').textContent = `no footprint: ${answer.error.message}`;
     return;
   }
   state.lastFootprint = answer.geojson;

@@ -635,8 +635,9 @@ def main():
         check("refused" in figures["status"] and "has no results" in figures["text"],
               f"the refused run says so in the status line and in place of the plots: {figures['status']!r}")
         check("steps" not in answer and "views" not in answer, "the refused run's answer holds no series")
-        check("has no results" in browser.evaluate("document.getElementById('plot-along-wind').textContent"),
-              "the refused run has no plot along the wind, and says why")
+        check("has no results" in browser.evaluate("document.getElementById('plot-along-wind').textContent") and
+              browser.evaluate("document.getElementById('download-footprint').disabled"),
+              "the refused run has no plot along the wind, says why, and offers no footprint")
         screenshot(browser, screenshots, "ostreljet-page-refused.png")
 
         # A gas 4.3 times as dense as air: a failed run, its message, and no figure.
