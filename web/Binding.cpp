@@ -1,4 +1,4 @@
-// The browser page's way into the library: two functions that take and return JSON text, so that the
+// The browser page's way into the library: functions that take and return JSON text, so that the
 // page holds no model of its own. Every exception ends as an {"ok": false, "error": ...} answer.
 
 #include "ostreljet/Version.hpp"
@@ -19,6 +19,8 @@
 #include "ostreljet/jet/RunField.hpp"
 #include "ostreljet/jet/RunStatus.hpp"
 #include "ostreljet/jet/RunSummary.hpp"
+#include "ostreljet/mapping/FootprintWriter.hpp"
+#include "ostreljet/mapping/LevelFootprints.hpp"
 #include "ostreljet/results/RunJson.hpp"
 #include "ostreljet/units/ConcentrationConverter.hpp"
 #include "ostreljet/units/ConcentrationUnit.hpp"
@@ -241,24 +243,33 @@ json numberJson(double value) {
 
 using Refusal = std::pair<std::string, std::string>; // message, the input or control it names
 
-// Runs one request: the scenario's text, the levels and the unit to show concentrations in, as the
-// command line runs a scenario (weather check, stopping concentration below the levels, bounded
-// work). Phases: read the scenario and the levels; run; the status and the summary; for a run with
-// results only, the series and the views.
-json runRequest(const json &request) {
+// The request's scenario, or a refusal naming the input its reader quotes.
+Scenario scenarioOf(const json &request) {
     const std::string text = request.value("scenario", std::string("{}"));
-    const Scenario scenario = [&] {
-        try {
-            return Scenario::fromText(text, "scenario");
-        } catch (const ScenarioError &error) {
-            throw Refusal(error.what(), inputQuotedIn(error.what()));
-        }
-    }();
+    try {
+        return Scenario::fromText(text, "scenario");
+    } catch (const ScenarioError &error) {
+        throw Refusal(error.what(), inputQuotedIn(error.what()));
+    }
+}
+
+// The request's concentration unit ("vol" when it names none), or a refusal.
+std::optional<ConcentrationUnit> unitOf(const json &request) {
     const std::string unitWord = request.value("unit", std::string("vol"));
     const std::optional<ConcentrationUnit> unit = parseConcentrationUnit(unitWord);
     if (!unit) {
         throw Refusal("unknown concentration unit \"" + unitWord + "\"", "unit");
     }
+    return unit;
+}
+
+// Runs one request: the scenario's text, the levels and the unit to show concentrations in, as the
+// command line runs a scenario (weather check, stopping concentration below the levels, bounded
+// work). Phases: read the scenario and the levels; run; the status and the summary; for a run with
+// results only, the series and the views.
+json runRequest(const json &request) {
+    const Scenario scenario = scenarioOf(request);
+    const std::optional<ConcentrationUnit> unit = unitOf(request);
 
     JetModel model;
     scenario.applyTo(model);
@@ -317,7 +328,7 @@ json runRequest(const json &request) {
     // Past the jet, the far field, ending where it falls below a tenth of the lowest level.
     const WholePlume &plume = *run.field;
     answer["farField"] =
-        json::parse(RunJson::farField(model, plume.farField(), levels, levelValues, *unit, false));
+        json::parse(RunJson::farField(model, plume.farField(), levels, levelValues, *unit, true));
 
     if (model.numberOfOutputSteps() > 0) {
         const double bearing = model.referenceWindBearing() * kDegreesToRadians;
@@ -340,6 +351,61 @@ json runRequest(const json &request) {
         answer["views"] = views(model, plume, frame, planHeight, na, (na + 1) / 2, reach);
     }
     return answer;
+}
+
+// The footprint of each level at a height as a GeoJSON text in the site frame, as `ostreljet footprint`
+// writes it without an origin (the browser has no PROJ). Phases: read the scenario, unit, levels and
+// height; run; the footprints, labelled with the scenario's name.
+json footprintRequest(const json &request) {
+    const Scenario scenario = scenarioOf(request);
+    const std::optional<ConcentrationUnit> unit = unitOf(request);
+    std::vector<Level> levels;
+    const std::string levelText = request.value("levels", std::string());
+    try {
+        if (!levelText.empty()) {
+            levels = Level::parseList(levelText, *unit);
+        }
+    } catch (const LevelError &error) {
+        throw Refusal(error.what(), "levels");
+    }
+    double z = 0.0;
+    if (request.contains("height")) {
+        if (!request["height"].is_number() || !std::isfinite(request["height"].get<double>()) ||
+            request["height"].get<double>() < 0.0) {
+            throw Refusal("the footprint's height " + request["height"].dump() +
+                              " is not a height in m at or above the ground",
+                          "height");
+        }
+        z = request["height"].get<double>();
+    }
+
+    JetModel model;
+    scenario.applyTo(model);
+    model.setEvaluationBudget(JetModel::recommendedEvaluationBudget); // every run ends in bounded time
+    WholePlumeSummary::Result run = WholePlumeSummary::run(model, {}, scenario.farFieldOptions());
+    InputRefusal::annotate(run.summary, model);
+    if (!run.summary.succeeded()) {
+        throw Refusal("no footprint: the run's status is " + std::string(runStatusName(run.summary.status)) +
+                          " and it has no results",
+                      "");
+    }
+    if (levels.empty()) {
+        levels = Level::defaults(scenario.gas(), model.stoppingConcentration());
+    }
+    mapping::FootprintSearch search;
+    search.points = std::clamp(request.value("points", search.points), 11, 10001);
+    search.threads = 1; // the page runs on one thread
+    const std::string name = request.value("scenarioName", std::string("scenario.json"));
+    std::vector<mapping::LabelledFootprint> footprints;
+    try {
+        footprints = mapping::levelFootprints(model, levels, scenario.gas(), *unit, z,
+                                              scenario.farFieldOptions(), search, name);
+    } catch (const LevelError &error) {
+        throw Refusal(error.what(), "levels");
+    }
+    return {{"ok", true},
+            {"geojson", mapping::footprintGeoJson(footprints, nullptr)},
+            {"coordinates", mapping::kSiteFrameCoordinates}};
 }
 
 } // namespace
@@ -425,10 +491,25 @@ std::string run(const std::string &requestText) {
     }
 }
 
+// The footprints of the request {"scenario": TEXT, "levels": "LFL,2%", "unit": "vol", "height": m,
+// "scenarioName": "vent.json"}: {"ok": true, "geojson": TEXT, "coordinates": what they are}.
+std::string footprint(const std::string &requestText) {
+    try {
+        return footprintRequest(json::parse(requestText)).dump();
+    } catch (const Refusal &refusal) {
+        return errorAnswer(refusal.first, refusal.second).dump();
+    } catch (const std::exception &error) {
+        return errorAnswer(error.what(), "").dump();
+    } catch (...) {
+        return errorAnswer("unexpected error in the model", "").dump();
+    }
+}
+
 } // namespace ostreljet::web
 
 EMSCRIPTEN_BINDINGS(ostreljet) {
     emscripten::function("describe", &ostreljet::web::describe);
     emscripten::function("run", &ostreljet::web::run);
     emscripten::function("number", &ostreljet::web::number);
+    emscripten::function("footprint", &ostreljet::web::footprint);
 }

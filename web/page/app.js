@@ -11,6 +11,8 @@ const state = {
   timer: null,
   runs: 0,
   lastAnswer: null,
+  scenarioName: 'scenario.json', // the name footprints carry: the opened file's, or the example's
+  lastFootprint: null,  // the text of the last footprint downloaded
   openedAt: performance.now(),
   firstPlotMs: null,
 };
@@ -535,7 +537,90 @@ function levelEntries(answer) {
   return (answer.summary ? answer.summary.levels : []).map((l) => ({ model: l.model, label: l.level }));
 }
 
+// The concentration along the wind on log-log axes, as the command line's report draws it: the jet's
+// centreline to the hand-off, then the far field's axis and the ground below it, to the far field's end,
+// with the levels across it. Returns the curves drawn (for the page's checks).
+function renderAlongTheWind(answer) {
+  const container = $('plot-along-wind');
+  container.classList.remove('no-plot');
+  state.alongTheWind = null;
+  // A run without results has no footprint either.
+  $('download-footprint').disabled = !answer.views;
+  $('download-footprint').title = answer.views ? '' : 'No footprint: the run has no results';
+  if (!answer.views) {
+    container.textContent = !answer.status ? 'No run.'
+      : `No plot: the run's status is ${answer.status}, and it has no results (see the summary).`;
+    container.classList.add('no-plot');
+    return;
+  }
+  const far = answer.farField;
+  const handOff = far ? far.handOff.downwindDistance : Infinity;
+  const jet = [];
+  for (let k = 0; k < answer.views.downwind.length; k++) {
+    if (answer.views.downwind[k] > handOff) break;
+    jet.push([answer.views.downwind[k], answer.concentrationShown[k]]);
+  }
+  const curves = [{ label: "jet's centreline", colour: '#0b2a55', width: 2, points: jet, className: 'curve-jet' }];
+  const marks = [];
+  if (far) {
+    const s = far.series;
+    curves.push({ label: "far field's axis", colour: '#1f5fa8', width: 1.8, className: 'curve-axis',
+      points: s.downwindDistance.map((x, i) => [x, s.centrelineConcentration[i]]) });
+    curves.push({ label: 'ground below it', colour: '#c0561b', width: 1.8, dash: '5 2', className: 'curve-ground',
+      points: s.downwindDistance.map((x, i) => [x, s.groundLevelConcentration[i]]) });
+    marks.push({ at: far.handOff.downwindDistance, label: 'hand-off', className: 'hand-off' });
+    marks.push({ at: far.end.downwindDistance, label: 'end: not computed beyond', className: 'run-end' });
+  }
+  const levels = answer.summary.levels.map((l) => ({ value: l.value, label: l.level }));
+  const unit = answer.unit.label;
+  const ranges = logLogPlot(container, curves, levels, marks, {
+    title: 'concentration along the wind, log-log', xLabel: 'downwind distance from the stack (m)',
+    yLabel: `concentration (${unit})`,
+  });
+  state.alongTheWind = ranges ? { curves, marks, ranges } : null;
+}
+
+// Runs the scenario again for the footprint of each level at the chosen height and downloads it as
+// GeoJSON in the site frame, as `ostreljet footprint` writes it without an origin.
+function downloadFootprint() {
+  const field = $('footprint-height');
+  $('error-height').textContent = '';
+  field.classList.remove('invalid');
+  const read = JSON.parse(state.model.number(field.value.trim()));
+  if (!read.ok || read.value < 0) {
+    $('error-height').textContent = `height "${field.value}" ${read.ok ? 'is below the ground' : read.reason}`;
+    field.classList.add('invalid');
+    return;
+  }
+  const request = {
+    scenario: compactScenario(), levels: $('levels').value.trim(), unit: $('unit').value,
+    height: read.value, scenarioName: state.scenarioName,
+  };
+  let answer;
+  try {
+    answer = JSON.parse(state.model.footprint(JSON.stringify(request)));
+  } catch (error) {
+    answer = { ok: false, error: { message: `the model failed: ${error && error.message ? error.message : error}`, field: '' } };
+  }
+  if (!answer.ok) {
+    if (answer.error.field === 'levels') showFieldError('levels', answer.error.message);
+    else $('error-height').textContent = `no footprint: ${answer.error.message}`;
+    return;
+  }
+  state.lastFootprint = answer.geojson;
+  const blob = new Blob([answer.geojson], { type: 'application/geo+json' });
+  const link = document.createElement('a');
+  link.href = URL.createObjectURL(blob);
+  link.download = `${state.scenarioName.replace(/\.json$/i, '')}-footprint.geojson`;
+  document.body.appendChild(link);
+  link.click();
+  link.remove();
+  setTimeout(() => URL.revokeObjectURL(link.href), 1000);
+  $('status').textContent = `footprint written: ${link.download} (${answer.coordinates})`;
+}
+
 function renderPlots(answer) {
+  renderAlongTheWind(answer);
   const ids = ['plot-side', 'plot-plan-height', 'plot-plan-ground', 'plot-concentration', 'plot-temperature', 'plot-velocity'];
   if (!answer.views) {
     const why = !answer.status ? 'No run.'
@@ -628,19 +713,20 @@ function start(model) {
   $('unit').addEventListener('change', () => { updateAddress(); runNow(); });
   $('levels').addEventListener('input', () => { updateAddress(); clearTimeout(state.timer); state.timer = setTimeout(runNow, 300); });
   $('save-file').addEventListener('click', saveScenario);
+  $('download-footprint').addEventListener('click', downloadFootprint);
   $('copy-link').addEventListener('click', () => {
     if (navigator.clipboard) navigator.clipboard.writeText(location.href).catch(() => {});
     $('status').textContent = 'link copied: the address holds this scenario, its levels and unit';
   });
   $('example').addEventListener('change', () => {
     const name = $('example').value;
-    if (name) loadScenarioText(OSTRELJET_EXAMPLES[name], name);
+    if (name && loadScenarioText(OSTRELJET_EXAMPLES[name], name)) state.scenarioName = `${name}.json`;
     $('example').value = '';
   });
   $('open-file').addEventListener('change', () => {
     const file = $('open-file').files[0];
     if (!file) return;
-    file.text().then((text) => loadScenarioText(text, file.name));
+    file.text().then((text) => { if (loadScenarioText(text, file.name)) state.scenarioName = file.name; });
     $('open-file').value = '';
   });
   window.addEventListener('hashchange', () => {
@@ -653,7 +739,9 @@ function start(model) {
   const read = readAddress();
   applyAddressControls(read);
   if (read.scenario === null || !loadScenarioText(read.scenario, 'the address')) {
-    loadScenarioText(OSTRELJET_EXAMPLES.vertical_buoyant_vent, 'vertical_buoyant_vent');
+    if (loadScenarioText(OSTRELJET_EXAMPLES.vertical_buoyant_vent, 'vertical_buoyant_vent')) {
+      state.scenarioName = 'vertical_buoyant_vent.json';
+    }
   }
 }
 

@@ -245,3 +245,113 @@ function fieldPlot(container, given, levels, options) {
   if (notComputed) entries.push({ colour: '#455a64', label: 'not computed beyond (hatched)', dash: '2 3' });
   legend(frame, entries);
 }
+
+// Log-log plots, laid out as the command line's report lays them out: whole decades on both axes, ticks
+// at 1, 2 and 5 of each decade (whole decades only when those are too many), labels as plain numbers from
+// 0.0001 to below a million and as powers of ten beyond.
+function wholeDecades(low, high) {
+  const slack = 1e-9;
+  const a = Math.floor(Math.log10(low) + slack);
+  const b = Math.ceil(Math.log10(high) - slack);
+  return [a, Math.max(b, a + 1)];
+}
+
+function logLogTicks(a, b, maxCount = 8) {
+  const ticks = [];
+  for (let e = a; e <= b; e++) for (const m of [1, 2, 5]) if (e < b || m === 1) ticks.push(m * Math.pow(10, e));
+  if (ticks.length <= maxCount) return ticks;
+  for (const stride of [1, 2, 5, 10, 20, 50, 100]) {
+    const decades = [];
+    for (let e = a; e <= b; e++) if (e % stride === 0) decades.push(Math.pow(10, e));
+    if (decades.length <= maxCount) return decades;
+  }
+  return [Math.pow(10, a), Math.pow(10, b)];
+}
+
+function logTickText(value) {
+  if (value >= 1e-4 && value < 1e6) {
+    const decimals = Math.max(0, Math.ceil(-Math.log10(value) - 1e-9));
+    return value.toFixed(decimals);
+  }
+  const exponent = Math.floor(Math.log10(value) + 1e-9);
+  const mantissa = value / Math.pow(10, exponent);
+  const superscript = (n) => String(n).replace('-', '\u207b').replace(/\d/g, (d) => '\u2070\u00b9\u00b2\u00b3\u2074\u2075\u2076\u2077\u2078\u2079'[d]);
+  return (Math.abs(mantissa - 1) > 1e-6 ? `${Number(mantissa.toPrecision(2))}\u00d7` : '') + `10${superscript(exponent)}`;
+}
+
+// Concentration along the wind on log-log axes: curves of [x, y] points (broken where a value is not
+// positive or not computed: a log axis has no place for it), horizontal level lines labelled at the right,
+// and vertical marks. Phases: the ranges in whole decades; the frame; levels, marks, curves, legend.
+function logLogPlot(container, curves, levels, marks, options) {
+  container.textContent = '';
+  let xLow = Infinity, xHigh = 0, yLow = Infinity, yHigh = 0;
+  for (const curve of curves) {
+    for (const [x, y] of curve.points) {
+      if (x > 0 && y > 0 && Number.isFinite(x) && Number.isFinite(y)) {
+        xLow = Math.min(xLow, x); xHigh = Math.max(xHigh, x); yLow = Math.min(yLow, y); yHigh = Math.max(yHigh, y);
+      }
+    }
+  }
+  if (!(xHigh > 0) || !(yHigh > 0)) {
+    container.textContent = 'Nothing to draw: no positive concentration along the plume.';
+    return null;
+  }
+  yLow = Math.max(yLow, yHigh * 1e-8); // levels far below every value would stretch the axis over empty decades
+  const [xa, xb] = wholeDecades(Math.max(xLow, 0.1), xHigh);
+  const [ya, yb] = wholeDecades(yLow, yHigh);
+  const width = options.width || 760, height = options.height || 380;
+  const margin = { left: 80, right: 30, top: 20, bottom: 50 };
+  const innerW = width - margin.left - margin.right, innerH = height - margin.top - margin.bottom;
+  const svg = svgElement('svg', { viewBox: `0 0 ${width} ${height}`, width: '100%', role: 'img', 'aria-label': options.title }, container);
+  const sx = (x) => margin.left + ((Math.log10(x) - xa) / (xb - xa)) * innerW;
+  const sy = (y) => margin.top + (1 - (Math.log10(y) - ya) / (yb - ya)) * innerH;
+  svgElement('rect', { x: margin.left, y: margin.top, width: innerW, height: innerH, class: 'plot-area' }, svg);
+  const axes = svgElement('g', { class: 'axes' }, svg);
+  for (const t of logLogTicks(xa, xb)) {
+    svgElement('line', { x1: sx(t), x2: sx(t), y1: margin.top, y2: margin.top + innerH, class: 'grid' }, axes);
+    svgElement('text', { x: sx(t), y: margin.top + innerH + 18, 'text-anchor': 'middle' }, axes).textContent = logTickText(t);
+  }
+  for (const t of logLogTicks(ya, yb)) {
+    svgElement('line', { x1: margin.left, x2: margin.left + innerW, y1: sy(t), y2: sy(t), class: 'grid' }, axes);
+    svgElement('text', { x: margin.left - 6, y: sy(t) + 4, 'text-anchor': 'end' }, axes).textContent = logTickText(t);
+  }
+  svgElement('text', { x: margin.left + innerW / 2, y: height - 8, 'text-anchor': 'middle', class: 'axis-label' }, axes).textContent = options.xLabel;
+  svgElement('text', { x: 14, y: margin.top + innerH / 2, 'text-anchor': 'middle', class: 'axis-label',
+    transform: `rotate(-90 14 ${margin.top + innerH / 2})` }, axes).textContent = options.yLabel;
+  const clipId = `clip-${container.id}`;
+  const clip = svgElement('clipPath', { id: clipId }, svgElement('defs', {}, svg));
+  svgElement('rect', { x: margin.left, y: margin.top, width: innerW, height: innerH }, clip);
+  const body = svgElement('g', { 'clip-path': `url(#${clipId})` }, svg);
+  const inside = (v, a, b) => v > 0 && Math.log10(v) >= a && Math.log10(v) <= b;
+  levels.forEach((level, i) => {
+    if (!inside(level.value, ya, yb)) return; // a level off the axes is not drawn
+    const colour = LEVEL_COLOURS[i % LEVEL_COLOURS.length];
+    svgElement('line', { x1: margin.left, x2: margin.left + innerW, y1: sy(level.value), y2: sy(level.value), stroke: colour,
+      'stroke-dasharray': '6 3', 'stroke-width': 1.2, class: 'level-line' }, body);
+    svgElement('text', { x: margin.left + innerW - 4, y: sy(level.value) - 4, 'text-anchor': 'end', fill: colour, class: 'level-label' }, svg)
+      .textContent = level.label;
+  });
+  for (const mark of marks) {
+    // A mark on the axes' edge is the edge itself: the plot ends there.
+    if (!(mark.at > 0 && Math.log10(mark.at) > xa && Math.log10(mark.at) < xb)) continue;
+    svgElement('line', { x1: sx(mark.at), x2: sx(mark.at), y1: margin.top, y2: margin.top + innerH, class: mark.className }, body);
+    svgElement('text', { x: sx(mark.at) + 4, y: margin.top + 14, class: 'mark-label' }, svg).textContent = mark.label;
+  }
+  for (const curve of curves) {
+    let piece = [];
+    const flush = () => {
+      if (piece.length > 1) svgElement('polyline', { points: piece.join(' '), fill: 'none', stroke: curve.colour, 'stroke-width': curve.width || 2,
+        'stroke-dasharray': curve.dash || '', class: curve.className }, body);
+      piece = [];
+    };
+    for (const [x, y] of curve.points) {
+      if (x > 0 && y > 0 && Number.isFinite(x) && Number.isFinite(y)) piece.push(`${sx(x).toFixed(2)},${sy(y).toFixed(2)}`);
+      else flush();
+    }
+    flush();
+  }
+  // The legend at the bottom left, where a plume falling away from its source leaves room.
+  const frame = { svg, margin: { left: margin.left, top: margin.top + innerH - 26 } };
+  legend(frame, curves.map((c) => ({ colour: c.colour, label: c.label, dash: c.dash })));
+  return { xRange: [Math.pow(10, xa), Math.pow(10, xb)], yRange: [Math.pow(10, ya), Math.pow(10, yb)] };
+}

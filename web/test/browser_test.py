@@ -19,6 +19,7 @@ import base64
 import html
 import io
 import json
+import math
 import os
 import re
 import shutil
@@ -309,6 +310,138 @@ CONTOUR_ENDS = """((view, level) => {
 })"""
 
 
+def native_run(cli, scenario_text):
+    """The native tool's whole `run --json` answer for a scenario text."""
+    with tempfile.NamedTemporaryFile("w", suffix=".json", delete=False) as handle:
+        handle.write(scenario_text)
+        path = handle.name
+    try:
+        result = subprocess.run([cli, "run", path, "--json"], capture_output=True, text=True, check=False)
+    finally:
+        os.unlink(path)
+    return json.loads(result.stdout)
+
+
+def native_footprint(cli, scenario_path, *options):
+    """The GeoJSON that the native tool's `footprint` writes for a scenario file, parsed."""
+    folder = tempfile.mkdtemp(prefix="ostreljet-footprint-")
+    try:
+        out = os.path.join(folder, "x.geojson")
+        result = subprocess.run([cli, "footprint", scenario_path, *options, "-o", out], capture_output=True,
+                                text=True, check=False)
+        if result.returncode != 0:
+            raise AssertionError(f"the native footprint failed: {result.stderr}")
+        return json.load(open(out))
+    finally:
+        shutil.rmtree(folder, ignore_errors=True)
+
+
+def same_geojson(page, native, path="$"):
+    """Where two parsed GeoJSON documents differ: numbers in coordinates to 1e-6 m, other numbers to 1e-12 of
+    their value (an area summed from them moves in its last bit with the browser's C library), all else
+    exactly; None when they agree."""
+    if isinstance(native, dict):
+        if not isinstance(page, dict) or sorted(page) != sorted(native):
+            return f"{path}: keys {sorted(page) if isinstance(page, dict) else page} against {sorted(native)}"
+        for key in native:
+            found = same_geojson(page[key], native[key], f"{path}.{key}")
+            if found:
+                return found
+        return None
+    if isinstance(native, list):
+        if not isinstance(page, list) or len(page) != len(native):
+            return f"{path}: {len(page) if isinstance(page, list) else page} items against {len(native)}"
+        for i, (a, b) in enumerate(zip(page, native)):
+            found = same_geojson(a, b, f"{path}[{i}]")
+            if found:
+                return found
+        return None
+    if ".coordinates" in path and isinstance(native, float):
+        return None if abs(page - native) <= 1e-6 else f"{path}: {page} against {native}"
+    if isinstance(native, float) and isinstance(page, (int, float)):
+        return None if close(page, native, 1e-12) else f"{path}: {page!r} against {native!r}"
+    return None if page == native and type(page) is type(native) else f"{path}: {page!r} against {native!r}"
+
+
+def page_footprint(browser, height, levels):
+    """Presses the page's "Download footprint" at a height for levels and returns the GeoJSON it wrote,
+    parsed."""
+    browser.evaluate(f"""(() => {{ window.ostreljet.lastFootprint = null;
+        document.getElementById('levels').value = {json.dumps(levels)};
+        document.getElementById('footprint-height').value = {json.dumps(height)};
+        document.getElementById('download-footprint').click(); }})()""")
+    return json.loads(browser.wait_for("window.ostreljet.lastFootprint", "the footprint's download", seconds=120))
+
+
+def downwind_of_steps(steps, bearing_degrees):
+    """The downwind distance of each output step from the stack (at the first step), m."""
+    b = math.radians(bearing_degrees)
+    x0, y0 = steps["x"][0], steps["y"][0]
+    return [(x - x0) * math.sin(b) + (y - y0) * math.cos(b) for x, y in zip(steps["x"], steps["y"])]
+
+
+def close(a, b, relative=0.0):
+    return abs(a - b) <= relative * max(abs(a), abs(b))
+
+
+def check_along_the_wind(browser, cli, label, scenario_text, bearing, steps_differ=False):
+    """The log-log plot's first and last points and its hand-off against the native `run --json`: the same
+    numbers where the page gives the native steps bit for bit; where the browser's C library moves the
+    steps (an unstable atmosphere), the first point to the integrator's tolerance, the hand-off within a
+    native step of the native one (it is taken at an output step) and the end to 2 % (it follows from
+    where the far field starts)."""
+    plot = browser.evaluate("window.ostreljet.alongTheWind")
+    native = native_run(cli, scenario_text)
+    far, steps = native["farField"], native["steps"]
+    downwind = downwind_of_steps(steps, bearing)
+    jet = next(c for c in plot["curves"] if c["className"] == "curve-jet")["points"]
+    ground = next(c for c in plot["curves"] if c["className"] == "curve-ground")["points"]
+    # The first point inside the axes: the steps straight above the stack lie at 0 m give or take 1e-30 m.
+    left = plot["ranges"]["xRange"][0]
+    first = next(k for k, d in enumerate(downwind) if d >= left and steps["centrelineConcentration"][k] > 0)
+    drawn = next(p for p in jet if p[0] >= left and p[1] > 0)
+    tight = 1e-5 if steps_differ else 1e-12
+    check(close(drawn[0], downwind[first], tight) and close(drawn[1], steps["centrelineConcentration"][first], tight),
+          f"{label}: the plot's first point inside its axes (from {left:g} m) is the native tool's step, {drawn} "
+          f"against [{downwind[first]}, {steps['centrelineConcentration'][first]}]")
+    hand_off = far["handOff"]["downwindDistance"]
+    marks = {m["label"]: m["at"] for m in plot["marks"]}
+    end = far["end"]["downwindDistance"]
+    if not steps_differ:
+        last_jet = max(k for k, d in enumerate(downwind) if d <= hand_off)
+        check(len(jet) == last_jet + 1 and close(jet[-1][0], downwind[last_jet], tight),
+              f"{label}: the jet's curve stops at the native tool's last step short of the hand-off, "
+              f"{jet[-1][0]:.6g} m")
+        check(close(marks["hand-off"], hand_off, tight), f"{label}: the hand-off is marked at the native tool's "
+              f"{hand_off:.6g} m")
+    else:
+        at = max(k for k, d in enumerate(downwind) if d <= hand_off)
+        step = max(downwind[at + 1] - downwind[at], downwind[at] - downwind[at - 1])
+        check(abs(marks["hand-off"] - hand_off) <= step and jet[-1][0] <= marks["hand-off"],
+              f"{label}: the hand-off is marked at {marks['hand-off']:.6g} m, within a native step ({step:.3g} m) "
+              f"of the native tool's {hand_off:.6g} m, and the jet's curve stops there")
+    series = far["series"]
+    last = max(i for i, d in enumerate(series["downwindDistance"]) if d <= end)
+    check(close(marks["end: not computed beyond"], end) and close(ground[-1][0], end) and
+          close(ground[-1][0], series["downwindDistance"][last]) and
+          close(ground[-1][1], series["groundLevelConcentration"][last], 0.02 if steps_differ else tight),
+          f"{label}: the ground's curve ends at the far field's end, marked, {ground[-1]} against "
+          f"[{end}, {series['groundLevelConcentration'][last]}]")
+    return plot
+
+
+def element_screenshot(browser, folder, name, element_id):
+    """A screenshot of one element of the page, to be looked at."""
+    box = browser.evaluate(f"""(() => {{ const e = document.getElementById({json.dumps(element_id)});
+        e.scrollIntoView(); const r = e.getBoundingClientRect();
+        return {{ x: r.left + scrollX, y: r.top + scrollY, width: r.width, height: r.height }}; }})()""")
+    shot = base64.b64decode(browser.call("Page.captureScreenshot", format="png", captureBeyondViewport=True,
+                                         clip=dict(box, scale=1))["data"])
+    os.makedirs(folder, exist_ok=True)
+    with open(os.path.join(folder, name), "wb") as handle:
+        handle.write(shot)
+
+
 def check(condition, text):
     if not condition:
         raise AssertionError(text)
@@ -356,6 +489,41 @@ def main():
         # A changed input: the wind drops to 2 m/s on the vent example.
         browser.evaluate("""(() => { const s = document.getElementById('example');
             s.value = 'vertical_buoyant_vent'; s.dispatchEvent(new Event('change')); })()""")
+        # Its footprints, downloaded from the page, are what the native `footprint` writes: its default
+        # levels at 22 m, in the jet, and 1e-4 and 1e-5 on the ground, the far field's (1e-5 to 2.8 km
+        # downwind; 1e-4 nowhere).
+        vent_path = os.path.join(examples_dir, "vertical_buoyant_vent.json")
+        for height, levels, reached in (("22", "", ["LFL", "LFL/2"]), ("0", "1e-4, 1e-5", ["1e-5"])):
+            mine = page_footprint(browser, height, levels)
+            options = ["--height", height] + (["--levels", levels.replace(" ", "")] if levels else [])
+            native = native_footprint(cli, vent_path, *options)
+            difference = same_geojson(mine, native)
+            check(difference is None, f"the vent's footprint at {height} m for {levels or 'its default levels'} is "
+                  f"the native tool's ({len(native['features'])} levels, coordinates to 1e-6 m): {difference}")
+            found = [f["properties"]["name"] for f in mine["features"] if f["geometry"] is not None]
+            check(found == reached, f"the vent's footprint at {height} m reaches {found}")
+        check(mine["coordinates"].startswith("site frame: metres east (x) and north (y)") and
+              mine["features"][0]["properties"]["scenario"] == "vertical_buoyant_vent.json" and
+              mine["features"][0]["properties"]["gas"] == "methane",
+              "the footprint says it is in the site frame and names the scenario and the gas")
+        browser.evaluate("document.getElementById('levels').value = ''")
+        # The carbon dioxide example's 1 % footprint, downloaded from the page, is the native one too.
+        browser.evaluate("""(() => { const s = document.getElementById('example');
+            s.value = 'horizontal_dense_release'; s.dispatchEvent(new Event('change')); })()""")
+        mine = page_footprint(browser, "0", "1%")
+        native = native_footprint(cli, os.path.join(examples_dir, "horizontal_dense_release.json"), "--levels", "1%")
+        difference = same_geojson(mine, native)
+        check(difference is None and mine["features"][0]["geometry"] is not None,
+              f"the carbon dioxide example's 1% footprint is the native tool's, "
+              f"{mine['features'][0]['properties']['area_m2']:.6g} m²: {difference}")
+        browser.evaluate("document.getElementById('levels').value = ''")
+        browser.evaluate("""(() => { const s = document.getElementById('example');
+            s.value = 'vertical_buoyant_vent'; s.dispatchEvent(new Event('change')); })()""")
+        browser.evaluate("document.getElementById('footprint-height').value = '-3'; "
+                         "document.getElementById('download-footprint').click()")
+        message = browser.evaluate("document.getElementById('error-height').textContent")
+        check(message == 'height "-3" is below the ground', f"a footprint below the ground is refused: {message!r}")
+        browser.evaluate("document.getElementById('footprint-height').value = '0'")
         set_field(browser, "referenceWindSpeed", 2)
         scenario = browser.evaluate("scenarioText()")
         check(json.loads(scenario)["referenceWindSpeed"] == 2, "the saved scenario holds the wind speed typed")
@@ -453,7 +621,13 @@ def main():
         ends = browser.evaluate(f"({CONTOUR_ENDS})(window.ostreljet.lastAnswer.views.side, "
                                 "window.ostreljet.lastAnswer.summary.levels[0].model)")
         check(ends["segments"] > 0 and ends["openEnds"] == 0, f"the vent's LFL region is closed in the side view: {ends}")
+        check_along_the_wind(browser, cli, "the vent example", json.dumps(vent), answer["windTowardsBearing"])
+        texts = browser.evaluate("[...document.querySelectorAll('#plot-along-wind text')].map(t => t.textContent)")
+        check("LFL" in texts and "LFL/2" in texts and "hand-off" in texts and
+              "downwind distance from the stack (m)" in texts and "concentration (volume fraction)" in texts,
+              "the log-log plot labels its levels, the hand-off and its axes with their units")
         screenshot(browser, screenshots, "ostreljet-page.png")
+        element_screenshot(browser, screenshots, "ostreljet-page-along-wind-vent.png", "plot-along-wind")
 
         # A refused hydrogen vent: its message with its figures, and no figure, table or plot.
         answer = open_scenario(browser, url, HYDROGEN_VENT)
@@ -473,6 +647,9 @@ def main():
         check("refused" in figures["status"] and "has no results" in figures["text"],
               f"the refused run says so in the status line and in place of the plots: {figures['status']!r}")
         check("steps" not in answer and "views" not in answer, "the refused run's answer holds no series")
+        check("has no results" in browser.evaluate("document.getElementById('plot-along-wind').textContent") and
+              browser.evaluate("document.getElementById('download-footprint').disabled"),
+              "the refused run has no plot along the wind, says why, and offers no footprint")
         screenshot(browser, screenshots, "ostreljet-page-refused.png")
 
         # A gas 4.3 times as dense as air: a failed run, its message, and no figure.
@@ -522,7 +699,10 @@ def main():
         check(browser.evaluate("document.querySelectorAll('#plot-side line.run-end').length") == 1 and
               browser.evaluate("document.querySelectorAll('#plot-side line.hand-off').length") == 1,
               "the side view marks the far field's start and the end of the modelled region")
+        check_along_the_wind(browser, cli, "the hot stack", json.dumps(HOT_STACK_TO_1E6), answer["windTowardsBearing"],
+                             steps_differ=True)
         screenshot(browser, screenshots, "ostreljet-page-incomplete.png")
+        element_screenshot(browser, screenshots, "ostreljet-page-along-wind-hot-stack.png", "plot-along-wind")
 
         # The wind given as where it comes from: the same run as the bearing it blows towards.
         westerly = dict(vent)
