@@ -79,9 +79,8 @@ double GaussianPlume::concentration(double q, double u, double sigmaY, double si
 void GaussianPlume::concentrations(double q, double u, double sigmaY, double sigmaZ, double y,
                                    const double *z, std::int64_t count, double h, double lid, double *out) {
     // The same sums in the same order as concentration() gives each point, so each value is the same to
-    // the bit; phases: the factor the points share; the image sources, those whose terms are exactly 0
-    // at every height of the row (exp underflows to 0 below -745.2) made infinite, and pairs of two such
-    // left out; each height's sum.
+    // the bit; phases: the factor the points share; the image sources, those whose terms the sum leaves
+    // out at every height of the row made infinite, and pairs of two such dropped; each height's sum.
     const double across = q / (2.0 * std::numbers::pi * sigmaY * sigmaZ * u) * crosswindFactor(y, sigmaY);
     if (across == 0.0 && sigmaZ > 0.0 && !std::isnan(lid)) {
         // Far to the side: the vertical factor is finite, so every product is 0.
@@ -103,14 +102,24 @@ void GaussianPlume::concentrations(double q, double u, double sigmaY, double sig
     const double twoSigmaSquared = 2.0 * sigmaZ * sigmaZ;
     double all[kMostCentres];
     const int total = imageCentres(h, sigmaZ, lid, all);
+    // Every height has a term at least as large as exp(-bound): the nearest centre's at its farthest.
+    auto farthest = [&](double centre) { return std::max(std::abs(low - centre), std::abs(high - centre)); };
+    double bound = std::numeric_limits<double>::infinity();
+    for (int i = 0; i < total; ++i)
+        bound = std::min(bound, farthest(all[i]) * farthest(all[i]) / twoSigmaSquared);
     double centres[kMostCentres];
     int kept = 0;
     for (int i = 0; i < total; i += 2) {
         double pair[2];
         for (int j = 0; j < 2; ++j) {
+            // A centre that imageSum leaves out at every height of the row (exactly 0, or negligible
+            // beside the largest term) is made infinite, which adds nothing there either.
             const double centre = all[i + j];
             const double gap = centre < low ? low - centre : centre > high ? centre - high : 0.0;
-            pair[j] = gap * gap / twoSigmaSquared > 746.0 ? std::numeric_limits<double>::infinity() : centre;
+            const double nearest = gap * gap / twoSigmaSquared;
+            pair[j] = nearest > 746.0 || nearest > bound + kNegligibleExponent
+                          ? std::numeric_limits<double>::infinity()
+                          : centre;
         }
         if (std::isfinite(pair[0]) || std::isfinite(pair[1])) {
             centres[kept++] = pair[0];
