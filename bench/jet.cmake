@@ -9,3 +9,6 @@ endforeach()
 # Side by side against another build of the library: side_by_side_bench BASELINE.so CANDIDATE.so DIR
 add_executable(side_by_side_bench ${CMAKE_CURRENT_LIST_DIR}/SideBySideBench.cpp)
 target_link_libraries(side_by_side_bench PRIVATE ${CMAKE_DL_LIBS})
+# Grids side by side against another build: grid_side_by_side_bench BASELINE.so CANDIDATE.so SCENARIO.json
+add_executable(grid_side_by_side_bench ${CMAKE_CURRENT_LIST_DIR}/GridSideBySideBench.cpp)
+target_link_libraries(grid_side_by_side_bench PRIVATE ${CMAKE_DL_LIBS})

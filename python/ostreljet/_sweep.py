@@ -101,32 +101,101 @@ def _base_inputs(base):
 def run_case(index, inputs, levels=None, unit="vol", cancellation=None):
     """One run of a sweep as a row: the run's index, its inputs, status, summary figures, messages and
     error. Never raises: a release that fails becomes a row with status "error" and the error's text."""
+    try:
+        with Model() as model:
+            return _run_on(model, index, inputs, levels, unit, cancellation)
+    except Exception as error:  # the library could not make a model: the row says so
+        return _error_row(index, inputs, error), {}
+
+
+def _error_row(index, inputs, error):
+    row = {"run": index}
+    row.update(inputs)
+    row.update({"status": "error", "messages": [], "error": "%s: %s" % (type(error).__name__, error)})
+    return row
+
+
+def _run_on(model, index, inputs, levels, unit, cancellation=None):
+    """run_case on a given model, whose inputs not named in inputs are already as wanted."""
     row = {"run": index}
     row.update(inputs)
     try:
-        with Model() as model:
-            if cancellation is not None and not cancellation.enter(model):
-                row.update({"status": "error", "messages": [], "error": "cancelled before it started"})
-                return row, {}
-            try:
-                model.set(**inputs)
-                row.update(model.to_dict())
-                model.run()
-                summary = model.summary(levels=levels, unit=unit)
-            finally:
-                if cancellation is not None:
-                    cancellation.leave(model)
-            row.update(summary.row())
-            row["messages"] = ["%s: %s" % pair for pair in summary.messages]
-            row["error"] = None
-            return row, summary.row_units()
+        if cancellation is not None and not cancellation.enter(model):
+            row.update({"status": "error", "messages": [], "error": "cancelled before it started"})
+            return row, {}
+        try:
+            model.set(**inputs)
+            row.update(model.to_dict())
+            model.run()
+            summary = model.summary(levels=levels, unit=unit)
+        finally:
+            if cancellation is not None:
+                cancellation.leave(model)
+        row.update(summary.row())
+        row["messages"] = ["%s: %s" % pair for pair in summary.messages]
+        row["error"] = None
+        return row, summary.row_units()
     except Exception as error:  # a bad release must not lose the other rows
         row.update({"status": "error", "messages": [], "error": "%s: %s" % (type(error).__name__, error)})
         return row, {}
 
 
-def _run_case_packed(arguments):
-    return run_case(*arguments)
+# A cluster worker's model, kept from chunk to chunk (one per worker thread), and the defaults it is
+# reset to at the start of each chunk, so that no input of an earlier sweep carries over.
+_kept = threading.local()
+
+
+def _kept_model():
+    model = getattr(_kept, "model", None)
+    if model is None or model.closed:
+        model = Model()
+        _kept.model = model
+        _kept.defaults = model.to_dict()
+        _kept.defaults.pop("gas", None)
+    model.gas = None
+    model.set(**_kept.defaults)
+    return model
+
+
+def _chunk_cancelled():
+    """True when the cluster has cancelled the chunk this worker thread is running (Ctrl-C on the client)."""
+    try:
+        from distributed import get_worker
+        from distributed.worker import thread_state
+
+        task = get_worker().state.tasks.get(thread_state.key)
+    except Exception:  # not on a worker, or a distributed without this state: run the chunk through
+        return False
+    return task is None or task.state in ("cancelled", "released", "forgotten")
+
+
+def run_chunk(runs, levels=None, unit="vol"):
+    """A chunk of a sweep's runs on one model, as columns: (columns, shapes, shape, units). columns maps
+    each name of any row to a list with one value per run, in the order of runs; shapes are the
+    distinct lists of names the rows have, in their order (a failed run has no summary figures); shape
+    gives each row's index into shapes; units as run_case's.
+
+    runs: (index, inputs) pairs. A chunk the cluster has cancelled stops before its next run; its
+    result is discarded."""
+    model = _kept_model()
+    rows = []
+    units = {}
+    for index, inputs in runs:
+        if rows and _chunk_cancelled():
+            break
+        row, row_units = _run_on(model, index, inputs, levels, unit)
+        rows.append(row)
+        units.update(row_units)
+    names = list(dict.fromkeys(name for row in rows for name in row))
+    columns = {name: [row.get(name) for row in rows] for name in names}
+    shapes = list(dict.fromkeys(tuple(row) for row in rows))
+    where = {names: position for position, names in enumerate(shapes)}
+    return columns, [list(names) for names in shapes], [where[tuple(row)] for row in rows], units
+
+
+def _rows(columns, shapes, shape):
+    """The rows of run_chunk's columns, each with the names its run gave, in their order."""
+    return [{name: columns[name][k] for name in shapes[s]} for k, s in enumerate(shape)]
 
 
 class _Progress:
@@ -229,31 +298,45 @@ def sweep(base, vary, levels=None, unit="vol", client=None, workers=None, progre
     return _as_frame(rows, units) if frame is not False else rows
 
 
+def _chunks(arguments, workers):
+    """The runs in chunks: about eight per worker, so that the cluster balances them, of at most 32 runs,
+    so that a chunk is never long to wait for, nor to cancel."""
+    size = max(1, min(32, -(-len(arguments) // (8 * max(1, workers)))))
+    return [arguments[start:start + size] for start in range(0, len(arguments), size)]
+
+
 def _on_cluster(client, arguments, results, meter):
     from distributed import as_completed
 
-    futures = client.map(_run_case_packed, arguments, pure=False)
-    indexes = {future.key: argument[0] for future, argument in zip(futures, arguments)}
+    workers = sum(client.nthreads().values()) if hasattr(client, "nthreads") else 1
+    chunks = _chunks(arguments, workers)
+    levels, unit = (arguments[0][2], arguments[0][3]) if arguments else (None, "vol")
+    futures = [
+        client.submit(run_chunk, [(index, inputs) for index, inputs, _, _ in chunk], levels, unit, pure=False)
+        for chunk in chunks
+    ]
+    members = {future.key: chunk for future, chunk in zip(futures, chunks)}
     try:
-        _collect(as_completed(futures), indexes, arguments, results, meter)
+        _collect(as_completed(futures), members, results, meter)
     except BaseException:
-        # Ctrl-C: the cluster drops every run not finished (queued ones never start; a worker's running
-        # one is released and its result discarded).
+        # Ctrl-C: the cluster drops every chunk not finished (queued ones never start; a worker's running
+        # one stops before its next run and its result is discarded).
         client.cancel(futures)
         raise
 
 
-def _collect(completed, indexes, arguments, results, meter):
+def _collect(completed, members, results, meter):
     for future in completed:
-        index = indexes[future.key]
+        chunk = members[future.key]
         try:
-            results[index] = future.result()
-        except Exception as error:  # a worker lost: the row says so, the others stay
-            row = {"run": index}
-            row.update(arguments[index][1])
-            row.update({"status": "error", "messages": [], "error": "%s: %s" % (type(error).__name__, error)})
-            results[index] = (row, {})
-        meter.step()
+            columns, shapes, shape, units = future.result()
+            for argument, row in zip(chunk, _rows(columns, shapes, shape)):
+                results[argument[0]] = (row, units)
+        except Exception as error:  # a worker lost: its rows say so, the others stay
+            for argument in chunk:
+                results[argument[0]] = (_error_row(argument[0], argument[1], error), {})
+        for _ in chunk:
+            meter.step()
 
 
 def _as_frame(rows, units):

@@ -84,6 +84,29 @@ def test_two_worker_local_cluster_equals_serial(monkeypatch):
     assert "refused" in set(serial["status"]) and set(serial["status"]) <= {"ok", "warning", "refused"}
 
 
+def test_a_chunk_on_a_kept_model_gives_the_rows_of_separate_models():
+    from ostreljet._sweep import _chunks, _rows, run_case, run_chunk
+
+    inputs = _inputs()
+    runs = [(0, dict(inputs, massFlowrate="lots")), (1, dict(inputs, stackHeight=35.0)), (2, dict(inputs))]
+    columns, shapes, shape, units = run_chunk(runs, levels="LFL", unit="%")
+    expected = [run_case(index, case, levels="LFL", unit="%") for index, case in runs]
+    rows = _rows(columns, shapes, shape)
+    # The failed row first: it lacks the summary's figures, and the others keep their own order of names.
+    assert rows == [row for row, _ in expected] and [list(row) for row in rows] == [list(r) for r, _ in expected]
+    assert rows[0]["status"] == "error" and "centrelineDownwindDistance LFL" not in rows[0]
+    assert units == expected[1][1] and units["centrelineDownwindDistance LFL"] == "m"
+    # A later chunk that does not name an input gets its default, not the value an earlier chunk set.
+    later, _, _, _ = run_chunk([(3, {"massFlowrate": 2.0, "stoppingConcentration": 0.01})])
+    assert later["stackHeight"] == [ostreljet.INPUTS["stackHeight"].default] != [35.0]
+    assert later["sourceMolecularWeight"] == [ostreljet.INPUTS["sourceMolecularWeight"].default]
+    # 600 runs on two workers: chunks of 32 runs (the last 24), every run once and in order.
+    chunks = _chunks(list(range(600)), 2)
+    assert [len(chunk) for chunk in chunks] == [32] * 18 + [24]
+    assert [run for chunk in chunks for run in chunk] == list(range(600))
+    assert [len(chunk) for chunk in _chunks(list(range(5)), 2)] == [1] * 5
+
+
 def test_weather_matrix_example_prints_the_lfl_table():
     import subprocess
     import sys

@@ -261,6 +261,31 @@ double FarField::concentration(double x, double y, double z) const {
     return valueAt(downwind, crosswind, z);
 }
 
+void FarField::concentrations(double x, double y, const double *z, std::int64_t count, double *out) const {
+    // As concentration() at each height, with the downwind distance, the widths and the crosswind factor
+    // found once.
+    if (!computed_) {
+        std::fill(out, out + count, kNaN);
+        return;
+    }
+    const double dx = x - stackX_;
+    const double dy = y - stackY_;
+    const double downwind = dx * windX_ + dy * windY_;
+    const double crosswind = -dx * windY_ + dy * windX_ - axisOffset_;
+    if (!(downwind >= handOff_.downwindDistance && downwind <= endDistance_)) {
+        std::fill(out, out + count, kNaN);
+    } else if (dense_ && downwind < passiveStart_) {
+        const double half = denseHalfWidth(downwind);
+        const double depth = denseDepth(downwind);
+        const double ratio = denseRatioAt(downwind);
+        for (std::int64_t k = 0; k < count; ++k)
+            out[k] = std::abs(crosswind) > half || z[k] < 0.0 || z[k] > depth ? 0.0 : ratio;
+    } else {
+        GaussianPlume::concentrations(gasVolumeFlux_, windSpeed_, sigmaY(downwind), sigmaZ(downwind),
+                                      crosswind, z, count, passive_.height, lid_, out);
+    }
+}
+
 double FarField::centrelineAt(double downwind) const {
     if (!computed_ || !(downwind >= handOff_.downwindDistance && downwind <= endDistance_))
         return kNaN;

@@ -1,10 +1,58 @@
 #include "ostreljet/farfield/GaussianPlume.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <numbers>
+#include <vector>
 
 namespace ostreljet {
+
+namespace {
+
+// Centres of the source and its images, in pairs (source, mirror image): at most 2 (2 * 9 + 1), since a
+// plume with sigma_z of twice the lid or more is taken as well mixed.
+constexpr int kMostCentres = 38;
+// A term more than e^-43 (2^-62) below the largest of a height's terms is left out: the at most 37 left
+// out together stay below an eighth of the sum's last bit, so they could change it by rounding alone.
+constexpr double kNegligibleExponent = 43.0;
+
+// The centres for a lid (m; infinite: the ground's image alone), in the order the sum adds them.
+int imageCentres(double h, double sigmaZ, double lid, double *centres) {
+    if (!std::isfinite(lid)) {
+        centres[0] = h;
+        centres[1] = -h;
+        return 2;
+    }
+    const int images = static_cast<int>(std::ceil((8.0 * sigmaZ + 2.0 * lid) / (2.0 * lid)));
+    int count = 0;
+    for (int n = -images; n <= images; ++n) {
+        const double shift = 2.0 * n * lid;
+        centres[count++] = shift + h;
+        centres[count++] = shift - h;
+    }
+    return count;
+}
+
+// The sum over pairs of exp(-(z - centre)^2 / (2 sigma_z^2)), each pair added as one; an infinite centre
+// adds nothing.
+double imageSum(double z, const double *centres, int count, double twoSigmaSquared) {
+    double exponents[kMostCentres];
+    double least = std::numeric_limits<double>::infinity();
+    for (int i = 0; i < count; ++i) {
+        exponents[i] = -(z - centres[i]) * (z - centres[i]) / twoSigmaSquared;
+        least = std::min(least, -exponents[i]);
+    }
+    auto term = [&](int i) {
+        return -exponents[i] > least + kNegligibleExponent ? 0.0 : std::exp(exponents[i]);
+    };
+    double sum = 0.0;
+    for (int i = 0; i < count; i += 2)
+        sum += term(i) + term(i + 1);
+    return sum;
+}
+
+} // namespace
 
 double GaussianPlume::crosswindFactor(double y, double sigmaY) {
     return std::exp(-(y * y) / (2.0 * sigmaY * sigmaY));
@@ -16,25 +64,71 @@ double GaussianPlume::verticalFactor(double z, double h, double sigmaZ, double l
         return std::numeric_limits<double>::quiet_NaN(); // no spread to reflect: not computed
     if (z < 0.0 || z > lid)
         return 0.0;
-    const double twoSigmaSquared = 2.0 * sigmaZ * sigmaZ;
-    auto term = [&](double centre) { return std::exp(-(z - centre) * (z - centre) / twoSigmaSquared); };
-    if (!std::isfinite(lid))
-        return term(h) + term(-h);
-    if (sigmaZ >= 2.0 * lid)
+    if (std::isfinite(lid) && sigmaZ >= 2.0 * lid)
         return std::sqrt(2.0 * std::numbers::pi) * sigmaZ / lid;
-    const int images = static_cast<int>(std::ceil((8.0 * sigmaZ + 2.0 * lid) / (2.0 * lid)));
-    double sum = 0.0;
-    for (int n = -images; n <= images; ++n) {
-        const double shift = 2.0 * n * lid;
-        sum += term(shift + h) + term(shift - h);
-    }
-    return sum;
+    double centres[kMostCentres];
+    return imageSum(z, centres, imageCentres(h, sigmaZ, lid, centres), 2.0 * sigmaZ * sigmaZ);
 }
 
 double GaussianPlume::concentration(double q, double u, double sigmaY, double sigmaZ, double y, double z,
                                     double h, double lid) {
     return q / (2.0 * std::numbers::pi * sigmaY * sigmaZ * u) * crosswindFactor(y, sigmaY) *
            verticalFactor(z, h, sigmaZ, lid);
+}
+
+void GaussianPlume::concentrations(double q, double u, double sigmaY, double sigmaZ, double y,
+                                   const double *z, std::int64_t count, double h, double lid, double *out) {
+    // The same sums in the same order as concentration() gives each point, so each value is the same to
+    // the bit; phases: the factor the points share; the image sources, those whose terms the sum leaves
+    // out at every height of the row made infinite, and pairs of two such dropped; each height's sum.
+    const double across = q / (2.0 * std::numbers::pi * sigmaY * sigmaZ * u) * crosswindFactor(y, sigmaY);
+    if (across == 0.0 && sigmaZ > 0.0 && !std::isnan(lid)) {
+        // Far to the side: the vertical factor is finite, so every product is 0.
+        std::fill(out, out + count, 0.0);
+        return;
+    }
+    if (!(sigmaZ > 0.0) || std::isnan(lid) || (std::isfinite(lid) && sigmaZ >= 2.0 * lid)) {
+        for (std::int64_t k = 0; k < count; ++k)
+            out[k] = across * verticalFactor(z[k], h, sigmaZ, lid);
+        return;
+    }
+    double low = std::numeric_limits<double>::infinity(), high = -low;
+    for (std::int64_t k = 0; k < count; ++k) {
+        if (z[k] >= 0.0 && z[k] <= lid) {
+            low = std::min(low, z[k]);
+            high = std::max(high, z[k]);
+        }
+    }
+    const double twoSigmaSquared = 2.0 * sigmaZ * sigmaZ;
+    double all[kMostCentres];
+    const int total = imageCentres(h, sigmaZ, lid, all);
+    // Every height has a term at least as large as exp(-bound): the nearest centre's at its farthest.
+    auto farthest = [&](double centre) { return std::max(std::abs(low - centre), std::abs(high - centre)); };
+    double bound = std::numeric_limits<double>::infinity();
+    for (int i = 0; i < total; ++i)
+        bound = std::min(bound, farthest(all[i]) * farthest(all[i]) / twoSigmaSquared);
+    double centres[kMostCentres];
+    int kept = 0;
+    for (int i = 0; i < total; i += 2) {
+        double pair[2];
+        for (int j = 0; j < 2; ++j) {
+            // A centre that imageSum leaves out at every height of the row (exactly 0, or negligible
+            // beside the largest term) is made infinite, which adds nothing there either.
+            const double centre = all[i + j];
+            const double gap = centre < low ? low - centre : centre > high ? centre - high : 0.0;
+            const double nearest = gap * gap / twoSigmaSquared;
+            pair[j] = nearest > 746.0 || nearest > bound + kNegligibleExponent
+                          ? std::numeric_limits<double>::infinity()
+                          : centre;
+        }
+        if (std::isfinite(pair[0]) || std::isfinite(pair[1])) {
+            centres[kept++] = pair[0];
+            centres[kept++] = pair[1];
+        }
+    }
+    for (std::int64_t k = 0; k < count; ++k)
+        out[k] =
+            z[k] < 0.0 || z[k] > lid ? across * 0.0 : across * imageSum(z[k], centres, kept, twoSigmaSquared);
 }
 
 } // namespace ostreljet

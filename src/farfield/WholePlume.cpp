@@ -4,6 +4,8 @@
 
 #include <cmath>
 #include <limits>
+#include <memory>
+#include <vector>
 
 namespace ostreljet {
 
@@ -51,27 +53,29 @@ void WholePlume::grid(double *out, double xStart, double yStart, double zStart, 
                       double zEnd, std::int32_t numberOfPointsX, std::int32_t numberOfPointsY,
                       std::int32_t numberOfPointsZ, unsigned threads,
                       const ConcentrationField::GridProgress &progress) const {
-    // The jet's grid on every core (not computed beyond its end), then the points past the hand-off plane
-    // from the far field.
-    jet_.grid(out, xStart, yStart, zStart, xEnd, yEnd, zEnd, numberOfPointsX, numberOfPointsY,
-              numberOfPointsZ, threads, progress);
-    if (!farField_.computed())
-        return;
+    // Rows of constant (x, y) on every core: past the hand-off plane from the far field, whole rows at
+    // once, ahead of it from the jet (not computed beyond its end).
     const std::int64_t nx = numberOfPointsX, ny = numberOfPointsY, nz = numberOfPointsZ;
     if (nx <= 0 || ny <= 0 || nz <= 0)
         return;
-    for (std::int64_t i = 0; i < nx; ++i) {
-        const double x = ConcentrationField::gridCoordinate(xStart, xEnd, i, nx, true);
-        for (std::int64_t j = 0; j < ny; ++j) {
-            const double y = ConcentrationField::gridCoordinate(yStart, yEnd, j, ny, false);
-            if (!beyondHandOff(x, y))
-                continue;
-            for (std::int64_t k = 0; k < nz; ++k) {
-                const double z = ConcentrationField::gridCoordinate(zStart, zEnd, k, nz, false);
-                out[(i * ny + j) * nz + k] = physicalOrNotComputed(farField_.concentration(x, y, z));
+    std::vector<double> heights(static_cast<std::size_t>(nz));
+    for (std::int64_t k = 0; k < nz; ++k)
+        heights[static_cast<std::size_t>(k)] = ConcentrationField::gridCoordinate(zStart, zEnd, k, nz, false);
+    ConcentrationField::forEachRow(nx * ny, nz, threads, progress, [&]() -> ConcentrationField::RowWork {
+        auto blocks = std::make_shared<std::vector<std::size_t>>();
+        return [=, this, &heights](std::int64_t row) {
+            const double x = ConcentrationField::gridCoordinate(xStart, xEnd, row / ny, nx, true);
+            const double y = ConcentrationField::gridCoordinate(yStart, yEnd, row % ny, ny, false);
+            double *target = out + row * nz;
+            if (!beyondHandOff(x, y)) {
+                jet_.gridRow(target, x, y, zStart, zEnd, nz, *blocks);
+                return;
             }
-        }
-    }
+            farField_.concentrations(x, y, heights.data(), nz, target);
+            for (std::int64_t k = 0; k < nz; ++k)
+                target[k] = physicalOrNotComputed(target[k]);
+        };
+    });
 }
 
 } // namespace ostreljet

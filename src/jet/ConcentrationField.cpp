@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cmath>
 #include <limits>
+#include <memory>
 #include <new>
 #include <string>
 #include <system_error>
@@ -539,30 +540,46 @@ void ConcentrationField::grid(double *out, double xStart, double yStart, double 
     if (nx <= 0 || ny <= 0 || nz <= 0) {
         return;
     }
-    const std::int64_t rows = nx * ny;
-    const std::int64_t total = gridPointCount(numberOfPointsX, numberOfPointsY, numberOfPointsZ);
-    std::atomic<std::int64_t> nextRow{0};
-    std::atomic<std::int64_t> pointsDone{0};
+    forEachRow(nx * ny, nz, threads, progress, [&]() -> RowWork {
+        auto blocks = std::make_shared<std::vector<std::size_t>>();
+        blocks->reserve(boxLevels_.empty() ? 0 : boxLevels_.front().low.size());
+        return [=, this](std::int64_t row) {
+            gridRow(out + row * nz, gridCoordinate(xStart, xEnd, row / ny, nx, true),
+                    gridCoordinate(yStart, yEnd, row % ny, ny, false), zStart, zEnd, nz, *blocks);
+        };
+    });
+}
+
+void ConcentrationField::gridRow(double *target, double x, double y, double zStart, double zEnd,
+                                 std::int64_t nz, std::vector<std::size_t> &blocks) const {
     // A row's points share x and y: the blocks whose boxes hold that vertical line over the row's heights
     // are found once per row, and only they are searched for each point.
-    const double zLow = std::fmin(zStart, gridCoordinate(zStart, zEnd, nz - 1, nz, false));
-    const double zHigh = std::fmax(zStart, gridCoordinate(zStart, zEnd, nz - 1, nz, false));
+    if (nz <= 0) {
+        return;
+    }
+    if (!boxLevels_.empty()) {
+        const double zLast = gridCoordinate(zStart, zEnd, nz - 1, nz, false);
+        blocksOnVerticalLine(x, y, std::fmin(zStart, zLast), std::fmax(zStart, zLast), blocks);
+    }
+    for (std::int64_t k = 0; k < nz; ++k) {
+        target[k] = concentrationFromBlocks(x, y, gridCoordinate(zStart, zEnd, k, nz, false), blocks);
+    }
+}
+
+void ConcentrationField::forEachRow(std::int64_t rows, std::int64_t pointsPerRow, unsigned threads,
+                                    const GridProgress &progress, const std::function<RowWork()> &makeWork) {
+    // Rows are taken from a shared counter, so that a thread whose rows are cheap takes more of them.
+    if (rows <= 0) {
+        return;
+    }
+    const std::int64_t total = rows * pointsPerRow;
+    std::atomic<std::int64_t> nextRow{0};
+    std::atomic<std::int64_t> pointsDone{0};
     auto work = [&]() {
-        std::vector<std::size_t> blocks;
-        blocks.reserve(boxLevels_.empty() ? 0 : boxLevels_.front().low.size());
+        const RowWork rowWork = makeWork();
         for (std::int64_t row = nextRow.fetch_add(1); row < rows; row = nextRow.fetch_add(1)) {
-            const std::int64_t i = row / ny;
-            const std::int64_t j = row % ny;
-            const double x = gridCoordinate(xStart, xEnd, i, nx, true);
-            const double y = gridCoordinate(yStart, yEnd, j, ny, false);
-            if (!boxLevels_.empty()) {
-                blocksOnVerticalLine(x, y, zLow, zHigh, blocks);
-            }
-            double *target = out + row * nz;
-            for (std::int64_t k = 0; k < nz; ++k) {
-                target[k] = concentrationFromBlocks(x, y, gridCoordinate(zStart, zEnd, k, nz, false), blocks);
-            }
-            pointsDone.fetch_add(nz, std::memory_order_relaxed);
+            rowWork(row);
+            pointsDone.fetch_add(pointsPerRow, std::memory_order_relaxed);
         }
     };
     if (threads == 0) {

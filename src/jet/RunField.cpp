@@ -2,6 +2,8 @@
 
 #include "ostreljet/jet/JetModel.hpp"
 
+#include <memory>
+
 namespace ostreljet {
 
 RunField::RunField(const JetModel &model, RunStatus status)
@@ -40,35 +42,38 @@ void RunField::grid(double *out, double xStart, double yStart, double zStart, do
                     double zEnd, std::int32_t numberOfPointsX, std::int32_t numberOfPointsY,
                     std::int32_t numberOfPointsZ, unsigned threads,
                     const ConcentrationField::GridProgress &progress) const {
-    // The field's grid, then NaN at every point beyond the end plane.
-    field_.grid(out, xStart, yStart, zStart, xEnd, yEnd, zEnd, numberOfPointsX, numberOfPointsY,
-                numberOfPointsZ, threads, progress);
+    // The field's rows on every thread, each with NaN at its points beyond the end plane.
+    const std::int64_t nx = numberOfPointsX;
+    const std::int64_t ny = numberOfPointsY;
+    const std::int64_t nz = numberOfPointsZ;
+    if (nx <= 0 || ny <= 0 || nz <= 0) {
+        return;
+    }
+    ConcentrationField::forEachRow(nx * ny, nz, threads, progress, [&]() -> ConcentrationField::RowWork {
+        auto blocks = std::make_shared<std::vector<std::size_t>>();
+        return [=, this](std::int64_t row) {
+            gridRow(out + row * nz, ConcentrationField::gridCoordinate(xStart, xEnd, row / ny, nx, true),
+                    ConcentrationField::gridCoordinate(yStart, yEnd, row % ny, ny, false), zStart, zEnd, nz,
+                    *blocks);
+        };
+    });
+}
+
+void RunField::gridRow(double *target, double x, double y, double zStart, double zEnd, std::int64_t nz,
+                       std::vector<std::size_t> &blocks) const {
+    if (bounded_ && !hasResults_) {
+        for (std::int64_t k = 0; k < nz; ++k) {
+            target[k] = notComputed;
+        }
+        return;
+    }
+    field_.gridRow(target, x, y, zStart, zEnd, nz, blocks);
     if (!bounded_) {
         return;
     }
-    const std::int64_t nx = numberOfPointsX > 0 ? numberOfPointsX : 0;
-    const std::int64_t ny = numberOfPointsY > 0 ? numberOfPointsY : 0;
-    const std::int64_t nz = numberOfPointsZ > 0 ? numberOfPointsZ : 0;
-    if (nx == 0 || ny == 0 || nz == 0 || !hasResults_) {
-        if (hasResults_) {
-            return; // no points
-        }
-        const std::int64_t points = nx * ny * nz;
-        for (std::int64_t k = 0; k < points; ++k) {
-            out[k] = notComputed;
-        }
-        return;
-    }
-    std::int64_t k = 0;
-    for (std::int64_t i = 0; i < nx; ++i) {
-        const double x = ConcentrationField::gridCoordinate(xStart, xEnd, i, nx, true);
-        for (std::int64_t j = 0; j < ny; ++j) {
-            const double y = ConcentrationField::gridCoordinate(yStart, yEnd, j, ny, false);
-            for (std::int64_t l = 0; l < nz; ++l, ++k) {
-                if (!computed(x, y, ConcentrationField::gridCoordinate(zStart, zEnd, l, nz, false))) {
-                    out[k] = notComputed;
-                }
-            }
+    for (std::int64_t k = 0; k < nz; ++k) {
+        if (!computed(x, y, ConcentrationField::gridCoordinate(zStart, zEnd, k, nz, false))) {
+            target[k] = notComputed;
         }
     }
 }

@@ -251,3 +251,48 @@ TEST(WholePlume, JetAheadOfTheHandOffPlaneFarFieldAfterIt) {
     const ostreljet::WholePlume jetOnly(*r.model, off, ostreljet::ConcentrationField::Rules::exact, cutoff);
     EXPECT_EQ(jetOnly.concentration(x + 1.0, y, z), jetOnly.jet().concentration(x + 1.0, y, z));
 }
+
+// The grid, on one thread or several, gives every point the whole plume's own answer to the bit: the jet
+// ahead of the hand-off plane (not computed past the run's end), the far field after it (dense and
+// passive, nothing below the ground or above the lid, nothing beyond its end).
+TEST(WholePlume, GridsOnAnyNumberOfThreadsGiveThePointAnswers) {
+    for (const Release &r : everyRelease()) {
+        SCOPED_TRACE(r.name);
+        const ostreljet::WholePlume whole(*r.model, FarFieldOptions{}, ostreljet::RunStatus::ok);
+        const FarField &far = whole.farField();
+        ASSERT_TRUE(far.computed());
+        // Along the wind, through the hand-off and past the far field's end; across and up over the plume.
+        const double x0 = far.axisPointAt(0.5 * far.handOff().downwindDistance).first;
+        const double x1 = far.axisPointAt(1.2 * far.endDistance()).first;
+        const double z1 = 3.0 * far.handOff().height + 20.0;
+        const int nx = 37, ny = 9, nz = 23;
+        std::vector<double> one(nx * ny * nz), three(nx * ny * nz);
+        whole.grid(one.data(), x0, -40.0, -2.0, x1, 40.0, z1, nx, ny, nz, 1);
+        whole.grid(three.data(), x0, -40.0, -2.0, x1, 40.0, z1, nx, ny, nz, 3);
+        int far_ = 0, jet = 0, notComputed = 0;
+        for (int i = 0, n = 0; i < nx; ++i)
+            for (int j = 0; j < ny; ++j)
+                for (int k = 0; k < nz; ++k, ++n) {
+                    using ostreljet::ConcentrationField;
+                    const double x = ConcentrationField::gridCoordinate(x0, x1, i, nx, true);
+                    const double y = ConcentrationField::gridCoordinate(-40.0, 40.0, j, ny, false);
+                    const double z = ConcentrationField::gridCoordinate(-2.0, z1, k, nz, false);
+                    const double c = whole.concentration(x, y, z);
+                    ASSERT_EQ(std::isnan(one[n]), std::isnan(c)) << x << " " << y << " " << z;
+                    if (!std::isnan(c)) {
+                        ASSERT_EQ(one[n], c) << x << " " << y << " " << z;
+                    }
+                    ASSERT_EQ(std::isnan(three[n]), std::isnan(one[n]));
+                    if (!std::isnan(one[n])) {
+                        ASSERT_EQ(three[n], one[n]);
+                    }
+                    notComputed += std::isnan(c);
+                    (far.downwindDistanceOf(x, y) >= far.handOff().downwindDistance ? far_ : jet) +=
+                        !std::isnan(c);
+                }
+        // The box holds answers of both kinds, and points where nothing is computed.
+        EXPECT_GT(far_, 0);
+        EXPECT_GT(jet, 0);
+        EXPECT_GT(notComputed, 0);
+    }
+}

@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
 #include <limits>
+#include <vector>
 
 using ostreljet::AveragingTime;
 using ostreljet::GaussianPlume;
@@ -44,6 +46,35 @@ TEST(GaussianPlume, ReflectionAtTheLidAgreesWithTheImageSum) {
 
 // The power law with exponent 0.2 referred to 600 s: 6^0.2 = 1.4309691 for an hour; the floor 18.75 s
 // gives (1/32)^0.2 = 0.5 and holds below it.
+// A row of heights at once gives each height concentration()'s value to the bit: below the ground and
+// above the lid 0, under a lid with its images (narrow and wide plumes), well mixed, the ground alone, far
+// to the side (0), and NaN without a vertical spread.
+TEST(GaussianPlume, RowsOfHeightsGiveThePointValues) {
+    std::vector<double> heights;
+    for (int k = -3; k < 120; ++k)
+        heights.push_back(k * 8.5);
+    for (const double lid : {kNoLid, 800.0, 150.0}) {
+        for (const double sigmaZ : {0.7, 5.0, 60.0, 240.0, 400.0, 0.0}) {
+            for (const double y : {0.0, 35.0, 1e4}) {
+                std::vector<double> row(heights.size());
+                GaussianPlume::concentrations(2.0, 4.0, 20.0, sigmaZ, y, heights.data(),
+                                              static_cast<std::int64_t>(heights.size()), 60.0, lid,
+                                              row.data());
+                for (std::size_t k = 0; k < heights.size(); ++k) {
+                    const double point =
+                        GaussianPlume::concentration(2.0, 4.0, 20.0, sigmaZ, y, heights[k], 60.0, lid);
+                    if (std::isnan(point)) {
+                        EXPECT_TRUE(std::isnan(row[k]))
+                            << lid << " " << sigmaZ << " " << y << " " << heights[k];
+                    } else {
+                        EXPECT_EQ(row[k], point) << lid << " " << sigmaZ << " " << y << " " << heights[k];
+                    }
+                }
+            }
+        }
+    }
+}
+
 TEST(AveragingTime, PowerLawOnSigmaYWithItsFloor) {
     EXPECT_DOUBLE_EQ(AveragingTime::sigmaYFactor(600.0), 1.0);
     EXPECT_NEAR(AveragingTime::sigmaYFactor(3600.0), 1.4309690811, 1e-9);

@@ -6,6 +6,7 @@
 #include "ostreljet/farfield/BritterMcQuaidPlume.hpp"
 #include "ostreljet/farfield/HandOff.hpp"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -73,6 +74,9 @@ public:
     // Concentration (volume fraction) at a point of the site frame (m). NaN ahead of the hand-off plane
     // and beyond the far field's end, where the far field computes nothing.
     double concentration(double x, double y, double z) const;
+    // The same at the heights z[0..count) (m) above one site point (x, y), into out: what the heights
+    // share is found once.
+    void concentrations(double x, double y, const double *z, std::int64_t count, double *out) const;
     // On the axis and at ground level below it, at a downwind distance (m); NaN outside the far field.
     double centrelineAt(double downwind) const;
     double groundLevelAt(double downwind) const;

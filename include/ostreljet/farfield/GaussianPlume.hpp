@@ -2,6 +2,8 @@
 
 #include "ostreljet/Export.hpp"
 
+#include <cstdint>
+
 namespace ostreljet {
 
 // The Gaussian plume of a continuous point source in a uniform wind, reflected at the ground and at the
@@ -22,6 +24,9 @@ public:
     // flux of released gas (m3/s) and u the wind speed (m/s).
     static double concentration(double q, double u, double sigmaY, double sigmaZ, double y, double z,
                                 double h, double lid);
+    // The same at heights z[0..count) (m), into out: the factors common to the points once.
+    static void concentrations(double q, double u, double sigmaY, double sigmaZ, double y, const double *z,
+                               std::int64_t count, double h, double lid, double *out);
 };
 
 } // namespace ostreljet

@@ -82,6 +82,18 @@ public:
               std::int32_t numberOfPointsX, std::int32_t numberOfPointsY, std::int32_t numberOfPointsZ,
               unsigned threads, const GridProgress &progress = {}) const;
 
+    // One vertical row of grid(): the nz heights from zStart towards zEnd at (x, y), into target. blocks
+    // is the calling thread's scratch, kept from row to row.
+    void gridRow(double *target, double x, double y, double zStart, double zEnd, std::int64_t nz,
+                 std::vector<std::size_t> &blocks) const;
+    // A row's work: the row's number, from 0 with y varying fastest.
+    using RowWork = std::function<void(std::int64_t row)>;
+    // Runs `rows` rows of `pointsPerRow` points each on `threads` threads (0: one per core), rows handed
+    // out one at a time; each thread does its rows with its own RowWork, from makeWork. `progress` as
+    // grid()'s; a thread that cannot start, or a progress report that throws, ends it with that error.
+    static void forEachRow(std::int64_t rows, std::int64_t pointsPerRow, unsigned threads,
+                           const GridProgress &progress, const std::function<RowWork()> &makeWork);
+
     // For tests: asked before each grid thread is started, with its number from 1; false makes that
     // start fail as it does when the system has no thread left.
     static inline std::function<bool(unsigned)> threadStartHook;

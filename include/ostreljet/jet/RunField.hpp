@@ -37,6 +37,10 @@ public:
               std::int32_t numberOfPointsX, std::int32_t numberOfPointsY, std::int32_t numberOfPointsZ,
               unsigned threads, const ConcentrationField::GridProgress &progress = {}) const;
 
+    // One vertical row of the grid, as ConcentrationField::gridRow, NaN where not computed.
+    void gridRow(double *target, double x, double y, double zStart, double zEnd, std::int64_t nz,
+                 std::vector<std::size_t> &blocks) const;
+
     const ConcentrationField &field() const { return field_; }
     bool hasResults() const { return hasResults_; }
     // False for the plain field, which answers everywhere.
