@@ -68,9 +68,9 @@ void printTable(const RunSummary &summary, ConcentrationUnit unit, const std::ve
                    value, std::max<std::size_t>(kWidth, heading.size() + 2));
     }
     fmt::print("\n{} output steps", summary.outputSteps);
-    if (summary.lastStep) {
-        fmt::print("; not computed beyond {} m downwind (the end of the run)",
-                   report::figure(summary.lastStep->downwind));
+    if (const std::optional<double> end = summary.notComputedBeyondDownwind()) {
+        fmt::print("; not computed beyond {} m downwind ({})", report::figure(*end),
+                   summary.farField ? "the far field's end" : "the end of the run");
     }
     fmt::print("\n");
     printMessages(summary);

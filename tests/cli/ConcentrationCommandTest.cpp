@@ -85,6 +85,13 @@ TEST(ConcentrationCommand, PointsInTheDocumentedJson) {
     EXPECT_EQ(json["points"][1]["concentration"], 1.0);        // the orifice: pure source gas
     EXPECT_EQ(json["points"][2]["concentration"], 0.0);        // upwind of the stack: a computed 0
     EXPECT_TRUE(json["points"][3]["concentration"].is_null()); // beyond the far field's end
+    // The table names where the modelled region ends: the far field's end, not the jet's.
+    const CommandResult table = cli({"concentration", kHotStack, "--at", "9000,0,0", "--at", "30000,0,0"});
+    ASSERT_EQ(table.exitStatus, 0) << table.err;
+    EXPECT_NE(table.out.find(" output steps; not computed beyond 10000 m downwind (the far field's end)\n"),
+              std::string::npos)
+        << table.out;
+    EXPECT_NE(table.out.find("not computed\n"), std::string::npos) << table.out;
 }
 
 TEST(ConcentrationCommand, UnusablePointsGiveStatusTwo) {
