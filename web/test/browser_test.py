@@ -388,7 +388,7 @@ def check_along_the_wind(browser, cli, label, scenario_text, bearing, steps_diff
     """The log-log plot's first and last points and its hand-off against the native `run --json`: the same
     numbers where the page gives the native steps bit for bit; where the browser's C library moves the
     steps (an unstable atmosphere), the first point to the integrator's tolerance, the hand-off within a
-    native step of the native one (it is taken at an output step) and the end to 2 % (it follows from
+    native step of the native one (interpolated between steps, it moves little) and the end to 2 % (it follows from
     where the far field starts)."""
     plot = browser.evaluate("window.ostreljet.alongTheWind")
     native = native_run(cli, scenario_text)
@@ -678,6 +678,12 @@ def main():
         rows, native = dict(mine), dict(native)
         for label in ("Run status", "Stopping concentration", "Centreline reaches the ground"):
             check(rows[label] == native[label], f"{label}: {rows[label]!r}, as the native tool says")
+        # The hand-off lies where the passive tests' margin crosses zero between steps, so steps moved in
+        # their last digits move it by a little, not by a step (it was 720.1 m here against 700.1 m).
+        mine_from = float(rows["Far field"].split(" m downwind")[0].split("from ")[-1])
+        native_from = float(native["Far field"].split(" m downwind")[0].split("from ")[-1])
+        check(abs(mine_from - native_from) <= 0.005 * native_from,
+              f"the hand-off is {mine_from} m downwind on the page, {native_from} m natively (within 0.5 %)")
         check(rows["Run status"] == "warning" and rows["Modelled region"].startswith("the jet to ") and
               rows["Modelled region"].endswith("the far field from there to 10000 m downwind; not computed beyond"),
               f"the jet ended by its range past the hand-off is a warning, modelled to the far field's end: "
