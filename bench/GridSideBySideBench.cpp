@@ -6,7 +6,6 @@
 // the downwind direction and the far field's span; time each grid (best of three) with the process held
 // to one core, then free on every core; compare the values point by point.
 
-#include <dlfcn.h>
 #include <sched.h>
 
 #include <algorithm>
@@ -14,13 +13,14 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <cstring>
 #include <vector>
+
+#include "LoadedLibrary.hpp"
 
 namespace {
 
 struct Api {
-    void *handle = nullptr;
+    LoadedLibrary library;
     void *(*create)() = nullptr;
     int (*run)(void *) = nullptr;
     int (*loadScenario)(void *, const char *) = nullptr;
@@ -31,20 +31,11 @@ struct Api {
     void *model = nullptr;
 
     bool load(const char *path, const char *scenario) {
-        handle = dlopen(path, RTLD_NOW | RTLD_LOCAL | RTLD_DEEPBIND);
-        if (handle == nullptr) {
-            std::fprintf(stderr, "cannot load %s: %s\n", path, dlerror());
+        if (!library.open(path)) {
             return false;
         }
         bool ok = true;
-        auto bind = [&](auto &fn, const char *name) {
-            void *symbol = dlsym(handle, name);
-            if (symbol == nullptr) {
-                std::fprintf(stderr, "%s has no %s\n", path, name);
-                ok = false;
-            }
-            std::memcpy(&fn, &symbol, sizeof symbol);
-        };
+        const auto bind = [&](auto &function, const char *name) { ok = library.bind(function, name) && ok; };
         bind(create, "ostreljet_create");
         bind(run, "ostreljet_run");
         bind(loadScenario, "ostreljet_load_scenario");

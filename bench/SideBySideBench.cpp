@@ -5,7 +5,6 @@
 // until a time budget is spent, keeping the best mean; compare messages and series; time the grids;
 // compare 2,000 random releases bit for bit.
 
-#include <dlfcn.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -17,10 +16,12 @@
 #include <string>
 #include <vector>
 
+#include "LoadedLibrary.hpp"
+
 namespace {
 
 struct Api {
-    void *handle = nullptr;
+    LoadedLibrary library;
     void *(*create)() = nullptr;
     void (*destroy)(void *) = nullptr;
     int (*set)(void *, const char *, double) = nullptr;
@@ -34,20 +35,11 @@ struct Api {
                       long long) = nullptr;
 
     bool load(const char *path) {
-        handle = dlopen(path, RTLD_NOW | RTLD_LOCAL | RTLD_DEEPBIND);
-        if (handle == nullptr) {
-            std::fprintf(stderr, "cannot load %s: %s\n", path, dlerror());
+        if (!library.open(path)) {
             return false;
         }
         bool ok = true;
-        auto bind = [&](auto &fn, const char *name) {
-            void *symbol = dlsym(handle, name);
-            if (symbol == nullptr) {
-                std::fprintf(stderr, "%s has no %s\n", path, name);
-                ok = false;
-            }
-            std::memcpy(&fn, &symbol, sizeof symbol);
-        };
+        const auto bind = [&](auto &function, const char *name) { ok = library.bind(function, name) && ok; };
         bind(create, "ostreljet_create");
         bind(destroy, "ostreljet_destroy");
         bind(set, "ostreljet_set");

@@ -26,9 +26,10 @@ struct CommandResult {
     std::string err;
 };
 
-// Forks and executes the tool (no shell) with its standard output and error on these descriptors, and
-// its address space limited to `addressSpace` bytes when that is not 0.
-inline pid_t spawn(const std::vector<std::string> &arguments, int outFd, int errFd, rlim_t addressSpace = 0) {
+// Forks and executes the tool (no shell) with its standard output and error on these descriptors, after
+// `prepare` has run in the child (limits, another user; a false return ends the child with status 126).
+template <typename Prepare>
+pid_t spawnPrepared(const std::vector<std::string> &arguments, int outFd, int errFd, Prepare prepare) {
     std::vector<std::string> strings{OSTRELJET_CLI_PATH};
     strings.insert(strings.end(), arguments.begin(), arguments.end());
     std::vector<char *> argv;
@@ -40,14 +41,24 @@ inline pid_t spawn(const std::vector<std::string> &arguments, int outFd, int err
     if (pid == 0) {
         dup2(outFd, STDOUT_FILENO);
         dup2(errFd, STDERR_FILENO);
-        if (addressSpace != 0) {
-            const rlimit limit{addressSpace, addressSpace};
-            setrlimit(RLIMIT_AS, &limit);
+        if (!prepare()) {
+            _exit(126);
         }
         execv(argv[0], argv.data());
         _exit(127);
     }
     return pid;
+}
+
+// The same with its address space limited to `addressSpace` bytes when that is not 0.
+inline pid_t spawn(const std::vector<std::string> &arguments, int outFd, int errFd, rlim_t addressSpace = 0) {
+    return spawnPrepared(arguments, outFd, errFd, [addressSpace] {
+        if (addressSpace != 0) {
+            const rlimit limit{addressSpace, addressSpace};
+            setrlimit(RLIMIT_AS, &limit);
+        }
+        return true;
+    });
 }
 
 // Starts the tool with both output streams on /dev/null; returns its process id at once.

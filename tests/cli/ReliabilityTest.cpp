@@ -245,24 +245,11 @@ TEST(FileWriting, HardLinksLongNamesAndFifosWithoutReader) {
 // Runs the tool as the unprivileged user nobody (which root alone can do), its output discarded; returns
 // its exit status.
 int cliAsNobody(const std::vector<std::string> &arguments) {
-    std::vector<std::string> strings{OSTRELJET_CLI_PATH};
-    strings.insert(strings.end(), arguments.begin(), arguments.end());
-    std::vector<char *> argv;
-    for (std::string &s : strings) {
-        argv.push_back(s.data());
-    }
-    argv.push_back(nullptr);
-    const pid_t pid = fork();
-    if (pid == 0) {
-        const int null = open("/dev/null", O_WRONLY);
-        dup2(null, STDOUT_FILENO);
-        dup2(null, STDERR_FILENO);
-        if (setgroups(0, nullptr) != 0 || setgid(65534) != 0 || setuid(65534) != 0) {
-            _exit(126);
-        }
-        execv(argv[0], argv.data());
-        _exit(127);
-    }
+    const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    const pid_t pid = spawnPrepared(arguments, null, null, [] {
+        return setgroups(0, nullptr) == 0 && setgid(65534) == 0 && setuid(65534) == 0;
+    });
+    close(null);
     int status = 0;
     waitpid(pid, &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
