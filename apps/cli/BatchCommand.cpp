@@ -336,7 +336,7 @@ LineRead readLine(std::istream &in, std::string &text, const std::string &path, 
 // is told to stop handing out runs. A second failure throws std::bad_alloc as usual.
 class MemoryReserve {
 public:
-    static constexpr std::size_t kBytes = std::size_t{2} << 20;
+    static constexpr std::size_t kBytes = std::size_t{8} << 20;
 
     MemoryReserve() : previous_(std::set_new_handler(&release)) {
         reserve_ = std::malloc(kBytes);
