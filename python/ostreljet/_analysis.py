@@ -91,26 +91,35 @@ class Summary:
         return units
 
     def __str__(self):
-        def shown(value, unit):
+        # An absent figure is "none" (it does not exist: no touchdown, a level never reached) only where
+        # the model looked for it; a run without results, or a search its limits stopped, computed nothing.
+        def shown(value, unit, computed=True):
             if value is None:
-                return "none"
+                return "none" if computed and self.succeeded else "not computed"
             if isinstance(value, bool):
                 return "yes" if value else "no"
             return "%.4g %s" % (value, UNIT_LABELS.get(unit, unit))
 
+        ground_computed = bool(self.figures.get("groundMaximumComputed", True))
         lines = ["status: %s (%s)" % (self.status, self.ending)]
         if self.end_message:
             lines.append("end: " + self.end_message)
         for name, value in self.figures.items():
-            lines.append("%s: %s" % (name, shown(value, self.units[name])))
+            searched = ground_computed or not name.startswith("groundMaximum")
+            lines.append("%s: %s" % (name, shown(value, self.units[name], searched)))
         for level in self.levels:
+            region = bool(level.get("regionComputed", True))
             lines.append(
                 "level %s (%s): %s"
                 % (
                     level["text"],
                     shown(level["level"], self.unit),
                     ", ".join(
-                        "%s %s" % (name, shown(value, self.units[name]))
+                        "%s %s"
+                        % (
+                            name,
+                            shown(value, self.units[name], region or name not in _REGION_FIGURES),
+                        )
                         for name, value in level.items()
                         if name not in ("text", "level")
                     ),
@@ -121,6 +130,9 @@ class Summary:
     def __repr__(self):
         return "<ostreljet.Summary %s: %d levels in %s>" % (self.status, len(self.levels), self.unit)
 
+
+# Level figures that only a search of the region gives.
+_REGION_FIGURES = ("farthestDownwindExtent", "greatestHalfWidth")
 
 # Level figures that are yes-or-no answers.
 _LEVEL_FLAGS = ("exceededAtEndOfRun", "regionComputed", "regionOpen", "centrelineInFarField", "regionInFarField")

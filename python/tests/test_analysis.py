@@ -78,10 +78,21 @@ def test_refused_run_is_not_a_success():
         assert not summary.succeeded and summary.status == "refused"
         assert summary.greatestCentrelineHeight is None
         assert summary.levels[0]["farthestDownwindExtent"] is None
+        # Printed, what a refused run did not compute says so; it never reads as "none" (does not exist).
+        text = str(summary)
+        assert "greatestCentrelineHeight: not computed" in text and "none" not in text
         m.orificeDiameter = 0.0
         assert m.run() is False and m.status == "invalid"
     with Model() as m:
         assert m.status == "not run"
+    # A summary asked before any run: nothing searched, the ground maximum included.
+    with Model.from_scenario(VENT) as m:
+        text = str(m.summary())
+        assert "groundMaximum: not computed" in text and "groundMaximumComputed: 0 -" in text
+        assert "none" not in text
+        m.run()
+        # After a run, "none" is an answer: the vent's centreline never reaches the ground.
+        assert "centrelineReachesGroundDownwind: none" in str(m.summary())
 
 
 def test_point_and_grid_concentrations_in_a_unit():

@@ -249,10 +249,12 @@ int ostreljet_summarize(ostreljet_model *m, const char *levels, const char *unit
             kept.summary = ostreljet::WholePlumeSummary::summarise(
                 m->model, m->inputsAccepted, m->preparation, inModel, *m->currentField(), limits);
         } else {
+            // Nothing was searched before a run: no region and no ground-level maximum were computed.
             for (const double level : inModel) {
                 kept.summary.levels.push_back(
                     ostreljet::RunSummary::LevelAnswer{level, {}, {}, {}, {}, false, false});
             }
+            kept.summary.groundMaximumComputed = false;
         }
         // 4. The concentrations in the chosen unit: levels as thresholds, the ground maximum at its point.
         const ostreljet::ConcentrationConverter converter =
