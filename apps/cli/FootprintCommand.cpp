@@ -130,10 +130,10 @@ void registerFootprintCommand(CLI::App &app) {
         writeFileAtomically(options->output, [&](std::FILE *out) { std::fputs(text.c_str(), out); });
 
         fmt::print("Footprints of {} at {} m above ground, concentrations in {}:\n", scenarioName,
-                   report::formatValue(z), concentrationUnitLabel(unit));
+                   report::plainValue(z), concentrationUnitLabel(unit));
         for (const mapping::LabelledFootprint &f : footprints) {
             const std::string label =
-                fmt::format("  {}, {} {}:", f.name, report::formatValue(f.value), f.unit);
+                fmt::format("  {}, {} {}:", f.name, report::plainValue(f.value), f.unit);
             if (!f.footprint.notComputed.empty()) {
                 fmt::print("{} not computed: {}\n", label, f.footprint.notComputed);
                 continue;
@@ -156,8 +156,8 @@ void registerFootprintCommand(CLI::App &app) {
                 }
             }
             fmt::print("{} {} m², {} polygon(s), reaching {} m from the release (grid cell {} m){}{}\n",
-                       label, report::formatValue(f.footprint.area()), f.footprint.polygons.size(),
-                       report::formatValue(farthest), report::formatValue(f.footprint.grid.dx(), 3),
+                       label, report::plainValue(f.footprint.area()), f.footprint.polygons.size(),
+                       report::plainValue(farthest), report::plainValue(f.footprint.grid.dx(), 3),
                        f.footprint.cutAtLimit ? "; cut at the search limit, the region reaches farther" : "",
                        cut);
         }

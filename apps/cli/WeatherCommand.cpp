@@ -65,7 +65,7 @@ mapping::PlaneGrid parseGridOption(const std::string &text, double sourceX, doub
     const auto count = [&](double n) {
         if (n != std::floor(n) || n < 2 || n > kMaximumGridPoints) {
             throw CommandFailure(kUsageError, fmt::format("--grid: {} is not a number of points from 2 to {}",
-                                                          report::formatValue(n), kMaximumGridPoints));
+                                                          report::plainValue(n), kMaximumGridPoints));
         }
         return static_cast<std::int32_t>(n);
     };
@@ -247,8 +247,8 @@ void registerWeatherCommand(CLI::App &app) {
                     kUsageError, fmt::format("--levels: {} ({} volume fraction) is below the scenario's "
                                              "stopping concentration ({} volume fraction), where every run "
                                              "ends and the field stops",
-                                             levels[l].text(), report::formatValue(modelLevels[l]),
-                                             report::formatValue(model.stoppingConcentration())));
+                                             levels[l].text(), report::plainValue(modelLevels[l]),
+                                             report::plainValue(model.stoppingConcentration())));
             }
         }
         const double sourceX = model.stackLocationX();
@@ -357,7 +357,7 @@ void registerWeatherCommand(CLI::App &app) {
         writeFileAtomically(path("weather.html"), [&](std::FILE *out) { std::fputs(html.c_str(), out); });
 
         fmt::print("Weather study of {} over {} ({} cases) in {} s on {} thread(s)\n", scenarioName,
-                   page.roseName, rose.cases().size(), report::formatValue(seconds, 3), page.threads);
+                   page.roseName, rose.cases().size(), report::plainValue(seconds, 3), page.threads);
         fmt::print("Grid: {} x {} points from ({}, {}) m to ({}, {}) m at {} m above ground\n", grid.nx,
                    grid.ny, report::formatValue(grid.x0), report::formatValue(grid.y0),
                    report::formatValue(grid.x1), report::formatValue(grid.y1), report::formatValue(z));

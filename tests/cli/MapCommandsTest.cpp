@@ -61,6 +61,8 @@ TEST(FootprintCommand, ARegionStillAboveTheLevelWhereTheFarFieldEndsIsCutOffTher
     const auto lines = linesOf(result.out);
     ASSERT_GE(lines.size(), 2u);
     EXPECT_NE(lines[1].find(" 1 polygon(s), reaching "), std::string::npos) << lines[1];
+    // Terminal text keeps a plain minus that can be copied and searched (not the report's U+2212).
+    EXPECT_EQ(lines[1].rfind("  1e-5, 1e-05 volume fraction: ", 0), 0u) << lines[1];
     EXPECT_NE(
         lines[1].find("; cut off where the far field ends (1500 m downwind), the region reaches farther"),
         std::string::npos)

@@ -183,4 +183,11 @@ std::string formatValue(double value, int significantDigits) {
     return withTrueMinus(fmt::format("{:.{}g}", value, significantDigits));
 }
 
+std::string plainValue(double value, int significantDigits) {
+    if (std::isinf(value)) {
+        return value > 0 ? "inf" : "-inf";
+    }
+    return std::isnan(value) ? "NaN" : fmt::format("{:.{}g}", value, significantDigits);
+}
+
 } // namespace ostreljet::report

@@ -37,5 +37,7 @@ std::string formatLogTick(double value);
 
 // A value with a few significant digits for labels and tables (e.g. "0.002", "1.5e+06").
 std::string formatValue(double value, int significantDigits = 4);
+// The same with a plain hyphen-minus, for terminal text and files (e.g. "1e-05").
+std::string plainValue(double value, int significantDigits = 4);
 
 } // namespace ostreljet::report
