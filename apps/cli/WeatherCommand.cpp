@@ -302,9 +302,9 @@ void registerWeatherCommand(CLI::App &app) {
         for (std::size_t l = 0; l < levels.size(); ++l) {
             const double value = converter.fromModel(modelLevels[l], unit, model.atmosphereTemperature());
             columns.push_back(
-                fmt::format("P(>= {} {} {})", levels[l].text(), report::formatValue(value), unitLabel));
+                fmt::format("P(>= {} {} {})", levels[l].text(), report::plainValue(value), unitLabel));
             page.levelLabels.push_back(
-                fmt::format("{} ({} {})", levels[l].text(), report::formatValue(value), unitLabel));
+                fmt::format("{} ({} {})", levels[l].text(), report::plainValue(value), unitLabel));
             page.levelShort.push_back(levels[l].text());
         }
         page.scenarioName = scenarioName;
@@ -359,17 +359,17 @@ void registerWeatherCommand(CLI::App &app) {
         fmt::print("Weather study of {} over {} ({} cases) in {} s on {} thread(s)\n", scenarioName,
                    page.roseName, rose.cases().size(), report::plainValue(seconds, 3), page.threads);
         fmt::print("Grid: {} x {} points from ({}, {}) m to ({}, {}) m at {} m above ground\n", grid.nx,
-                   grid.ny, report::formatValue(grid.x0), report::formatValue(grid.y0),
-                   report::formatValue(grid.x1), report::formatValue(grid.y1), report::formatValue(z));
+                   grid.ny, report::plainValue(grid.x0), report::plainValue(grid.y0),
+                   report::plainValue(grid.x1), report::plainValue(grid.y1), report::plainValue(z));
         fmt::print("Cases refused by the model: {} (summed frequency {})\n", result.refusedCases,
-                   report::formatValue(result.refusedFrequency));
+                   report::plainValue(result.refusedFrequency));
         for (std::size_t l = 0; l < levels.size(); ++l) {
             fmt::print("{}:\n", page.levelLabels[l]);
             if (result.cutCases[l] > 0) {
                 fmt::print("  cut off by the end of the {} in {} weathers (summed frequency {}): the "
                            "probabilities beyond where those {} are lower bounds\n",
                            result.farField ? "far field" : "run", result.cutCases[l],
-                           report::formatValue(result.cutFrequency[l]),
+                           report::plainValue(result.cutFrequency[l]),
                            result.farField ? "far fields end" : "runs end");
             }
             const std::vector<weather::ProbabilityReach> reaches =
@@ -377,10 +377,9 @@ void registerWeatherCommand(CLI::App &app) {
             for (const weather::ProbabilityReach &reach : reaches) {
                 const std::string distance =
                     !reach.distance ? std::string("not reached on the grid")
-                                    : fmt::format("{} m{}", report::formatValue(*reach.distance),
+                                    : fmt::format("{} m{}", report::plainValue(*reach.distance),
                                                   reach.atEdge ? " or more (reaches the grid's edge)" : "");
-                fmt::print("  probability {} or more: {}\n", report::formatValue(reach.probability),
-                           distance);
+                fmt::print("  probability {} or more: {}\n", report::plainValue(reach.probability), distance);
             }
         }
         fmt::print("Written to {}: probability.csv, contours.geojson, cases.csv, weather.html\n",
