@@ -477,11 +477,11 @@ std::string number(const std::string &text) {
     return json{{"ok", false}, {"reason", inputs::NumberText::reason(problem)}}.dump();
 }
 
-// Runs the request {"scenario": TEXT, "levels": "LFL,2%", "unit": "vol", "planHeight": m, "gridPoints": n}.
-std::string run(const std::string &requestText) {
+// One request of the page: its answer, or the refusal or failure as an error answer; nothing is thrown
+// into JavaScript.
+template <typename Answer> std::string answered(const std::string &requestText, Answer answer) {
     try {
-        const json request = json::parse(requestText);
-        return runRequest(request).dump();
+        return answer(json::parse(requestText)).dump();
     } catch (const Refusal &refusal) {
         return errorAnswer(refusal.first, refusal.second).dump();
     } catch (const std::exception &error) {
@@ -491,18 +491,15 @@ std::string run(const std::string &requestText) {
     }
 }
 
+// Runs the request {"scenario": TEXT, "levels": "LFL,2%", "unit": "vol", "planHeight": m, "gridPoints": n}.
+std::string run(const std::string &requestText) {
+    return answered(requestText, runRequest);
+}
+
 // The footprints of the request {"scenario": TEXT, "levels": "LFL,2%", "unit": "vol", "height": m,
 // "scenarioName": "vent.json"}: {"ok": true, "geojson": TEXT, "coordinates": what they are}.
 std::string footprint(const std::string &requestText) {
-    try {
-        return footprintRequest(json::parse(requestText)).dump();
-    } catch (const Refusal &refusal) {
-        return errorAnswer(refusal.first, refusal.second).dump();
-    } catch (const std::exception &error) {
-        return errorAnswer(error.what(), "").dump();
-    } catch (...) {
-        return errorAnswer("unexpected error in the model", "").dump();
-    }
+    return answered(requestText, footprintRequest);
 }
 
 } // namespace ostreljet::web

@@ -130,14 +130,7 @@ class Browser:
 
 def native_steps(cli, scenario_text):
     """The output steps of the native tool's `run --json` for a scenario text."""
-    with tempfile.NamedTemporaryFile("w", suffix=".json", delete=False) as handle:
-        handle.write(scenario_text)
-        path = handle.name
-    try:
-        result = subprocess.run([cli, "run", path, "--json"], capture_output=True, text=True, check=False)
-    finally:
-        os.unlink(path)
-    document = json.loads(result.stdout)
+    document = native_run(cli, scenario_text)
 
     def find_steps(node):
         if isinstance(node, dict):
