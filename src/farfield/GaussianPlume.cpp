@@ -35,12 +35,12 @@ int imageCentres(double h, double sigmaZ, double lid, double *centres) {
 }
 
 // The sum over pairs of exp(-(z - centre)^2 / (2 sigma_z^2)), each pair added as one; an infinite centre
-// adds nothing.
-double imageSum(double z, const double *centres, int count, double twoSigmaSquared) {
+// adds nothing. `inverse` is 1 / (2 sigma_z^2), 1/m2.
+double imageSum(double z, const double *centres, int count, double inverse) {
     double exponents[kMostCentres];
     double least = std::numeric_limits<double>::infinity();
     for (int i = 0; i < count; ++i) {
-        exponents[i] = -(z - centres[i]) * (z - centres[i]) / twoSigmaSquared;
+        exponents[i] = -((z - centres[i]) * (z - centres[i]) * inverse);
         least = std::min(least, -exponents[i]);
     }
     auto term = [&](int i) {
@@ -67,7 +67,7 @@ double GaussianPlume::verticalFactor(double z, double h, double sigmaZ, double l
     if (std::isfinite(lid) && sigmaZ >= 2.0 * lid)
         return std::sqrt(2.0 * std::numbers::pi) * sigmaZ / lid;
     double centres[kMostCentres];
-    return imageSum(z, centres, imageCentres(h, sigmaZ, lid, centres), 2.0 * sigmaZ * sigmaZ);
+    return imageSum(z, centres, imageCentres(h, sigmaZ, lid, centres), 1.0 / (2.0 * sigmaZ * sigmaZ));
 }
 
 double GaussianPlume::concentration(double q, double u, double sigmaY, double sigmaZ, double y, double z,
@@ -107,6 +107,7 @@ void GaussianPlume::concentrations(double q, double u, double sigmaY, double sig
     double bound = std::numeric_limits<double>::infinity();
     for (int i = 0; i < total; ++i)
         bound = std::min(bound, farthest(all[i]) * farthest(all[i]) / twoSigmaSquared);
+    const double inverse = 1.0 / twoSigmaSquared;
     double centres[kMostCentres];
     int kept = 0;
     for (int i = 0; i < total; i += 2) {
@@ -127,8 +128,7 @@ void GaussianPlume::concentrations(double q, double u, double sigmaY, double sig
         }
     }
     for (std::int64_t k = 0; k < count; ++k)
-        out[k] =
-            z[k] < 0.0 || z[k] > lid ? across * 0.0 : across * imageSum(z[k], centres, kept, twoSigmaSquared);
+        out[k] = z[k] < 0.0 || z[k] > lid ? across * 0.0 : across * imageSum(z[k], centres, kept, inverse);
 }
 
 } // namespace ostreljet

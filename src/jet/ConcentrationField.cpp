@@ -568,18 +568,27 @@ void ConcentrationField::gridRow(double *target, double x, double y, double zSta
 
 void ConcentrationField::forEachRow(std::int64_t rows, std::int64_t pointsPerRow, unsigned threads,
                                     const GridProgress &progress, const std::function<RowWork()> &makeWork) {
-    // Rows are taken from a shared counter, so that a thread whose rows are cheap takes more of them.
+    // Runs of rows are taken from a shared counter, so that a thread whose rows are cheap takes more of
+    // them; a run holds about kPointsPerTake points, so that rows of a few cheap points (wholly to the side
+    // of a far-field plume: a fill with zeros) do not spend their time passing the counter between cores.
     if (rows <= 0) {
         return;
     }
+    constexpr std::int64_t kPointsPerTake = 2048;
     const std::int64_t total = rows * pointsPerRow;
-    std::atomic<std::int64_t> nextRow{0};
-    std::atomic<std::int64_t> pointsDone{0};
+    const std::int64_t rowsPerTake =
+        std::max<std::int64_t>(1, kPointsPerTake / std::max<std::int64_t>(pointsPerRow, 1));
+    alignas(64) std::atomic<std::int64_t> nextRow{0};
+    alignas(64) std::atomic<std::int64_t> pointsDone{0};
     auto work = [&]() {
         const RowWork rowWork = makeWork();
-        for (std::int64_t row = nextRow.fetch_add(1); row < rows; row = nextRow.fetch_add(1)) {
-            rowWork(row);
-            pointsDone.fetch_add(pointsPerRow, std::memory_order_relaxed);
+        for (std::int64_t first = nextRow.fetch_add(rowsPerTake); first < rows;
+             first = nextRow.fetch_add(rowsPerTake)) {
+            const std::int64_t last = std::min(rows, first + rowsPerTake);
+            for (std::int64_t row = first; row < last; ++row) {
+                rowWork(row);
+            }
+            pointsDone.fetch_add((last - first) * pointsPerRow, std::memory_order_relaxed);
         }
     };
     if (threads == 0) {
