@@ -19,6 +19,8 @@ public:
         }
         return handle_ != nullptr;
     }
+    // Whether the library has the symbol `name` (an older build may lack a newer function).
+    bool has(const char *name) const { return dlsym(handle_, name) != nullptr; }
     // Binds `function` to the library's symbol `name`; false, saying which, when the library has none.
     template <typename Function> bool bind(Function &function, const char *name) {
         void *symbol = dlsym(handle_, name);

@@ -1,10 +1,11 @@
-// What the far field adds to a run's time: for each example, the run with its summary at the gas's
-// default levels as the engineering fronts make it, with the far field (the default) and without it
-// (the jet's answers alone). The difference is the far field's construction and its share of the
-// summary's searches.
+// What the answers add to a run's time: for each example, the jet run alone; the run with its summary
+// at the gas's default levels as the engineering fronts make it, with the far field (the default) and
+// without it (the jet's answers alone). The differences are the summary's searches and the far field's
+// construction with its share of the searches.
 
 #include <benchmark/benchmark.h>
 
+#include "ostreljet/farfield/WholePlume.hpp"
 #include "ostreljet/farfield/WholePlumeSummary.hpp"
 #include "ostreljet/inputs/Scenario.hpp"
 #include "ostreljet/jet/JetModel.hpp"
@@ -30,9 +31,37 @@ void runWithSummary(benchmark::State &state, const char *file, bool farField) {
     }
 }
 
+// The jet run alone, without a summary or far field: what the others are measured against.
+void runAlone(benchmark::State &state, const char *file) {
+    const ostreljet::Scenario scenario =
+        ostreljet::Scenario::fromFile(std::string(OSTRELJET_EXAMPLES_DIR) + "/" + file);
+    ostreljet::JetModel model;
+    for (auto _ : state) {
+        scenario.applyTo(model);
+        benchmark::DoNotOptimize(model.runModel());
+    }
+}
+
+// The jet run and the whole plume's field (the far field's construction), without a summary.
+void runWithField(benchmark::State &state, const char *file) {
+    const ostreljet::Scenario scenario =
+        ostreljet::Scenario::fromFile(std::string(OSTRELJET_EXAMPLES_DIR) + "/" + file);
+    const ostreljet::FarFieldOptions options = scenario.farFieldOptions();
+    ostreljet::JetModel model;
+    for (auto _ : state) {
+        scenario.applyTo(model);
+        model.runModel();
+        benchmark::DoNotOptimize(ostreljet::WholePlume(model, options, ostreljet::RunStatus::ok));
+    }
+}
+
 void registerAll() {
     for (const char *file : {"vertical_buoyant_vent.json", "horizontal_dense_release.json",
                              "choked_high_pressure.json", "hot_stack_unstable.json"}) {
+        benchmark::RegisterBenchmark((std::string(file) + "/run alone").c_str(), runAlone, file)
+            ->Unit(benchmark::kMillisecond);
+        benchmark::RegisterBenchmark((std::string(file) + "/run and far field").c_str(), runWithField, file)
+            ->Unit(benchmark::kMillisecond);
         for (const bool farField : {false, true}) {
             benchmark::RegisterBenchmark(
                 (std::string(file) + (farField ? "/with far field" : "/jet alone")).c_str(), runWithSummary,

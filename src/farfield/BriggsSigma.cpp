@@ -38,11 +38,21 @@ double Curve::limit() const {
 }
 
 double Curve::inverse(double s) const {
-    // Bisection on the increasing curve, after doubling an upper bound.
+    // In closed form for the table's shapes (b = 0; p = -1; p = -1/2, a quadratic in x); otherwise
+    // bisection on the increasing curve, after doubling an upper bound.
     if (!(s >= 0.0) || !(s < limit()))
         return std::numeric_limits<double>::quiet_NaN();
     if (s == 0.0)
         return 0.0;
+    if (b == 0.0)
+        return s / a;
+    if (p == -1.0)
+        return s / (a - s * b); // s (1 + b x) = a x
+    if (p == -0.5) {
+        // s^2 (1 + b x) = a^2 x^2: the positive root, both of its terms positive.
+        const double s2 = s * s;
+        return (s2 * b + std::sqrt(s2 * s2 * b * b + 4.0 * a * a * s2)) / (2.0 * a * a);
+    }
     double low = 0.0;
     double high = s / a;
     while (at(high) < s)

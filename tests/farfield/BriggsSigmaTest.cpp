@@ -30,8 +30,10 @@ TEST(BriggsSigma, InversesGiveTheVirtualSourceDistance) {
     for (int stability = 0; stability < 6; ++stability) {
         for (auto terrain : {FarFieldDispersion::rural, FarFieldDispersion::urban}) {
             const BriggsSigma s(terrain, stability);
-            EXPECT_NEAR(s.distanceForSigmaY(s.sigmaY(350.0)), 350.0, 1e-6);
-            EXPECT_NEAR(s.distanceForSigmaZ(s.sigmaZ(350.0)), 350.0, 1e-6);
+            for (const double x : {0.5, 350.0, 20000.0}) {
+                EXPECT_NEAR(s.distanceForSigmaY(s.sigmaY(x)), x, 1e-9 * x) << stability << " at " << x;
+                EXPECT_NEAR(s.distanceForSigmaZ(s.sigmaZ(x)), x, 1e-9 * x) << stability << " at " << x;
+            }
         }
     }
     const BriggsSigma f(FarFieldDispersion::rural, 5);
