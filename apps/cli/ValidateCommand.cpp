@@ -218,11 +218,11 @@ void printTrials(const std::vector<FieldTrial> &trials, const std::string &trial
     fmt::print(
         "\n{} field trials read from {} ({} observed concentrations).\nPools: {}.\nPoint sources: {}.\n",
         trials.size(), trialsSource, observed, TrialComparison::kMethod, TrialComparison::kPointMethod);
-    fmt::print("\n{:<22} {:>6} {:>6} {:>7} {:>7} {:>8} {:>7} {:>8}  {}\n", "Field trials, part", "trials",
+    fmt::print("\n{:<22} {:>6} {:>7} {:>7} {:>7} {:>8} {:>7} {:>8}  {}\n", "Field trials, part", "trials",
                "pairs", "MG (-)", "VG (-)", "FAC2 (-)", "FB (-)", "NMSE (-)", "verdict");
     for (const TrialPart &part : comparison.parts()) {
         const EvaluationStatistics &s = part.statistics;
-        fmt::print("{:<22} {:>6} {:>6} {:>7.2f} {:>7.2f} {:>8.2f} {:>7.2f} {:>8.2f}  {}\n", part.name,
+        fmt::print("{:<22} {:>6} {:>7} {:>7.2f} {:>7.2f} {:>8.2f} {:>7.2f} {:>8.2f}  {}\n", part.name,
                    part.trials.size(), fmt::format("{}/{}", s.pairs, part.pairs), s.geometricMean,
                    s.geometricVariance, s.factorOfTwo, s.fractionalBias, s.normalisedMeanSquareError,
                    part.verdict.acceptable ? "acceptable" : "not acceptable");

@@ -166,21 +166,30 @@ TEST(ValidateCommandTest, SummaryOnATerminalLessRunCarriesUnits) {
     const CommandResult result = cli({"validate", "-o", folder.file("v.html")});
     ASSERT_EQ(result.exitStatus, 0) << result.err;
     const std::vector<std::string> lines = linesOf(result.out);
-    ASSERT_EQ(lines.size(), 32u);
+    ASSERT_EQ(lines.size(), 36u);
     EXPECT_NE(lines[0].find("points  MG (-)  VG (-) FAC2 (-)"), std::string::npos) << lines[0];
+    EXPECT_EQ(lines[8],
+              "66 field trials read from validation/trials (built in) (315 observed concentrations).");
+    EXPECT_EQ(lines[9].rfind("Pools: the trials' sources are evaporating pools, which the jet model does not "
+                             "accept",
+                             0),
+              0u)
+        << lines[9];
     EXPECT_EQ(
-        lines[8].rfind("13 field trials read from validation/trials (built in) (52 observed "
-                       "concentrations); the trials' sources are evaporating pools, which the jet model "
-                       "does not accept",
-                       0),
+        lines[10].rfind("Point sources: the trials' sources are points near the ground with no jet to "
+                        "follow: each is started directly in the far field, as a passive Gaussian plume",
+                        0),
         0u)
-        << lines[8];
-    EXPECT_EQ(lines[10],
-              "Field trials, part     trials  pairs  MG (-)  VG (-) FAC2 (-)  FB (-) NMSE (-)  verdict");
-    EXPECT_EQ(lines[16], "Distance to the LFL           observed (m)          predicted (m)");
-    EXPECT_EQ(lines[26], "Falcon 4                     not computed                    199");
-    EXPECT_TRUE(std::regex_match(lines[31], std::regex("wrote .*v\\.html \\(48 model runs, [0-9.]+ s\\)")))
-        << lines[31];
+        << lines[10];
+    EXPECT_EQ(lines[12],
+              "Field trials, part     trials   pairs  MG (-)  VG (-) FAC2 (-)  FB (-) NMSE (-)  verdict");
+    EXPECT_EQ(lines[15].substr(0, 37), "passive, point source      53 263/263");
+    EXPECT_EQ(lines[20], "Distance to the LFL           observed (m)          predicted (m)");
+    // Only the pools have a flammable limit: the tracer's runs have no row.
+    EXPECT_EQ(lines[30], "Falcon 4                     not computed                    199");
+    EXPECT_EQ(lines[33], "Maplin Sands 35                       184                    185");
+    EXPECT_TRUE(std::regex_match(lines[35], std::regex("wrote .*v\\.html \\(48 model runs, [0-9.]+ s\\)")))
+        << lines[35];
     EXPECT_EQ(result.err, ""); // no progress line when stderr is not a terminal
 }
 
