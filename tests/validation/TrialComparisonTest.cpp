@@ -187,6 +187,24 @@ TEST(TrialComparisonTest, APointTrialWithoutItsSamplersHeightOrInVolumeFractions
     EXPECT_TRUE(std::isnan(one.trials()[0].pairs[3].predicted));
 }
 
+TEST(TrialComparisonTest, APointPlumeRefusesANonPhysicalInputAndComputesNothingAtTheSource) {
+    try {
+        PointPlume({0.05, 0.46, 1.5}, {0.0, 3, 600.0});
+        FAIL() << "a calm was accepted";
+    } catch (const std::invalid_argument &e) {
+        EXPECT_STREQ(e.what(), "point plume: wind speed must be finite and positive, not 0.000000");
+    }
+    EXPECT_THROW(PointPlume({0.05, -1.0, 1.5}, {5.0, 3, 600.0}), std::invalid_argument);
+    const PointPlume plume({0.05, 0.46, 1.5}, {5.0, 3, std::nullopt});
+    EXPECT_TRUE(std::isnan(plume.concentrationAt(0.0)));
+    EXPECT_EQ(plume.notes().front(),
+              "no averaging time given: sigma_y is the Briggs curves' own, not corrected");
+    // An hour's average widens sigma_y by (3600 / 600)^0.2 = 1.4310 (Hanna, Briggs and Hosker 1982).
+    const PointPlume hour({0.05, 0.46, 1.5}, {5.0, 3, 3600.0});
+    EXPECT_NEAR(hour.sigmaY(100.0) / plume.sigmaY(100.0), 1.43097, 1e-5);
+    EXPECT_NEAR(plume.concentrationAt(100.0) / hour.concentrationAt(100.0), 1.43097, 1e-5);
+}
+
 TEST(TrialComparisonTest, ATrialWithoutAPoolIsNotComputedWithItsReason) {
     FieldTrial t = trial("burro-3");
     t.release.erase("poolDiameter");
