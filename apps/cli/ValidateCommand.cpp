@@ -33,6 +33,11 @@ nlohmann::ordered_json orNull(double value) {
     return std::isfinite(value) ? nlohmann::ordered_json(value) : nlohmann::ordered_json(nullptr);
 }
 
+// The unit of a concentration in the JSON: SI, as the library holds it.
+const char *jsonUnit(const std::string &measure) {
+    return measure == TrialObservation::kMassConcentration ? "kg/m3" : "volume fraction";
+}
+
 // A distance to a level, for JSON.
 nlohmann::ordered_json jsonLevelDistance(const LevelDistance &d) {
     return {{"distance_m", orNull(d.distance)}, {"how", d.how}};
@@ -51,25 +56,38 @@ nlohmann::ordered_json jsonTrials(const std::vector<FieldTrial> &trials, const T
             const TrialPair &pair = p.pairs[k];
             observed.push_back({{"kind", o.kind},
                                 {"distance_m", o.distance.value},
-                                {"observed_volume_fraction", o.concentration.value},
-                                {"predicted_volume_fraction", orNull(pair.predicted)}});
+                                {"unit", jsonUnit(pair.measure)},
+                                {"observed", o.concentration.value},
+                                {"predicted", orNull(pair.predicted)}});
             if (!pair.notComputed.empty())
                 observed.back()["not_computed"] = pair.notComputed;
         }
         const double rate = t.releaseRate();
-        nlohmann::ordered_json entry = {
-            {"id", t.id},
-            {"title", t.title},
-            {"series", t.series},
-            {"part", t.part},
-            {"statistics_part", p.part},
-            {"source_kind", t.sourceKind},
-            {"gas", t.gas},
-            {"file", t.file},
-            {"release_rate_kg_s", orNull(rate)},
-            {"figures", t.figureCount()},
-            {"missing_figures", t.missingCount()},
-            {"comparison", p.notComputed.empty() ? TrialComparison::kMethod : p.notComputed}};
+        nlohmann::ordered_json entry = {{"id", t.id},
+                                        {"title", t.title},
+                                        {"series", t.series},
+                                        {"part", t.part},
+                                        {"statistics_part", p.part},
+                                        {"source_kind", t.sourceKind},
+                                        {"gas", t.gas},
+                                        {"file", t.file},
+                                        {"release_rate_kg_s", orNull(rate)},
+                                        {"figures", t.figureCount()},
+                                        {"missing_figures", t.missingCount()},
+                                        {"comparison", p.notComputed.empty() ? p.method : p.notComputed}};
+        if (p.pointPlume) {
+            entry["source"] = {{"release_rate_kg_s", p.pointRelease.massRate},
+                               {"release_height_m", p.pointRelease.height},
+                               {"sampling_height_m", p.pointRelease.samplingHeight}};
+            entry["weather"] = {
+                {"wind_speed_10m_m_s", p.pointWeather.windSpeed},
+                {"wind", p.windHow},
+                {"pasquill_class", std::string(1, static_cast<char>('A' + p.pointWeather.stabilityClass))},
+                {"averaging_time_s", p.pointWeather.averagingTime
+                                         ? nlohmann::ordered_json(*p.pointWeather.averagingTime)
+                                         : nlohmann::ordered_json(nullptr)}};
+            entry["notes"] = p.notes;
+        }
         if (p.plume) {
             const PoolPlume &plume = *p.plume;
             entry["source"] = {{"pool_diameter_m", p.source.diameter},
@@ -112,6 +130,7 @@ nlohmann::ordered_json jsonTrialParts(const TrialComparison &comparison) {
              {"trials", part.trials.size()},
              {"pairs", part.pairs},
              {"compared", s.pairs},
+             {"unit", jsonUnit(part.measure)},
              {"MG", orNull(s.geometricMean)},
              {"VG", orNull(s.geometricVariance)},
              {"FAC2", orNull(s.factorOfTwo)},
@@ -133,8 +152,9 @@ nlohmann::ordered_json jsonTrialPairs(const TrialComparison &comparison) {
             list.push_back({{"trial", pair.trial},
                             {"part", p.part},
                             {"distance_m", pair.distance},
-                            {"observed_volume_fraction", pair.observed},
-                            {"predicted_volume_fraction", orNull(pair.predicted)}});
+                            {"unit", jsonUnit(pair.measure)},
+                            {"observed", pair.observed},
+                            {"predicted", orNull(pair.predicted)}});
     return list;
 }
 
@@ -172,6 +192,7 @@ std::string jsonResults(const std::vector<CorrelationResult> &results, double se
     }
     out += "\n  ],\n  \"trials_source\": " + nlohmann::ordered_json(trialsSource).dump() +
            ",\n  \"trials_method\": " + nlohmann::ordered_json(TrialComparison::kMethod).dump() +
+           ",\n  \"point_trials_method\": " + nlohmann::ordered_json(TrialComparison::kPointMethod).dump() +
            ",\n  \"trial_parts\": " + jsonTrialParts(comparison).dump(2) +
            ",\n  \"trial_pairs\": " + jsonTrialPairs(comparison).dump(2) +
            ",\n  \"trials\": " + jsonTrials(trials, comparison).dump(2) + "\n}\n";
@@ -194,13 +215,14 @@ void printTrials(const std::vector<FieldTrial> &trials, const std::string &trial
     for (const FieldTrial &t : trials) {
         observed += t.observations.size();
     }
-    fmt::print("\n{} field trials read from {} ({} observed concentrations); {}.\n", trials.size(),
-               trialsSource, observed, TrialComparison::kMethod);
-    fmt::print("\n{:<22} {:>6} {:>6} {:>7} {:>7} {:>8} {:>7} {:>8}  {}\n", "Field trials, part", "trials",
+    fmt::print(
+        "\n{} field trials read from {} ({} observed concentrations).\nPools: {}.\nPoint sources: {}.\n",
+        trials.size(), trialsSource, observed, TrialComparison::kMethod, TrialComparison::kPointMethod);
+    fmt::print("\n{:<22} {:>6} {:>7} {:>7} {:>7} {:>8} {:>7} {:>8}  {}\n", "Field trials, part", "trials",
                "pairs", "MG (-)", "VG (-)", "FAC2 (-)", "FB (-)", "NMSE (-)", "verdict");
     for (const TrialPart &part : comparison.parts()) {
         const EvaluationStatistics &s = part.statistics;
-        fmt::print("{:<22} {:>6} {:>6} {:>7.2f} {:>7.2f} {:>8.2f} {:>7.2f} {:>8.2f}  {}\n", part.name,
+        fmt::print("{:<22} {:>6} {:>7} {:>7.2f} {:>7.2f} {:>8.2f} {:>7.2f} {:>8.2f}  {}\n", part.name,
                    part.trials.size(), fmt::format("{}/{}", s.pairs, part.pairs), s.geometricMean,
                    s.geometricVariance, s.factorOfTwo, s.fractionalBias, s.normalisedMeanSquareError,
                    part.verdict.acceptable ? "acceptable" : "not acceptable");
@@ -210,6 +232,8 @@ void printTrials(const std::vector<FieldTrial> &trials, const std::string &trial
     }
     fmt::print("\n{:<18} {:>22} {:>22}\n", "Distance to the LFL", "observed (m)", "predicted (m)");
     for (const TrialPrediction &p : comparison.trials()) {
+        if (p.sourceKind != "pool")
+            continue; // a tracer: no flammable limit
         const auto shown = [](const LevelDistance &d) {
             return std::isfinite(d.distance) ? fmt::format("{:.0f}", d.distance)
                                              : std::string("not computed");

@@ -23,6 +23,8 @@ namespace {
 
 using Json = nlohmann::json;
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+// Why an optional figure the file does not name is missing; such a figure is not counted among the file's.
+constexpr const char *kNotInFile = "not given in the file";
 
 // What a figure measures, and so which units it may carry.
 enum class Dimension {
@@ -37,7 +39,8 @@ enum class Dimension {
     massFlux,
     massRate,
     humidity,
-    concentration,
+    concentration,     // a volume fraction
+    massConcentration, // kg/m3
 };
 
 struct Unit {
@@ -48,7 +51,8 @@ struct Unit {
 };
 
 // Units a trial file may use, with their conversions to SI; °C to K by the definition of the Celsius
-// scale, a millibar is 100 Pa, and "% by volume" and "ppm by volume" are parts per hundred and per million.
+// scale, a millibar is 100 Pa, "% by volume" and "ppm by volume" are parts per hundred and per million, a
+// gram is 1e-3 kg and a milligram 1e-6 kg.
 const Unit kUnits[] = {
     {"m", Dimension::length, 1.0, 0.0},
     {"s", Dimension::time, 1.0, 0.0},
@@ -63,11 +67,24 @@ const Unit kUnits[] = {
     {"W/m2", Dimension::heatFlux, 1.0, 0.0},
     {"kg/(m2 s)", Dimension::massFlux, 1.0, 0.0},
     {"kg/s", Dimension::massRate, 1.0, 0.0},
+    {"g/s", Dimension::massRate, 1e-3, 0.0},
     {"%", Dimension::humidity, 0.01, 0.0},
     {"% by volume", Dimension::concentration, 0.01, 0.0},
     {"ppm by volume", Dimension::concentration, 1e-6, 0.0},
     {"volume fraction", Dimension::concentration, 1.0, 0.0},
+    {"mg/m3", Dimension::massConcentration, 1e-6, 0.0},
 };
+
+// Whether a figure's unit is one of a dimension's: how an observation says which measure it is in.
+bool unitOf(const Json &node, Dimension dimension) {
+    if (!node.is_object() || !node.contains("unit") || !node["unit"].is_string())
+        return false;
+    const std::string unit = node["unit"].get<std::string>();
+    for (const Unit &candidate : kUnits)
+        if (candidate.dimension == dimension && unit == candidate.name)
+            return true;
+    return false;
+}
 
 std::string unitsOf(Dimension dimension) {
     std::string out;
@@ -235,6 +252,8 @@ std::vector<std::pair<std::string, const TrialFigure *>> allFigures(const FieldT
         out.emplace_back(where + ".temperature", &trial.temperatureProfile[i].value);
     }
     out.emplace_back("averagingTime", &trial.averagingTime);
+    if (trial.samplingHeight.missing != kNotInFile)
+        out.emplace_back("samplingHeight", &trial.samplingHeight);
     for (std::size_t i = 0; i < trial.observations.size(); ++i) {
         const std::string where = "observations[" + std::to_string(i + 1) + "]";
         out.emplace_back(where + ".distance", &trial.observations[i].distance);
@@ -322,6 +341,12 @@ FieldTrial FieldTrial::fromText(std::string_view text, const std::string &name) 
         read.fail("", "needs \"averagingTime\" (or {\"missing\": why})");
     }
     trial.averagingTime = read.figure(root["averagingTime"], Dimension::time, "averagingTime");
+    if (root.contains("samplingHeight")) {
+        trial.samplingHeight = read.figure(root["samplingHeight"], Dimension::length, "samplingHeight");
+    } else {
+        trial.samplingHeight.value = kNaN;
+        trial.samplingHeight.missing = kNotInFile;
+    }
 
     const auto observations = root.find("observations");
     if (observations == root.end() || !observations->is_array() || observations->empty()) {
@@ -340,14 +365,26 @@ FieldTrial FieldTrial::fromText(std::string_view text, const std::string &name) 
                       "\"kind\" must be \"arc maximum\" or \"centreline\", not \"" + observation.kind + "\"");
         }
         observation.distance = read.figure(node["distance"], Dimension::length, where + ".distance");
+        const bool mass = unitOf(node["concentration"], Dimension::massConcentration);
+        observation.measure = mass ? TrialObservation::kMassConcentration : TrialObservation::kVolumeFraction;
         observation.concentration =
-            read.figure(node["concentration"], Dimension::concentration, where + ".concentration");
+            read.figure(node["concentration"], mass ? Dimension::massConcentration : Dimension::concentration,
+                        where + ".concentration");
         if (observation.distance.present() && !(observation.distance.value > 0.0)) {
             read.fail(where + ".distance", "must be positive");
         }
-        if (observation.concentration.present() &&
+        if (observation.concentration.present() && !mass &&
             !(observation.concentration.value > 0.0 && observation.concentration.value <= 1.0)) {
             read.fail(where + ".concentration", "must be a volume fraction above 0 and at most 1");
+        }
+        if (observation.concentration.present() && mass && !(observation.concentration.value > 0.0)) {
+            read.fail(where + ".concentration", "must be a mass concentration above 0");
+        }
+        if (!trial.observations.empty() && trial.observations.front().measure != observation.measure) {
+            read.fail(where + ".concentration", "is a " + observation.measure +
+                                                    " where the first observation is a " +
+                                                    trial.observations.front().measure +
+                                                    ": one trial's observations share one measure");
         }
         trial.observations.push_back(std::move(observation));
     }

@@ -15,10 +15,12 @@ namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kWorkbookWindHeight = 10.0; // m, the height of the workbook's wind speed
+constexpr double kBriggsNearest = 100.0;     // m, the nearest distance the Briggs curves are meant for
 
 // The parts of the statistics, in the order they are reported.
 constexpr const char *kOpenGround = "dense, open ground";
 constexpr const char *kFenced = "dense, vapour fence";
+constexpr const char *kPassive = "passive, point source";
 
 std::string figure(double value, int digits) {
     std::ostringstream text;
@@ -44,17 +46,82 @@ const TrialFigure *present(const std::map<std::string, TrialFigure> &figures, co
     return found != figures.end() && found->second.present() ? &found->second : nullptr;
 }
 
-// The prediction of one pool trial: source and weather from the file, the plume, the pairs, the LFL.
+// The prediction of one point-source trial: release and weather from the file, the passive plume, the
+// pairs. The gas is a tracer: no flammable limit is looked for.
+TrialPrediction predictPoint(const FieldTrial &t, TrialPrediction p) {
+    p.part = kPassive;
+    p.method = TrialComparison::kPointMethod;
+    p.lowerFlammabilityLimit = kNaN;
+    p.observedLfl = {kNaN, "not computed: a tracer, compared by concentration only"};
+    const auto refuse = [&p](const std::string &why) {
+        p.notComputed = "not computed: " + why;
+        for (TrialPair &pair : p.pairs)
+            pair.notComputed = p.notComputed;
+        p.predictedLfl = {kNaN, p.notComputed};
+        return p;
+    };
+    p.predictedLfl = p.observedLfl;
+    const TrialFigure *rate = present(t.release, "releaseRate");
+    const TrialFigure *height = present(t.release, "releaseHeight");
+    const TrialFigure *length = present(t.weather, "moninObukhovLength");
+    const TrialFigure *roughness = present(t.weather, "roughnessLength");
+    if (!rate || !height)
+        return refuse("the file lacks the release rate or the release height");
+    if (!t.samplingHeight.present())
+        return refuse("the file lacks the samplers' height");
+    if (!length || !roughness)
+        return refuse("the file lacks the Monin-Obukhov length or roughness length");
+    for (const TrialObservation &o : t.observations)
+        if (o.measure != TrialObservation::kMassConcentration)
+            return refuse("a point-source trial is compared in mass concentration, and its observations are "
+                          "volume fractions");
+    const double wind = TrialComparison::windAt10m(t, p.windHow);
+    if (std::isnan(wind))
+        return refuse("the file gives no wind speed");
+
+    p.pointRelease = {rate->value, height->value, t.samplingHeight.value};
+    p.pointWeather.windSpeed = wind;
+    p.pointWeather.stabilityClass =
+        CAtmosSurfaceLayerProf::stabilityClassFor(1.0 / length->value, roughness->value);
+    p.notes.push_back("Pasquill class " +
+                      std::string(1, static_cast<char>('A' + p.pointWeather.stabilityClass)) +
+                      " for the Briggs sigmas, the class nearest to L = " + figure(length->value, 4) +
+                      " m over z0 = " + figure(roughness->value, 3) + " m");
+    if (t.averagingTime.present())
+        p.pointWeather.averagingTime = t.averagingTime.value;
+    try {
+        p.pointPlume.emplace(p.pointRelease, p.pointWeather);
+    } catch (const std::invalid_argument &e) {
+        return refuse(e.what());
+    }
+    for (const std::string &note : p.pointPlume->notes())
+        p.notes.push_back(note);
+    for (TrialPair &pair : p.pairs) {
+        pair.predicted = p.pointPlume->concentrationAt(pair.distance);
+        if (pair.distance < kBriggsNearest)
+            p.notes.push_back("the arc at " + metres(pair.distance) +
+                              " is nearer than the 100 m from which the Briggs curves are meant: they are "
+                              "extrapolated there");
+    }
+    return p;
+}
+
+// The prediction of one trial: for a pool, source and weather from the file, the plume, the pairs, the
+// LFL; for a point source, predictPoint.
 TrialPrediction predict(const FieldTrial &t) {
     TrialPrediction p;
     p.id = t.id;
     p.title = t.title;
+    p.sourceKind = t.sourceKind;
+    p.method = TrialComparison::kMethod;
     p.part = TrialComparison::fenced(t) ? kFenced : kOpenGround;
+    for (const TrialObservation &o : t.observations)
+        p.pairs.push_back({t.id, o.distance.value, o.concentration.value, kNaN, "", o.measure});
+    if (t.sourceKind == "point")
+        return predictPoint(t, std::move(p));
     const GasTable::Entry *gas = GasTable::find(t.gas);
     p.lowerFlammabilityLimit =
         gas && gas->hazards.lowerFlammabilityLimit ? *gas->hazards.lowerFlammabilityLimit / 100.0 : kNaN;
-    for (const TrialObservation &o : t.observations)
-        p.pairs.push_back({t.id, o.distance.value, o.concentration.value, kNaN, ""});
     p.observedLfl = std::isnan(p.lowerFlammabilityLimit)
                         ? LevelDistance{kNaN, "not computed: the gas has no lower flammable limit"}
                         : TrialComparison::observedDistanceTo(t.observations, p.lowerFlammabilityLimit);
@@ -67,7 +134,11 @@ TrialPrediction predict(const FieldTrial &t) {
         return p;
     };
     if (t.sourceKind != "pool")
-        return refuse("only pool sources are compared so far");
+        return refuse("only pool and point sources are compared so far");
+    for (const TrialObservation &o : t.observations)
+        if (o.measure != TrialObservation::kVolumeFraction)
+            return refuse("a pool trial is compared in volume fractions, and its observations are mass "
+                          "concentrations");
     if (!gas)
         return refuse("the gas '" + t.gas + "' is not in the gas table");
     const TrialFigure *diameter = present(t.release, "poolDiameter");
@@ -212,16 +283,24 @@ TrialComparison::TrialComparison(const std::vector<FieldTrial> &trials) {
     const struct {
         const char *name;
         const char *description;
-    } parts[] = {{kOpenGround, "LNG pools on water or the sea, unobstructed (Burro, Coyote, Maplin Sands)"},
-                 {kFenced, "LNG pools inside a vapour fence (Falcon): the plume model knows no fence"}};
-    for (const auto &[name, description] : parts) {
-        TrialPart part{name, description, {}, 0, {}, {}};
+        const AcceptanceCriteria &criteria;
+    } parts[] = {{kOpenGround, "LNG pools on water or the sea, unobstructed (Burro, Coyote, Maplin Sands)",
+                  ModelEvaluation::hannaChangStrimaitis1993()},
+                 {kFenced, "LNG pools inside a vapour fence (Falcon): the plume model knows no fence",
+                  ModelEvaluation::hannaChangStrimaitis1993()},
+                 {kPassive,
+                  "sulphur dioxide released continuously 0.46 m above short grass (Prairie Grass), sampled "
+                  "1.5 m above the ground on arcs from 50 to 800 m",
+                  ModelEvaluation::changHanna2004()}};
+    for (const auto &[name, description, criteria] : parts) {
+        TrialPart part{name, description, {}, 0, {}, {}, {}};
         std::vector<double> observed, predicted;
         for (const TrialPrediction &p : trials_) {
             if (p.part != name)
                 continue;
             part.trials.push_back(p.id);
             for (const TrialPair &pair : p.pairs) {
+                part.measure = pair.measure;
                 ++part.pairs;
                 if (std::isfinite(pair.predicted)) {
                     observed.push_back(pair.observed);
@@ -232,7 +311,7 @@ TrialComparison::TrialComparison(const std::vector<FieldTrial> &trials) {
         if (part.trials.empty())
             continue;
         part.statistics = ModelEvaluation::evaluate(observed, predicted);
-        part.verdict = ModelEvaluation::judge(part.statistics, ModelEvaluation::hannaChangStrimaitis1993());
+        part.verdict = ModelEvaluation::judge(part.statistics, criteria);
         parts_.push_back(std::move(part));
     }
 }

@@ -17,9 +17,9 @@ TEST(ValidateCommandTest, WritesTheReportAndPrintsTheSameFiguresAsJsonAndAsTheRe
     const CommandResult result = cli({"validate", "-o", page, "--json"});
     ASSERT_EQ(result.exitStatus, 0) << result.err;
     const nlohmann::ordered_json json = nlohmann::ordered_json::parse(result.out);
-    EXPECT_EQ(keysOf(json),
-              (std::vector<std::string>{"cases_file", "seconds", "correlations", "trials_source",
-                                        "trials_method", "trial_parts", "trial_pairs", "trials"}));
+    EXPECT_EQ(keysOf(json), (std::vector<std::string>{"cases_file", "seconds", "correlations",
+                                                      "trials_source", "trials_method", "point_trials_method",
+                                                      "trial_parts", "trial_pairs", "trials"}));
     EXPECT_LT(json["seconds"].get<double>(), 30.0);
     ASSERT_EQ(json["correlations"].size(), 6u);
     const std::string html = readText(page);
@@ -68,31 +68,35 @@ TEST(ValidateCommandTest, WritesTheReportAndPrintsTheSameFiguresAsJsonAndAsTheRe
     // Every field trial read is listed with its observations and their predictions, or says why there is
     // none; every pair is listed flat as well.
     EXPECT_EQ(json["trials_source"], "validation/trials (built in)");
-    ASSERT_EQ(json["trials"].size(), 13u);
+    ASSERT_EQ(json["trials"].size(), 13u + 53u); // the LNG pools, then the Prairie Grass runs
     const auto &burro3 = json["trials"][0];
     EXPECT_EQ(burro3["id"], "burro-3");
     EXPECT_EQ(burro3["part"], "dense");
     EXPECT_EQ(burro3["statistics_part"], "dense, open ground");
     EXPECT_NEAR(burro3["release_rate_kg_s"].get<double>(), 88.096, 0.001); // 14712 kg over 167 s
     EXPECT_EQ(burro3["observations"][0]["distance_m"], 57.0);
-    EXPECT_EQ(burro3["observations"][0]["observed_volume_fraction"], 0.282);
-    EXPECT_TRUE(burro3["observations"][0]["predicted_volume_fraction"].is_null());
+    EXPECT_EQ(burro3["observations"][0]["unit"], "volume fraction");
+    EXPECT_EQ(burro3["observations"][0]["observed"], 0.282);
+    EXPECT_TRUE(burro3["observations"][0]["predicted"].is_null());
     EXPECT_EQ(burro3["observations"][0]["not_computed"],
               "not computed: nearer than the dense-plume curves reach (209 m)");
     std::size_t pairs = 0;
     for (const auto &trial : json["trials"]) {
-        EXPECT_EQ(trial["comparison"], json["trials_method"]);
+        EXPECT_EQ(trial["comparison"],
+                  trial["source_kind"] == "point" ? json["point_trials_method"] : json["trials_method"]);
         for (const auto &o : trial["observations"]) {
             const auto &pair = json["trial_pairs"][pairs++];
             EXPECT_EQ(pair["trial"], trial["id"]);
             EXPECT_EQ(pair["distance_m"], o["distance_m"]);
-            EXPECT_EQ(pair["observed_volume_fraction"], o["observed_volume_fraction"]);
-            EXPECT_EQ(pair["predicted_volume_fraction"], o["predicted_volume_fraction"]);
-            EXPECT_EQ(o["predicted_volume_fraction"].is_null(), o.contains("not_computed"));
+            EXPECT_EQ(pair["unit"], o["unit"]);
+            EXPECT_EQ(pair["unit"], trial["source_kind"] == "point" ? "kg/m3" : "volume fraction");
+            EXPECT_EQ(pair["observed"], o["observed"]);
+            EXPECT_EQ(pair["predicted"], o["predicted"]);
+            EXPECT_EQ(o["predicted"].is_null(), o.contains("not_computed"));
         }
     }
-    EXPECT_EQ(pairs, 52u);
-    EXPECT_EQ(json["trial_pairs"].size(), 52u);
+    EXPECT_EQ(pairs, 52u + 263u);
+    EXPECT_EQ(json["trial_pairs"].size(), 52u + 263u);
     // The README's tables of the trials (statistics per part, distances to the LFL) are the JSON's.
     std::map<std::string, std::string> partsPrinted, partsWritten, lflPrinted, lflWritten;
     for (const auto &p : json["trial_parts"]) {
@@ -107,6 +111,8 @@ TEST(ValidateCommandTest, WritesTheReportAndPrintsTheSameFiguresAsJsonAndAsTheRe
                                          : fmt::format("{:.0f} m", d["distance_m"].get<double>());
     };
     for (const auto &t : json["trials"]) {
+        if (t["source_kind"] != "pool")
+            continue; // a tracer: no flammable limit, and no row in the README's table
         lflPrinted[t["title"].get<std::string>()] =
             distance(t["lfl_distance_observed"]) + " | " + distance(t["lfl_distance_predicted"]);
     }
@@ -132,6 +138,7 @@ TEST(ValidateCommandTest, WritesTheReportAndPrintsTheSameFiguresAsJsonAndAsTheRe
     // The report has the trials' section, its scatter and one plot per computed trial.
     EXPECT_NE(html.find("<h2 id=\"field-trials\">"), std::string::npos);
     EXPECT_NE(html.find("trials-scatter-clip"), std::string::npos);
+    EXPECT_NE(html.find("trials-scatter-passive-clip"), std::string::npos);
     EXPECT_NE(html.find("trial-plot-12-clip"), std::string::npos);
 }
 
@@ -159,21 +166,30 @@ TEST(ValidateCommandTest, SummaryOnATerminalLessRunCarriesUnits) {
     const CommandResult result = cli({"validate", "-o", folder.file("v.html")});
     ASSERT_EQ(result.exitStatus, 0) << result.err;
     const std::vector<std::string> lines = linesOf(result.out);
-    ASSERT_EQ(lines.size(), 32u);
+    ASSERT_EQ(lines.size(), 36u);
     EXPECT_NE(lines[0].find("points  MG (-)  VG (-) FAC2 (-)"), std::string::npos) << lines[0];
+    EXPECT_EQ(lines[8],
+              "66 field trials read from validation/trials (built in) (315 observed concentrations).");
+    EXPECT_EQ(lines[9].rfind("Pools: the trials' sources are evaporating pools, which the jet model does not "
+                             "accept",
+                             0),
+              0u)
+        << lines[9];
     EXPECT_EQ(
-        lines[8].rfind("13 field trials read from validation/trials (built in) (52 observed "
-                       "concentrations); the trials' sources are evaporating pools, which the jet model "
-                       "does not accept",
-                       0),
+        lines[10].rfind("Point sources: the trials' sources are points near the ground with no jet to "
+                        "follow: each is started directly in the far field, as a passive Gaussian plume",
+                        0),
         0u)
-        << lines[8];
-    EXPECT_EQ(lines[10],
-              "Field trials, part     trials  pairs  MG (-)  VG (-) FAC2 (-)  FB (-) NMSE (-)  verdict");
-    EXPECT_EQ(lines[16], "Distance to the LFL           observed (m)          predicted (m)");
-    EXPECT_EQ(lines[26], "Falcon 4                     not computed                    199");
-    EXPECT_TRUE(std::regex_match(lines[31], std::regex("wrote .*v\\.html \\(48 model runs, [0-9.]+ s\\)")))
-        << lines[31];
+        << lines[10];
+    EXPECT_EQ(lines[12],
+              "Field trials, part     trials   pairs  MG (-)  VG (-) FAC2 (-)  FB (-) NMSE (-)  verdict");
+    EXPECT_EQ(lines[15].substr(0, 37), "passive, point source      53 263/263");
+    EXPECT_EQ(lines[20], "Distance to the LFL           observed (m)          predicted (m)");
+    // Only the pools have a flammable limit: the tracer's runs have no row.
+    EXPECT_EQ(lines[30], "Falcon 4                     not computed                    199");
+    EXPECT_EQ(lines[33], "Maplin Sands 35                       184                    185");
+    EXPECT_TRUE(std::regex_match(lines[35], std::regex("wrote .*v\\.html \\(48 model runs, [0-9.]+ s\\)")))
+        << lines[35];
     EXPECT_EQ(result.err, ""); // no progress line when stderr is not a terminal
 }
 

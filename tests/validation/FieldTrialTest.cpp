@@ -49,6 +49,9 @@ TEST(FieldTrialTest, EveryFileParsesAndEveryFigureHasASource) {
             }
         }
         sourced(trial.averagingTime, "averagingTime");
+        if (trial.part == "passive") {
+            sourced(trial.samplingHeight, "samplingHeight");
+        }
         for (const TrialObservation &o : trial.observations) {
             EXPECT_TRUE(o.distance.present() && o.concentration.present());
             sourced(o.distance, "distance");
@@ -58,11 +61,21 @@ TEST(FieldTrialTest, EveryFileParsesAndEveryFigureHasASource) {
         for (const TrialReference &reference : trial.references) {
             EXPECT_FALSE(reference.transcribedFrom.empty() && reference.key != "primary") << reference.key;
         }
-        EXPECT_GT(trial.figureCount(), 20u);
+        // A pool trial has its summary row and profiles; a point-source trial its release, weather, the
+        // samplers' height and at least four arcs.
+        EXPECT_GT(trial.figureCount(), trial.part == "dense" ? 20u : 16u);
+        // One trial, one measure: pools in volume fractions, the tracer in mass per volume.
+        for (const TrialObservation &o : trial.observations) {
+            EXPECT_EQ(o.measure, trial.part == "passive" ? TrialObservation::kMassConcentration
+                                                         : TrialObservation::kVolumeFraction);
+        }
     }
-    // The files as transcribed: thirteen dense ground-level trials with 52 arc maxima.
+    // The files as transcribed: thirteen dense ground-level trials with 52 arc maxima, and 53 Prairie
+    // Grass runs with 263 (five arcs each, but for the 800 m arcs of runs 7 and 16, below the samplers'
+    // threshold).
     EXPECT_EQ(byPart["dense"], 13u);
-    EXPECT_EQ(observations, 52u);
+    EXPECT_EQ(byPart["passive"], 53u);
+    EXPECT_EQ(observations, 52u + 263u);
     // The built-in copy is the same set.
     const std::vector<FieldTrial> builtIn = FieldTrial::builtIn();
     ASSERT_EQ(builtIn.size(), trials.size());
@@ -115,6 +128,38 @@ TEST(FieldTrialTest, FiguresAreConvertedToSiUnits) {
     EXPECT_FALSE(maplin.weather.at("pressure").present());
 }
 
+TEST(FieldTrialTest, PrairieGrassFiguresAreTheSourceFilesInSiUnits) {
+    // Run 7 as the data file gives it: 89.9 g/s from 0.46 m, samplers at 1.5 m; L = -9.8 m, u* = 0.31
+    // m/s, 4.44 m/s at 2 m; arc maxima 97.8, 23.3, 5.14 and 0.760 mg/m3 at 50 to 400 m (the 800 m arc's
+    // 0.080 is below the 0.1 mg/m3 threshold and left out).
+    const FieldTrial run7 = FieldTrial::fromFile(OSTRELJET_FIELD_TRIALS_DIR "/prairie-grass-07.json");
+    EXPECT_EQ(run7.part, "passive");
+    EXPECT_EQ(run7.sourceKind, "point");
+    EXPECT_DOUBLE_EQ(run7.releaseRate(), 0.0899); // kg/s
+    EXPECT_DOUBLE_EQ(run7.release.at("releaseHeight").value, 0.46);
+    EXPECT_DOUBLE_EQ(run7.samplingHeight.value, 1.5);
+    EXPECT_DOUBLE_EQ(run7.weather.at("moninObukhovLength").value, -9.8);
+    EXPECT_DOUBLE_EQ(run7.weather.at("frictionVelocity").value, 0.31);
+    EXPECT_DOUBLE_EQ(run7.weather.at("windSpeed").value, 4.44);
+    EXPECT_DOUBLE_EQ(run7.weather.at("windHeight").value, 2.0);
+    EXPECT_DOUBLE_EQ(run7.weather.at("roughnessLength").value, 0.008);
+    EXPECT_DOUBLE_EQ(run7.averagingTime.value, 600.0); // 10 min
+    ASSERT_EQ(run7.observations.size(), 4u);
+    const double arcs[][2] = {{50, 97.8}, {100, 23.3}, {200, 5.14}, {400, 0.760}};
+    for (std::size_t i = 0; i < 4; ++i) {
+        EXPECT_DOUBLE_EQ(run7.observations[i].distance.value, arcs[i][0]);
+        EXPECT_NEAR(run7.observations[i].concentration.value, arcs[i][1] * 1e-6, 1e-15); // kg/m3
+    }
+    EXPECT_EQ(run7.missingCount(), 0u);
+    // Run 23: the data repository's own README gives its measured source strength, 40.9 g/s.
+    const FieldTrial run23 = FieldTrial::fromFile(OSTRELJET_FIELD_TRIALS_DIR "/prairie-grass-23.json");
+    EXPECT_NEAR(run23.releaseRate(), 0.0409, 1e-15);
+    // The arc maximum is the highest sampler on the arc: run 22's 50 m arc peaks at 224 mg/m3.
+    const FieldTrial run22 = FieldTrial::fromFile(OSTRELJET_FIELD_TRIALS_DIR "/prairie-grass-22.json");
+    EXPECT_NEAR(run22.observations.front().concentration.value, 224e-6, 1e-15);
+    EXPECT_EQ(run22.observations.size(), 5u);
+}
+
 TEST(FieldTrialTest, BadFilesAreRefusedNamingTheKey) {
     const std::string reference =
         R"("references": {"t": {"authors": "A. Author", "year": 1980, "title": "Trials", )"
@@ -155,6 +200,19 @@ TEST(FieldTrialTest, BadFilesAreRefusedNamingTheKey) {
     EXPECT_EQ(message(trialWith("", tooMuch)),
               "trial.json: observations[1].concentration: must be a volume fraction above 0 and at most 1");
     EXPECT_EQ(message("{").rfind("trial.json: not valid JSON", 0), 0u);
+    // Mass concentrations are accepted, but not negative, nor mixed with volume fractions in one trial.
+    std::string mass = arc;
+    mass.replace(mass.find("\"% by volume\""), 13, "\"mg/m3\"");
+    EXPECT_EQ(message(trialWith("", mass)), "accepted");
+    std::string negative = mass;
+    negative.replace(negative.find("\"value\": 2,"), 11, "\"value\": -2,");
+    EXPECT_EQ(message(trialWith("", negative)),
+              "trial.json: observations[1].concentration: must be a mass concentration above 0");
+    EXPECT_EQ(message(trialWith("", arc + ", " + mass)),
+              "trial.json: observations[2].concentration: is a mass concentration where the first "
+              "observation is a volume fraction: one trial's observations share one measure");
+    EXPECT_EQ(message(trialWith(R"("releaseRate": {"value": 90, "unit": "g/h", "source": "t"})", arc)),
+              "trial.json: release.releaseRate: unit \"g/h\" is not one of kg/s, g/s");
 }
 
 } // namespace

@@ -1,12 +1,15 @@
-// The pool trials against the model: one prediction worked out by hand from the workbook's curves, the
+// The trials against the model: one pool prediction worked out by hand from the workbook's curves, the
 // hand-over from the dense to the passive plume, the wind at 10 m and the observed LFL distance by hand,
-// the fenced trials kept apart, and the arcs the dense-plume curves do not reach said to be not computed.
+// the fenced trials kept apart, the arcs the dense-plume curves do not reach said to be not computed; one
+// Prairie Grass run worked out by hand from the Gaussian formula and Briggs's sigmas, and the passive part
+// judged against its own criteria.
 #include "ostreljet/validation/TrialComparison.hpp"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
+#include <set>
 #include <string>
 
 namespace ostreljet {
@@ -89,7 +92,7 @@ TEST(TrialComparisonTest, ObservedLflDistanceInterpolatedInLogLogOrNotComputed) 
 
 TEST(TrialComparisonTest, FencedTrialsApartAndUnreachedArcsNotComputed) {
     const auto &parts = comparison().parts();
-    ASSERT_EQ(parts.size(), 2u);
+    ASSERT_EQ(parts.size(), 3u);
     EXPECT_EQ(parts[0].name, "dense, open ground");
     EXPECT_EQ(parts[0].trials.size(), 10u);
     EXPECT_EQ(parts[0].pairs, 43u);
@@ -112,6 +115,94 @@ TEST(TrialComparisonTest, FencedTrialsApartAndUnreachedArcsNotComputed) {
     EXPECT_LT(parts[0].statistics.geometricMean, 1.0);
     EXPECT_LT(parts[0].statistics.fractionalBias, 0.0);
     EXPECT_FALSE(parts[0].verdict.acceptable);
+}
+
+TEST(TrialComparisonTest, PrairieGrass22WorkedByHandFromTheGaussianFormulaAndBriggsSigmas) {
+    // Run 22: 48.4 g/s from 0.46 m, samplers at 1.5 m, L = 204 m over z0 = 0.008 m (class D), 7.39 m/s at
+    // 2 m carried to 10 m by the log law: 7.39 ln(10 / 0.008) / ln(2 / 0.008) = 7.39 x 7.13090 / 5.52146
+    // = 9.54409 m/s. Briggs rural D (Hanna, Briggs and Hosker 1982): sigma_y = 0.08 x (1 + 0.0001 x)^-0.5,
+    // sigma_z = 0.06 x (1 + 0.0015 x)^-0.5; 10-minute samples need no averaging-time factor.
+    // At 100 m: sigma_y = 8 / 1.004988 = 7.96030 m, sigma_z = 6 / 1.072381 = 5.59503 m;
+    // C = Q / (2 pi sy sz u) [exp(-(1.5 - 0.46)^2 / (2 sz^2)) + exp(-(1.5 + 0.46)^2 / (2 sz^2))]
+    //   = 0.0484 / 2670.6 x (0.98288 + 0.94044) = 3.4855e-5 kg/m3 = 34.855 mg/m3, against 81.8 observed.
+    // At 800 m: sigma_y = 64 / 1.03923 = 61.5840 m, sigma_z = 48 / 1.48324 = 32.3616 m; C = 0.80901 mg/m3.
+    const TrialPrediction &p = prediction("prairie-grass-22");
+    EXPECT_EQ(p.part, "passive, point source");
+    ASSERT_TRUE(p.pointPlume.has_value());
+    EXPECT_EQ(p.pointWeather.stabilityClass, 3);
+    EXPECT_NEAR(p.pointWeather.windSpeed, 9.54409, 1e-5);
+    EXPECT_EQ(p.windHow, "carried from 7.39 m/s at 2 m by the neutral log law (z0 = 0.008 m)");
+    EXPECT_NEAR(p.pointPlume->sigmaY(100.0), 7.96030, 1e-5);
+    EXPECT_NEAR(p.pointPlume->sigmaZ(100.0), 5.59503, 1e-5);
+    ASSERT_EQ(p.pairs.size(), 5u);
+    EXPECT_DOUBLE_EQ(p.pairs[1].distance, 100.0);
+    EXPECT_NEAR(p.pairs[1].predicted * 1e6, 34.855, 1e-3);
+    EXPECT_NEAR(p.pairs[1].observed * 1e6, 81.8, 1e-9);
+    EXPECT_NEAR(p.pairs[4].predicted * 1e6, 0.80901, 1e-5);
+    EXPECT_EQ(p.pairs[1].measure, TrialObservation::kMassConcentration);
+    // The 50 m arc is nearer than the Briggs curves are meant for, and the notes say so.
+    EXPECT_NE(std::find(p.notes.begin(), p.notes.end(),
+                        "the arc at 50 m is nearer than the 100 m from which the Briggs curves are meant: "
+                        "they are extrapolated there"),
+              p.notes.end());
+    // A tracer has no flammable limit to look for.
+    EXPECT_TRUE(std::isnan(p.lowerFlammabilityLimit));
+    EXPECT_EQ(p.predictedLfl.how, "not computed: a tracer, compared by concentration only");
+}
+
+TEST(TrialComparisonTest, ThePassivePartIsJudgedAgainstChangAndHanna2004) {
+    const TrialPart &passive = comparison().parts()[2];
+    EXPECT_EQ(passive.name, "passive, point source");
+    EXPECT_EQ(passive.trials.size(), 53u);
+    EXPECT_EQ(passive.pairs, 263u);
+    EXPECT_EQ(passive.statistics.pairs, 263u); // every arc is computed, extrapolated below 100 m
+    EXPECT_EQ(passive.measure, TrialObservation::kMassConcentration);
+    ASSERT_EQ(passive.verdict.checks.size(), 5u);
+    EXPECT_EQ(passive.verdict.checks[0].bound, "|FB| <= 0.3");
+    EXPECT_EQ(passive.verdict.checks[1].bound, "NMSE <= 1.5");
+    EXPECT_EQ(passive.verdict.checks[2].bound, "0.7 <= MG <= 1.3");
+    EXPECT_EQ(passive.verdict.checks[3].bound, "VG <= 4");
+    EXPECT_EQ(passive.verdict.checks[4].bound, "FAC2 >= 0.5");
+    EXPECT_EQ(passive.verdict.text.rfind("Fails the acceptance criteria of Chang and Hanna (2004)", 0), 0u);
+    // Every class from A to F is among the runs.
+    std::set<int> classes;
+    for (const TrialPrediction &p : comparison().trials())
+        if (p.pointPlume)
+            classes.insert(p.pointWeather.stabilityClass);
+    EXPECT_EQ(classes, (std::set<int>{0, 1, 2, 3, 4, 5}));
+}
+
+TEST(TrialComparisonTest, APointTrialWithoutItsSamplersHeightOrInVolumeFractionsIsNotComputed) {
+    FieldTrial t = trial("prairie-grass-22");
+    t.samplingHeight.missing = "not given";
+    EXPECT_EQ(TrialComparison({t}).trials()[0].notComputed,
+              "not computed: the file lacks the samplers' height");
+    t = trial("prairie-grass-22");
+    t.observations[0].measure = TrialObservation::kVolumeFraction;
+    const TrialComparison one({t});
+    EXPECT_EQ(one.trials()[0].notComputed,
+              "not computed: a point-source trial is compared in mass concentration, and its observations "
+              "are volume fractions");
+    EXPECT_FALSE(one.trials()[0].pointPlume.has_value());
+    EXPECT_TRUE(std::isnan(one.trials()[0].pairs[3].predicted));
+}
+
+TEST(TrialComparisonTest, APointPlumeRefusesANonPhysicalInputAndComputesNothingAtTheSource) {
+    try {
+        PointPlume({0.05, 0.46, 1.5}, {0.0, 3, 600.0});
+        FAIL() << "a calm was accepted";
+    } catch (const std::invalid_argument &e) {
+        EXPECT_STREQ(e.what(), "point plume: wind speed must be finite and positive, not 0.000000");
+    }
+    EXPECT_THROW(PointPlume({0.05, -1.0, 1.5}, {5.0, 3, 600.0}), std::invalid_argument);
+    const PointPlume plume({0.05, 0.46, 1.5}, {5.0, 3, std::nullopt});
+    EXPECT_TRUE(std::isnan(plume.concentrationAt(0.0)));
+    EXPECT_EQ(plume.notes().front(),
+              "no averaging time given: sigma_y is the Briggs curves' own, not corrected");
+    // An hour's average widens sigma_y by (3600 / 600)^0.2 = 1.4310 (Hanna, Briggs and Hosker 1982).
+    const PointPlume hour({0.05, 0.46, 1.5}, {5.0, 3, 3600.0});
+    EXPECT_NEAR(hour.sigmaY(100.0) / plume.sigmaY(100.0), 1.43097, 1e-5);
+    EXPECT_NEAR(plume.concentrationAt(100.0) / hour.concentrationAt(100.0), 1.43097, 1e-5);
 }
 
 TEST(TrialComparisonTest, ATrialWithoutAPoolIsNotComputedWithItsReason) {

@@ -23,17 +23,33 @@ std::string metres(double value) {
     return std::isfinite(value) ? fmt::format("{:.0f} m", value) : "not computed";
 }
 
-// Predicted against observed, % by volume, both parts: open ground filled, fenced hollow.
-std::string scatter(const TrialComparison &comparison) {
-    double low = 1.0, high = 1e-6;
+bool isMass(const std::string &measure) {
+    return measure == TrialObservation::kMassConcentration;
+}
+
+// A concentration in the unit it is shown in: % by volume, or mg/m3 for a mass concentration.
+double shown(double value, const std::string &measure) {
+    return isMass(measure) ? 1e6 * value : 100.0 * value;
+}
+
+const char *shownUnit(const std::string &measure) {
+    return isMass(measure) ? "mg/m3" : "% by volume";
+}
+
+// Predicted against observed for the parts in one measure: the first part filled, the others hollow.
+std::string scatter(const TrialComparison &comparison, const std::string &measure, const std::string &id) {
+    double low = 1e30, high = 0.0;
     for (const TrialPrediction &p : comparison.trials())
         for (const TrialPair &pair : p.pairs)
-            if (std::isfinite(pair.predicted) && pair.observed > 0.0) {
-                low = std::min({low, pair.observed, pair.predicted});
-                high = std::max({high, pair.observed, pair.predicted});
+            if (pair.measure == measure && std::isfinite(pair.predicted) && pair.observed > 0.0 &&
+                pair.predicted > 0.0) {
+                low = std::min({low, shown(pair.observed, measure), shown(pair.predicted, measure)});
+                high = std::max({high, shown(pair.observed, measure), shown(pair.predicted, measure)});
             }
-    const auto [a, b] = decades(100.0 * low, 100.0 * high);
-    SvgPlot svg("trials-scatter", 460.0, 430.0);
+    if (!(high > 0.0))
+        return {};
+    const auto [a, b] = decades(low, high);
+    SvgPlot svg(id, 460.0, 430.0);
     svg.setMargins(74.0, 16.0, 20.0, 50.0);
     svg.setRanges(a, b, a, b);
     svg.polyline({{a, a}, {b, b}}, lineStyle("#444", 1.2));
@@ -49,13 +65,61 @@ std::string scatter(const TrialComparison &comparison) {
     Style hollow;
     hollow.stroke = "#c0561b";
     hollow.strokeWidth = 1.6;
-    const std::string &openGround = comparison.parts().front().name;
+    std::string first;
+    for (const TrialPart &part : comparison.parts())
+        if (part.measure == measure && first.empty())
+            first = part.name;
     for (const TrialPrediction &p : comparison.trials())
         for (const TrialPair &pair : p.pairs)
-            if (std::isfinite(pair.predicted) && pair.observed > 0.0)
-                svg.marker({std::log10(100.0 * pair.observed), std::log10(100.0 * pair.predicted)}, 3.5,
-                           p.part == openGround ? dot : hollow);
-    logLogAxes(svg, "observed arc maximum (% by volume)", "predicted (% by volume)");
+            if (pair.measure == measure && std::isfinite(pair.predicted) && pair.observed > 0.0 &&
+                pair.predicted > 0.0)
+                svg.marker(
+                    {std::log10(shown(pair.observed, measure)), std::log10(shown(pair.predicted, measure))},
+                    3.5, p.part == first ? dot : hollow);
+    logLogAxes(svg, fmt::format("observed arc maximum ({})", shownUnit(measure)),
+               fmt::format("predicted ({})", shownUnit(measure)));
+    return svg.svg();
+}
+
+// A point-source trial's predicted concentration at the samplers' height against distance, with the
+// observed arc maxima, mg/m3.
+std::string pointPlot(const TrialPrediction &p, std::size_t index) {
+    const PointPlume &plume = *p.pointPlume;
+    double near = 1e30, far = 0.0, low = 1e30, high = 0.0;
+    for (const TrialPair &pair : p.pairs) {
+        near = std::min(near, pair.distance);
+        far = std::max(far, pair.distance);
+    }
+    near *= 0.8;
+    far *= 1.25;
+    std::vector<Point> curve;
+    for (int i = 0; i <= 120; ++i) {
+        const double x = near * std::pow(far / near, i / 120.0);
+        const double c = 1e6 * plume.concentrationAt(x);
+        if (std::isfinite(c) && c > 0.0) {
+            curve.push_back({std::log10(x), std::log10(c)});
+            low = std::min(low, c);
+            high = std::max(high, c);
+        }
+    }
+    for (const TrialPair &pair : p.pairs)
+        if (pair.observed > 0.0) {
+            low = std::min(low, 1e6 * pair.observed);
+            high = std::max(high, 1e6 * pair.observed);
+        }
+    const auto [xa, xb] = decades(near, far);
+    const auto [ya, yb] = decades(low, high);
+    SvgPlot svg(fmt::format("trial-plot-{}", index), 460.0, 330.0);
+    svg.setMargins(74.0, 16.0, 20.0, 50.0);
+    svg.setRanges(xa, xb, ya, yb);
+    svg.polyline(curve, lineStyle("#1f5fa8", 1.8));
+    Style observed;
+    observed.fill = "#c0561b";
+    observed.stroke = "#7a3410";
+    for (const TrialPair &pair : p.pairs)
+        if (pair.observed > 0.0)
+            svg.marker({std::log10(pair.distance), std::log10(1e6 * pair.observed)}, 4.0, observed);
+    logLogAxes(svg, "distance from the source (m)", "concentration at the samplers (mg/m3)");
     return svg.svg();
 }
 
@@ -113,16 +177,16 @@ std::string trialPlot(const TrialPrediction &p, std::size_t index) {
 
 std::string TrialsSection::render(const TrialComparison &comparison, const std::string &trialsSource) {
     std::string out = "<h2 id=\"field-trials\">Field trials: measured concentrations</h2>\n";
-    out +=
-        fmt::format("<p>Trials read from <code>{}</code>. {}.</p>\n", escapeHtml(trialsSource),
-                    escapeHtml(std::string(1, static_cast<char>(std::toupper(TrialComparison::kMethod[0]))) +
-                               (TrialComparison::kMethod + 1)));
+    out += fmt::format("<p>Trials read from <code>{}</code>. Pools: {}. Point sources: {}.</p>\n",
+                       escapeHtml(trialsSource), escapeHtml(TrialComparison::kMethod),
+                       escapeHtml(TrialComparison::kPointMethod));
     out +=
         "<p>Statistics in the model-evaluation convention with observed Co and predicted Cp: "
         "FB = (mean Co − mean Cp) / (0.5 (mean Co + mean Cp)), NMSE = mean (Co − Cp)² / (mean Co mean Cp), "
         "MG = exp(mean ln Co − mean ln Cp), VG = exp(mean (ln Co − ln Cp)²), FAC2 the share of pairs "
         "within a factor of two; MG above 1 or FB above 0 mean the model predicts too little. Verdicts "
-        "against the acceptance criteria for dense-gas models of Hanna, Chang and Strimaitis (1993). Arcs "
+        "against the acceptance criteria for dense-gas models of Hanna, Chang and Strimaitis (1993) for the "
+        "pools, and for the passive far field of Chang and Hanna (2004) for the point sources. Arcs "
         "nearer than the dense-plume curves reach are not computed and left out of the statistics.</p>\n";
     out += "<table>\n<tr><th>Part</th><th class=\"num\">Trials</th><th class=\"num\">Pairs</th>"
            "<th class=\"num\">MG</th><th class=\"num\">VG</th><th class=\"num\">FAC2</th>"
@@ -140,22 +204,58 @@ std::string TrialsSection::render(const TrialComparison &comparison, const std::
             s.fractionalBiasInterval.upper, s.normalisedMeanSquareError, escapeHtml(part.verdict.text));
     }
     out += "</table>\n<p><small>Below MG and FB: the bootstrap 95 % interval.</small></p>\n";
-    out += "<div class=\"flex\"><figure>" + scatter(comparison) +
-           "<figcaption>Predicted against observed arc maxima, log-log. Filled: open ground; open: "
+    const std::string passive =
+        scatter(comparison, TrialObservation::kMassConcentration, "trials-scatter-passive");
+    if (!passive.empty())
+        out += "<figure>" + passive +
+               "<figcaption>Point sources (Prairie Grass): predicted against observed arc maxima, mg/m3, "
+               "log-log. Solid line 1:1, dashed lines a factor of two.</figcaption></figure>\n";
+    out += "<div class=\"flex\"><figure>" +
+           scatter(comparison, TrialObservation::kVolumeFraction, "trials-scatter") +
+           "<figcaption>Pools: predicted against observed arc maxima, log-log. Filled: open ground; open: "
            "inside a vapour fence (Falcon). Solid line 1:1, dashed lines a factor of two.</figcaption>"
            "</figure>\n<div>\n<table>\n<tr><th>Distance to the LFL</th><th class=\"num\">Observed</th>"
            "<th class=\"num\">Predicted</th></tr>\n";
     for (const TrialPrediction &p : comparison.trials())
-        out += fmt::format("<tr><td>{}</td><td class=\"num\" title=\"{}\">{}</td><td class=\"num\" "
-                           "title=\"{}\">{}</td></tr>\n",
-                           escapeHtml(p.title), escapeHtml(p.observedLfl.how), metres(p.observedLfl.distance),
-                           escapeHtml(p.predictedLfl.how), metres(p.predictedLfl.distance));
+        if (p.sourceKind == "pool")
+            out += fmt::format("<tr><td>{}</td><td class=\"num\" title=\"{}\">{}</td><td class=\"num\" "
+                               "title=\"{}\">{}</td></tr>\n",
+                               escapeHtml(p.title), escapeHtml(p.observedLfl.how),
+                               metres(p.observedLfl.distance), escapeHtml(p.predictedLfl.how),
+                               metres(p.predictedLfl.distance));
     out += "</table>\n<p><small>Observed: interpolated in log-log between the farthest arc at or above the "
            "LFL and the next arc out; not computed when every arc is above it or none is. Predicted: where "
            "the ground-level centreline falls to the LFL (5 % methane).</small></p>\n</div></div>\n";
     for (std::size_t i = 0; i < comparison.trials().size(); ++i) {
         const TrialPrediction &p = comparison.trials()[i];
         out += fmt::format("<h3 id=\"trial-{}\">{}</h3>\n", escapeHtml(p.id), escapeHtml(p.title));
+        if (p.pointPlume) {
+            out += fmt::format("<p>{} kg/s released {} m above the ground, samplers at {} m; wind {} m/s at "
+                               "10 m ({}).</p>\n",
+                               formatValue(p.pointRelease.massRate, 3), formatValue(p.pointRelease.height, 3),
+                               formatValue(p.pointRelease.samplingHeight, 3),
+                               formatValue(p.pointWeather.windSpeed, 3), escapeHtml(p.windHow));
+            if (!p.notes.empty()) {
+                out += "<p><small>";
+                for (std::string note : p.notes) {
+                    note[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(note[0])));
+                    out += escapeHtml(note) + ". ";
+                }
+                out += "</small></p>\n";
+            }
+            out += "<div class=\"flex\"><figure>" + pointPlot(p, i) +
+                   "<figcaption>Predicted concentration below the plume's axis at the samplers' height "
+                   "(line) and observed arc maxima (dots).</figcaption></figure>\n<table>\n"
+                   "<tr><th class=\"num\">Distance</th><th class=\"num\">Observed (mg/m3)</th><th "
+                   "class=\"num\">Predicted (mg/m3)</th><th class=\"num\">Cp / Co</th></tr>\n";
+            for (const TrialPair &pair : p.pairs)
+                out += fmt::format("<tr><td class=\"num\">{:.0f} m</td><td class=\"num\">{}</td><td "
+                                   "class=\"num\">{}</td><td class=\"num\">{:.2f}</td></tr>\n",
+                                   pair.distance, formatValue(1e6 * pair.observed, 3),
+                                   formatValue(1e6 * pair.predicted, 3), pair.predicted / pair.observed);
+            out += "</table></div>\n";
+            continue;
+        }
         if (!p.plume) {
             out += fmt::format("<p class=\"verdict\">{}</p>\n", escapeHtml(p.notComputed));
             continue;

@@ -15,8 +15,8 @@ namespace ostreljet {
 // validation/trials/ (the layout is in that folder's README). Every figure keeps the key of the reference
 // it was transcribed from; a figure the sources do not give is kept as missing, with the reason. Values
 // are converted to SI units on reading (temperatures to K, pressures to Pa, concentrations to volume
-// fractions, relative humidity to a fraction). A trial is a plain value: reading is thread-safe, and a
-// trial may be shared between threads once read.
+// fractions or, for a trial published in mass per volume, to kg/m3, relative humidity to a fraction). A trial
+// is a plain value: reading is thread-safe, and a trial may be shared between threads once read.
 
 // A bad trial file: the message names the file and the key at fault.
 class OSTRELJET_EXPORT FieldTrialError : public std::runtime_error {
@@ -44,9 +44,13 @@ struct TrialReference {
 };
 
 struct TrialObservation {
-    std::string kind;          // "arc maximum" or "centreline"
-    TrialFigure distance;      // downwind distance from the source, m
-    TrialFigure concentration; // volume fraction
+    static constexpr const char *kVolumeFraction = "volume fraction";
+    static constexpr const char *kMassConcentration = "mass concentration";
+
+    std::string kind;                      // "arc maximum" or "centreline"
+    TrialFigure distance;                  // downwind distance from the source, m
+    TrialFigure concentration;             // volume fraction, or kg/m3 when `measure` is kMassConcentration
+    std::string measure = kVolumeFraction; // kVolumeFraction or kMassConcentration, the same for a trial
 };
 
 // One point of a measured profile: a height and a wind speed (m/s) or a temperature (K).
@@ -75,7 +79,8 @@ public:
     std::string description; // in plain words, with what limits the trial's use
     std::vector<TrialReference> references;
     // Source terms by key, SI: spilledMass kg, spillDuration s, poolDiameter m, evaporationFlux
-    // kg/(m2 s), sourceTemperature K, releaseRate kg/s, releaseHeight m, orificeDiameter m.
+    // kg/(m2 s), sourceTemperature K, releaseRate kg/s, releaseHeight m (of the release),
+    // orificeDiameter m.
     std::map<std::string, TrialFigure> release;
     // Weather by key, SI: pressure Pa, temperature K, relativeHumidity fraction, moninObukhovLength m,
     // frictionVelocity m/s, roughnessLength m, temperatureScale K, surfaceHeatFlux W/m2, windSpeed m/s,
@@ -84,6 +89,7 @@ public:
     std::vector<TrialProfilePoint> windProfile;        // speeds, m/s
     std::vector<TrialProfilePoint> temperatureProfile; // temperatures, K
     TrialFigure averagingTime;                         // s
+    TrialFigure samplingHeight; // m above the ground of the samplers; missing when the file does not say
     std::vector<TrialObservation> observations;
 
     const TrialReference *reference(const std::string &key) const;
