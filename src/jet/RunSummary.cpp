@@ -13,6 +13,7 @@
 #include <limits>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace ostreljet {
 
@@ -42,8 +43,12 @@ constexpr int rayDirections = 16;        // directions around the axis in each c
 constexpr int rayBisections = 20;        // halvings of the bracket on a ray: 1.5 R / 2^20
 constexpr int rayExpansions = 6;         // doublings of a ray's outer end while still above the level
 constexpr double rayReach = 1.5;         // outer end of a ray, in profile radii
-constexpr int segmentScans = 100;        // points scanned along a centreline segment
-constexpr int segmentBisections = 24;    // halvings of the last gap of the scan
+constexpr int segmentScans = 50;         // points scanned along a centreline segment: two per sample
+constexpr int segmentBisections = 20;    // halvings of the last gap of the scan
+constexpr int samplesPerSegment = 25;    // the field's samples along a segment, after the first
+constexpr double edgeBracket = 1e-3;     // half-width of the bracket around an expected edge, as a share
+constexpr int edgeBisections = 12;       // halvings of that bracket: 2e-3 / 2^12 of the distance
+constexpr std::size_t edgeGuesses = 6;   // cross-sections kept as the best places for each extreme
 constexpr int groundGridPoints = 48;     // coarse grid over the footprint, per axis
 constexpr int groundStarts = 4;          // best coarse points refined
 constexpr double groundTolerance = 1e-5; // refinement stops at this fraction of the footprint's size
@@ -297,6 +302,26 @@ public:
         include(origin + inside * e);
     }
 
+    // The same, with the edge expected at `expected` m from the origin: a bracket close around it, widened
+    // (by the whole ray's search) when the field is not above the level just inside it.
+    void alongRayFrom(const Point &origin, const Point &e, double expected) {
+        double inside = (1.0 - edgeBracket) * expected;
+        if (!(expected > 0.0) || !above(origin + inside * e)) {
+            alongRay(origin, e, rayReach * std::max(expected, 1e-3));
+            return;
+        }
+        double outside = (1.0 + edgeBracket) * expected;
+        for (int k = 0; k < rayExpansions && above(origin + outside * e); ++k) {
+            inside = outside;
+            outside *= 2.0;
+        }
+        for (int k = 0; k < edgeBisections; ++k) {
+            const double middle = 0.5 * (inside + outside);
+            (above(origin + middle * e) ? inside : outside) = middle;
+        }
+        include(origin + inside * e);
+    }
+
     // Whether a point between a and b could still move the farthest extent or the greatest half-width:
     // downwind distance and crosswind offset are linear along the line, so their values at the ends
     // bound them; the margin covers rounding many times over. A point that cannot widen the region
@@ -356,37 +381,156 @@ std::array<Point, 2> crossSectionBasis(const Point &t) {
     return {e1, (1.0 / norm(e2)) * e2};
 }
 
-void searchRegion(const Series &series, RegionSearch &search) {
-    // Region of one level: rays in every output step's cross-section plane, the centreline segments
-    // where the level is crossed, and rays ahead of the last step.
-    // 1. At each step above the level, bisect along rays around the axis in the plane normal to the jet.
-    // 2. Where the level is crossed between two steps, scan and bisect along the segment for the region's
-    // tip.
-    // 3. When the last step is above the level, bisect along rays in the half-space ahead of it.
-    const std::size_t n = series.location.size();
-    std::vector<bool> above(n);
-    for (std::size_t i = 0; i < n; ++i) {
-        above[i] = search.above(series.location[i]);
+// A place in one cross-section of the jet to look for the region's edge: a sample of the centreline (an
+// output step or a point between two), a direction in the plane normal to the jet there, and the distance
+// along it at which the profile around that sample falls to the level.
+struct EdgeGuess {
+    double value = -std::numeric_limits<double>::infinity(); // m, downwind distance or crosswind offset
+    Point origin;
+    Point direction;       // unit
+    double distance = 0.0; // m
+};
+
+// The few best guesses, best first, at most one from each cross-section plane.
+class EdgeGuesses {
+public:
+    // The value a guess must beat to enter the list.
+    double threshold() const {
+        return guesses_.size() < edgeGuesses ? -std::numeric_limits<double>::infinity()
+                                             : guesses_.back().value;
     }
-    // The answers are maxima, so the order of the searches does not matter; from the last step back, the
-    // far end of the region is known early and most rays can stop soon (see couldWiden).
-    for (std::size_t i = n; i-- > 0;) {
-        if (!above[i]) {
+    void offer(const EdgeGuess &guess) {
+        if (!(guess.value > threshold())) {
+            return;
+        }
+        if (guesses_.size() == edgeGuesses) {
+            guesses_.pop_back();
+        }
+        const auto at = std::find_if(guesses_.begin(), guesses_.end(),
+                                     [&guess](const EdgeGuess &g) { return g.value < guess.value; });
+        guesses_.insert(at, guess);
+    }
+    const std::vector<EdgeGuess> &best() const { return guesses_; }
+
+private:
+    std::vector<EdgeGuess> guesses_;
+};
+
+// Of the directions in the plane normal to unit t, the unit vector that most increases the projection on
+// unit a, and how much one metre along it increases it (0 when a is along t).
+std::pair<Point, double> steepestInPlane(const Point &t, const Point &a) {
+    const Point along = a - dot(a, t) * t;
+    const double length = norm(along);
+    if (!(length > 1e-12)) {
+        return {crossSectionBasis(t)[0], 0.0};
+    }
+    return {(1.0 / length) * along, length};
+}
+
+void searchRegion(const Series &series, const WindFrame &frame, RegionSearch &search, double level) {
+    // Region of one level: its edge where the profile says it is, checked against the field; the centreline
+    // segments where the level is crossed; and rays ahead of the last step.
+    // 1. In each cross-section the field is the profile around one sample of the centreline (the field
+    //    takes the sample most nearly normal to the jet, with concentration and radius interpolated
+    //    between the steps), so the edge there is a circle of known radius: over the samples of every
+    //    segment (and the last step), keep the planes whose circles reach farthest downwind and those
+    //    whose circles reach farthest across the wind.
+    // 2. From the best of each list on, find the last point above the level in the field itself along the
+    //    guess's direction, starting from a bracket close around the circle (widened when the field says
+    //    otherwise), until what is found beats the next guess (a circle cut off by the run's end plane is
+    //    not in the field).
+    // 3. Where the level is crossed between two steps, scan and bisect along the segment for the tip.
+    // 4. When the last step is above the level, bisect along rays in the half-space ahead of it.
+    const std::size_t n = series.location.size();
+    const Point wind{frame.wx, frame.wy, 0.0};
+    const Point across{-frame.wy, frame.wx, 0.0};
+    EdgeGuesses farthest;
+    EdgeGuesses widest;
+    // The directions depend only on the plane. The distance to the level grows with the concentration
+    // and the radius, so the one of the plane's largest bounds every sample's: a plane that cannot enter a
+    // list is passed over, and a sample's own distance (a power and an arc cosine) is worked out only
+    // where that bound could still enter one.
+    const auto considerPlane = [&](const Point &t, const Point &p0, const Point &p1, double cMax, double rMax,
+                                   auto &&samples) {
+        const auto [downwind, gain] = steepestInPlane(t, wind);
+        const auto [sideways, spread] = steepestInPlane(t, across);
+        const double reach = ConcentrationField::distanceToLevel(cMax, rMax, level);
+        if (std::max(frame.downwind(p0), frame.downwind(p1)) + reach * gain <= farthest.threshold() &&
+            std::max(std::fabs(frame.crosswind(p0)), std::fabs(frame.crosswind(p1))) + reach * spread <=
+                widest.threshold()) {
+            return;
+        }
+        EdgeGuess farthestHere{farthest.threshold(), {}, {}, 0.0};
+        EdgeGuess widestHere{widest.threshold(), {}, {}, 0.0};
+        samples([&](const Point &p, double c, double r) {
+            if (!(c >= level)) {
+                return;
+            }
+            const double along = frame.downwind(p);
+            const double offset = frame.crosswind(p);
+            const bool farther = along + reach * gain > farthestHere.value;
+            const bool wider = std::fabs(offset) + reach * spread > widestHere.value;
+            if (!farther && !wider) {
+                return;
+            }
+            const double distance = ConcentrationField::distanceToLevel(c, r, level);
+            if (farther && along + distance * gain > farthestHere.value) {
+                farthestHere = EdgeGuess{along + distance * gain, p, downwind, distance};
+            }
+            if (wider && std::fabs(offset) + distance * spread > widestHere.value) {
+                widestHere = EdgeGuess{std::fabs(offset) + distance * spread, p,
+                                       offset < 0.0 ? -1.0 * sideways : sideways, distance};
+            }
+        });
+        farthest.offer(farthestHere);
+        widest.offer(widestHere);
+    };
+    if (n > 0) {
+        considerPlane(series.direction[n - 1], series.location[n - 1], series.location[n - 1],
+                      series.concentration[n - 1], series.radius[n - 1], [&](auto &&sample) {
+                          sample(series.location[n - 1], series.concentration[n - 1], series.radius[n - 1]);
+                      });
+    }
+    // From the last segment back: the far end of the region is met early, and most samples fall to the
+    // bound.
+    for (std::size_t i = n < 2 ? 0 : n - 1; i-- > 0;) {
+        const double c0 = series.concentration[i];
+        const double c1 = series.concentration[i + 1];
+        if (!(c0 >= level) && !(c1 >= level)) {
             continue;
         }
-        const Point &p = series.location[i];
-        search.include(p);
-        const auto [e1, e2] = crossSectionBasis(series.direction[i]);
-        const double reach = rayReach * series.radius[i];
-        for (int k = 0; k < rayDirections; ++k) {
-            const double angle = twoPi * k / rayDirections;
-            search.alongRay(p, std::cos(angle) * e1 + std::sin(angle) * e2, reach);
+        // The field's samples along the segment, with its interpolation.
+        const Point &p0 = series.location[i];
+        const Point &p1 = series.location[i + 1];
+        const double r0 = series.radius[i];
+        const double r1 = series.radius[i + 1];
+        considerPlane(series.direction[i], p0, p1, std::max(c0, c1), std::max(r0, r1), [&](auto &&sample) {
+            for (int k = samplesPerSegment; k >= 0; --k) {
+                const double s = static_cast<double>(k) / samplesPerSegment;
+                const double w = 1.0 - s;
+                const double kk = static_cast<double>(k);
+                sample(Point{w * p0.x() + s * p1.x(), w * p0.y() + s * p1.y(), w * p0.z() + s * p1.z()},
+                       w * c0 + (kk * c1) / samplesPerSegment, w * r0 + (kk * r1) / samplesPerSegment);
+            }
+        });
+    }
+    const auto check = [&search](const EdgeGuesses &guesses, auto &&found) {
+        for (const EdgeGuess &guess : guesses.best()) {
+            const std::optional<double> best = found();
+            if (best && *best >= guess.value * (1.0 - edgeBracket)) {
+                return;
+            }
+            search.alongRayFrom(guess.origin, guess.direction, guess.distance);
         }
-        if (i + 1 < n && !above[i + 1]) {
-            search.alongSegment(p, series.location[i + 1]);
+    };
+    check(farthest, [&search] { return search.farthest(); });
+    check(widest, [&search] { return search.halfWidth(); });
+    for (std::size_t i = 0; i + 1 < n; ++i) {
+        if (series.concentration[i] >= level && !(series.concentration[i + 1] >= level)) {
+            search.alongSegment(series.location[i], series.location[i + 1]);
         }
     }
-    if (n > 0 && above[n - 1]) {
+    if (n > 0 && series.concentration[n - 1] >= level) {
         const Point &p = series.location[n - 1];
         const Point &t = series.direction[n - 1];
         const auto [e1, e2] = crossSectionBasis(t);
@@ -811,7 +955,7 @@ RunSummary RunSummary::of(const JetModel &model, bool inputsAccepted, std::span<
         for (; searched < summary.levels.size(); ++searched) {
             LevelAnswer &answer = summary.levels[searched];
             RegionSearch search(field, frame, answer.level);
-            searchRegion(series, search);
+            searchRegion(series, frame, search, answer.level);
             answer.farthestDownwindExtent = search.farthest();
             answer.greatestHalfWidth = search.halfWidth();
         }
