@@ -495,9 +495,12 @@ double ConcentrationField::sampleSegment(const vector3 &q, const vector3 &a, con
             concentration = w * segment.c0 + (static_cast<double>(k) * segment.c1) / 25.0;
         }
     }
-    const double distance = offset.norm();
-    if (radius > distance) {
-        return concentration * std::pow(0.5 + 0.5 * std::cos(pi * distance / radius), profileExponent);
+    return profileAt(concentration, radius, offset.norm());
+}
+
+double ConcentrationField::profileAt(double c, double r, double distance) {
+    if (r > distance) {
+        return c * std::pow(0.5 + 0.5 * std::cos(pi * distance / r), profileExponent);
     }
     return 0.0;
 }

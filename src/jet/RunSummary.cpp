@@ -49,8 +49,7 @@ constexpr int samplesPerSegment = 25;    // the field's samples along a segment,
 constexpr double edgeBracket = 1e-3;     // half-width of the bracket around an expected edge, as a share
 constexpr int edgeBisections = 12;       // halvings of that bracket: 2e-3 / 2^12 of the distance
 constexpr std::size_t edgeGuesses = 6;   // cross-sections kept as the best places for each extreme
-constexpr int groundGridPoints = 48;     // coarse grid over the footprint, per axis
-constexpr int groundStarts = 4;          // best coarse points refined
+constexpr std::size_t groundStarts = 4;  // best places refined
 constexpr double groundTolerance = 1e-5; // refinement stops at this fraction of the footprint's size
 
 using Point = vector3;
@@ -552,12 +551,17 @@ void searchRegion(const Series &series, const WindFrame &frame, RegionSearch &se
 
 std::optional<RunSummary::GroundMaximum> searchGround(const Series &series, const WindFrame &frame,
                                                       const RunSummary::ConcentrationAt &field) {
-    // Greatest concentration at z = 0: a coarse grid over the footprint, then compass searches.
+    // Greatest concentration at z = 0: where the profile says it is, then compass searches in the field.
     // 1. The footprint is the horizontal box of every step whose profile reaches below the ground, and of
-    //    its neighbours, widened by their profile radii.
-    // 2. Evaluate a 48 x 48 grid over it and keep the best few points.
-    // 3. From each, step to the best of the eight neighbours at the current spacing, halving the spacing
-    //    when none is better, until it is 1e-5 of the footprint.
+    //    its neighbours, widened by their profile radii; a plume whose profile never reaches the ground
+    //    has no ground-level maximum.
+    // 2. In each cross-section the field is the profile around one sample of the centreline, greatest on
+    //    the ground where the plane meets it nearest the sample: over the samples of every segment (and
+    //    the last step), keep the planes whose ground value is greatest (planes whose bound, the profile
+    //    at the height of their lower end, cannot enter the list are passed over).
+    // 3. From each, in the field itself, step to the best of the eight neighbours at the current spacing
+    //    (from a quarter of the profile radius), halving it when none is better, until it is 1e-5 of the
+    //    footprint.
     const std::size_t n = series.location.size();
     double xMin = std::numeric_limits<double>::infinity();
     double xMax = -xMin;
@@ -583,52 +587,89 @@ std::optional<RunSummary::GroundMaximum> searchGround(const Series &series, cons
     }
     auto value = [&field](double x, double y) { return field(x, y, 0.0); };
     struct Candidate {
-        double value;
-        double x;
-        double y;
+        double value; // volume fraction
+        double x;     // m
+        double y;     // m
+        double step;  // m, the compass search's first spacing
     };
-    std::vector<Candidate> grid;
-    const double dx = (xMax - xMin) / (groundGridPoints - 1);
-    const double dy = (yMax - yMin) / (groundGridPoints - 1);
-    for (int i = 0; i < groundGridPoints; ++i) {
-        for (int j = 0; j < groundGridPoints; ++j) {
-            const double x = xMin + i * dx;
-            const double y = yMin + j * dy;
-            grid.push_back({value(x, y), x, y});
+    // The best few places, best first, one from each cross-section plane.
+    std::vector<Candidate> starts;
+    const auto threshold = [&starts] { return starts.size() < groundStarts ? 0.0 : starts.back().value; };
+    const auto considerPlane = [&](const Point &t, const Point &p0, const Point &p1, double cMax, double rMax,
+                                   auto &&samples) {
+        // The ground is at least the height of the lower end away from every sample of the plane.
+        const double lowest = p0.z() * p1.z() <= 0.0 ? 0.0 : std::min(std::fabs(p0.z()), std::fabs(p1.z()));
+        if (!(ConcentrationField::profileAt(cMax, rMax, lowest) > threshold())) {
+            return;
         }
+        // In the plane, the ground is nearest along its steepest descent.
+        const Point up{-t.z() * t.x(), -t.z() * t.y(), 1.0 - t.z() * t.z()};
+        const double slope = up.z(); // |up|^2
+        if (!(slope > 1e-12)) {
+            return;
+        }
+        Candidate here{threshold(), 0.0, 0.0, 0.0};
+        samples([&](const Point &p, double c, double r) {
+            const double v = ConcentrationField::profileAt(c, r, std::fabs(p.z()) / std::sqrt(slope));
+            if (v > here.value) {
+                const double along = -p.z() / slope;
+                here = Candidate{v, p.x() + along * up.x(), p.y() + along * up.y(), 0.25 * r};
+            }
+        });
+        if (here.value > threshold()) {
+            if (starts.size() == groundStarts) {
+                starts.pop_back();
+            }
+            starts.insert(std::find_if(starts.begin(), starts.end(),
+                                       [&here](const Candidate &c) { return c.value < here.value; }),
+                          here);
+        }
+    };
+    considerPlane(series.direction[n - 1], series.location[n - 1], series.location[n - 1],
+                  series.concentration[n - 1], series.radius[n - 1], [&](auto &&sample) {
+                      sample(series.location[n - 1], series.concentration[n - 1], series.radius[n - 1]);
+                  });
+    for (std::size_t i = 0; i + 1 < n; ++i) {
+        const Point &p0 = series.location[i];
+        const Point &p1 = series.location[i + 1];
+        const double c0 = series.concentration[i];
+        const double c1 = series.concentration[i + 1];
+        const double r0 = series.radius[i];
+        const double r1 = series.radius[i + 1];
+        considerPlane(series.direction[i], p0, p1, std::max(c0, c1), std::max(r0, r1), [&](auto &&sample) {
+            for (int k = 0; k <= samplesPerSegment; ++k) {
+                const double s = static_cast<double>(k) / samplesPerSegment;
+                const double w = 1.0 - s;
+                const double kk = static_cast<double>(k);
+                sample(Point{w * p0.x() + s * p1.x(), w * p0.y() + s * p1.y(), w * p0.z() + s * p1.z()},
+                       w * c0 + (kk * c1) / samplesPerSegment, w * r0 + (kk * r1) / samplesPerSegment);
+            }
+        });
     }
-    const std::size_t starts = std::min<std::size_t>(groundStarts, grid.size());
-    std::partial_sort(grid.begin(), grid.begin() + static_cast<std::ptrdiff_t>(starts), grid.end(),
-                      [](const Candidate &a, const Candidate &b) { return a.value > b.value; });
-    Candidate best = grid.front();
+    Candidate best{0.0, 0.0, 0.0, 0.0};
     const double smallest = groundTolerance * std::max(xMax - xMin, yMax - yMin);
-    for (std::size_t s = 0; s < starts; ++s) {
-        Candidate at = grid[s];
-        if (!(at.value > 0.0)) {
-            continue;
-        }
-        double hx = dx;
-        double hy = dy;
-        while (std::max(hx, hy) > smallest) {
+    for (Candidate at : starts) {
+        at.value = value(at.x, at.y);
+        double h = std::max(at.step, smallest);
+        while (h > smallest) {
             Candidate next = at;
             for (int a = -1; a <= 1; ++a) {
                 for (int b = -1; b <= 1; ++b) {
                     if (a == 0 && b == 0) {
                         continue;
                     }
-                    const double x = at.x + a * hx;
-                    const double y = at.y + b * hy;
+                    const double x = at.x + a * h;
+                    const double y = at.y + b * h;
                     const double v = value(x, y);
                     if (v > next.value) {
-                        next = {v, x, y};
+                        next = {v, x, y, h};
                     }
                 }
             }
             if (next.value > at.value) {
                 at = next;
             } else {
-                hx *= 0.5;
-                hy *= 0.5;
+                h *= 0.5;
             }
         }
         if (at.value > best.value) {

@@ -121,6 +121,27 @@ struct Case {
     std::optional<double> stackBearing; // degrees; absent: the example's own
 };
 
+// Every example, and two horizontal releases across the wind: the dense release turned to blow at 90
+// degrees to it, the choked release at 30 degrees from straight across.
+const Case cases[] = {
+    {"vertical_buoyant_vent.json", {}},     {"horizontal_dense_release.json", {}},
+    {"choked_high_pressure.json", {}},      {"hot_stack_unstable.json", {}},
+    {"horizontal_dense_release.json", 0.0}, {"choked_high_pressure.json", 60.0},
+};
+
+std::string nameOf(const Case &c) {
+    return std::string(c.example) + (c.stackBearing ? " at " + std::to_string(*c.stackBearing) : "");
+}
+
+void runCase(JetModel &model, const Case &c) {
+    Scenario::fromFile(std::string(OSTRELJET_EXAMPLES_DIR) + "/" + c.example).applyTo(model);
+    if (c.stackBearing) {
+        model.setStackBearing(*c.stackBearing);
+    }
+    ASSERT_TRUE(model.runModel()) << c.example;
+    ASSERT_EQ(model.referenceWindBearing(), 90.0) << c.example;
+}
+
 } // namespace
 
 // Each example's two levels (4 and 1.5 times its stopping concentration), and two horizontal releases
@@ -167,5 +188,60 @@ TEST(LevelRegion, FarthestPointAndHalfWidthAgreeWithABruteForceSearch) {
                         *answer.greatestHalfWidth, *brute.halfWidth);
         }
         std::printf("%-36s largest deviation from the grid %.3f %%\n", name.c_str(), 100.0 * worst);
+    }
+}
+
+// The greatest concentration at ground level agrees with a brute-force search of the ground (a 400 x 400
+// grid over the box of every step whose profile reaches the ground, then zoomed in twice around its best
+// point) to 0.1 %, and lies where the field has that value; a plume that never reaches the ground has none.
+TEST(LevelRegion, GroundMaximumAgreesWithABruteForceSearch) {
+    for (const Case &c : cases) {
+        JetModel model;
+        runCase(model, c);
+        const std::string name = nameOf(c);
+        const RunSummary summary = RunSummary::of(model, true, std::vector<double>{});
+        const RunField field(model, RunStatus::ok);
+        const auto at = [&field](double x, double y) {
+            const double v = field.concentration(x, y, 0.0);
+            return std::isnan(v) ? 0.0 : v;
+        };
+        double xLow = 1e300, xHigh = -1e300, yLow = 1e300, yHigh = -1e300;
+        for (int i = 0; i < model.numberOfOutputSteps(); ++i) {
+            const double r = model.profileRadius(i);
+            if (model.centrelineLocation(3, i) - r < 0.0) {
+                xLow = std::min(xLow, model.centrelineLocation(1, i) - 2.0 * r);
+                xHigh = std::max(xHigh, model.centrelineLocation(1, i) + 2.0 * r);
+                yLow = std::min(yLow, model.centrelineLocation(2, i) - 2.0 * r);
+                yHigh = std::max(yHigh, model.centrelineLocation(2, i) + 2.0 * r);
+            }
+        }
+        if (xLow > xHigh) {
+            EXPECT_FALSE(summary.groundMaximum.has_value()) << name;
+            std::printf("%-36s no ground-level maximum\n", name.c_str());
+            continue;
+        }
+        double best = 0.0, bestX = 0.0, bestY = 0.0;
+        constexpr int points = 400;
+        for (int pass = 0; pass < 3; ++pass) {
+            const double dx = (xHigh - xLow) / (points - 1), dy = (yHigh - yLow) / (points - 1);
+            for (int i = 0; i < points; ++i) {
+                for (int j = 0; j < points; ++j) {
+                    const double v = at(xLow + i * dx, yLow + j * dy);
+                    if (v > best) {
+                        best = v, bestX = xLow + i * dx, bestY = yLow + j * dy;
+                    }
+                }
+            }
+            xLow = bestX - 4.0 * dx, xHigh = bestX + 4.0 * dx, yLow = bestY - 4.0 * dy,
+            yHigh = bestY + 4.0 * dy;
+        }
+        ASSERT_TRUE(summary.groundMaximum.has_value()) << name;
+        const RunSummary::GroundMaximum &ground = *summary.groundMaximum;
+        EXPECT_GE(ground.concentration, best * (1.0 - 1e-3)) << name;
+        EXPECT_LE(ground.concentration, best * (1.0 + 1e-3)) << name;
+        EXPECT_EQ(at(ground.location.x, ground.location.y), ground.concentration) << name;
+        std::printf("%-36s ground maximum %.6g at (%.3f, %.3f) m (grid %.6g at (%.3f, %.3f) m)\n",
+                    name.c_str(), ground.concentration, ground.location.x, ground.location.y, best, bestX,
+                    bestY);
     }
 }
