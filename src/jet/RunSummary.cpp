@@ -49,6 +49,7 @@ constexpr int samplesPerSegment = 25;    // the field's samples along a segment,
 constexpr double edgeBracket = 1e-3;     // half-width of the bracket around an expected edge, as a share
 constexpr int edgeBisections = 12;       // halvings of that bracket: 2e-3 / 2^12 of the distance
 constexpr std::size_t edgeGuesses = 6;   // cross-sections kept as the best places for each extreme
+constexpr int edgeRounds = 8;            // lists made again without the planes where the field differs
 constexpr std::size_t groundStarts = 4;  // best places refined
 constexpr double groundTolerance = 1e-5; // refinement stops at this fraction of the footprint's size
 
@@ -302,12 +303,17 @@ public:
     }
 
     // The same, with the edge expected at `expected` m from the origin: a bracket close around it, widened
-    // (by the whole ray's search) when the field is not above the level just inside it.
-    void alongRayFrom(const Point &origin, const Point &e, double expected) {
+    // (by the whole ray's search) when the field is not above the level just inside it. False, with
+    // nothing found, when the origin itself is not above the level: the field there is not the profile
+    // expected (past a far field's hand-off plane, or beyond the run's end plane).
+    bool alongRayFrom(const Point &origin, const Point &e, double expected) {
         double inside = (1.0 - edgeBracket) * expected;
         if (!(expected > 0.0) || !above(origin + inside * e)) {
+            if (!above(origin)) {
+                return false;
+            }
             alongRay(origin, e, rayReach * std::max(expected, 1e-3));
-            return;
+            return true;
         }
         double outside = (1.0 + edgeBracket) * expected;
         for (int k = 0; k < rayExpansions && above(origin + outside * e); ++k) {
@@ -319,6 +325,7 @@ public:
             (above(origin + middle * e) ? inside : outside) = middle;
         }
         include(origin + inside * e);
+        return true;
     }
 
     // Whether a point between a and b could still move the farthest extent or the greatest half-width:
@@ -388,6 +395,7 @@ struct EdgeGuess {
     Point origin;
     Point direction;       // unit
     double distance = 0.0; // m
+    std::size_t plane = 0; // the segment whose plane it lies in (the last step's: the number of segments)
 };
 
 // The few best guesses, best first, at most one from each cross-section plane.
@@ -445,6 +453,7 @@ void searchRegion(const Series &series, const WindFrame &frame, RegionSearch &se
     const Point across{-frame.wy, frame.wx, 0.0};
     EdgeGuesses farthest;
     EdgeGuesses widest;
+    std::size_t plane = 0;
     // The directions depend only on the plane. The distance to the level grows with the concentration
     // and the radius, so the one of the plane's largest bounds every sample's: a plane that cannot enter a
     // list is passed over, and a sample's own distance (a power and an arc cosine) is worked out only
@@ -459,8 +468,8 @@ void searchRegion(const Series &series, const WindFrame &frame, RegionSearch &se
                 widest.threshold()) {
             return;
         }
-        EdgeGuess farthestHere{farthest.threshold(), {}, {}, 0.0};
-        EdgeGuess widestHere{widest.threshold(), {}, {}, 0.0};
+        EdgeGuess farthestHere{farthest.threshold(), {}, {}, 0.0, plane};
+        EdgeGuess widestHere{widest.threshold(), {}, {}, 0.0, plane};
         samples([&](const Point &p, double c, double r) {
             if (!(c >= level)) {
                 return;
@@ -474,62 +483,86 @@ void searchRegion(const Series &series, const WindFrame &frame, RegionSearch &se
             }
             const double distance = ConcentrationField::distanceToLevel(c, r, level);
             if (farther && along + distance * gain > farthestHere.value) {
-                farthestHere = EdgeGuess{along + distance * gain, p, downwind, distance};
+                farthestHere = EdgeGuess{along + distance * gain, p, downwind, distance, plane};
             }
             if (wider && std::fabs(offset) + distance * spread > widestHere.value) {
                 widestHere = EdgeGuess{std::fabs(offset) + distance * spread, p,
-                                       offset < 0.0 ? -1.0 * sideways : sideways, distance};
+                                       offset < 0.0 ? -1.0 * sideways : sideways, distance, plane};
             }
         });
         farthest.offer(farthestHere);
         widest.offer(widestHere);
     };
-    if (n > 0) {
-        considerPlane(series.direction[n - 1], series.location[n - 1], series.location[n - 1],
-                      series.concentration[n - 1], series.radius[n - 1], [&](auto &&sample) {
-                          sample(series.location[n - 1], series.concentration[n - 1], series.radius[n - 1]);
-                      });
-    }
-    // From the last segment back: the far end of the region is met early, and most samples fall to the
-    // bound.
-    for (std::size_t i = n < 2 ? 0 : n - 1; i-- > 0;) {
-        const double c0 = series.concentration[i];
-        const double c1 = series.concentration[i + 1];
-        if (!(c0 >= level) && !(c1 >= level)) {
-            continue;
+    const auto scan = [&](std::size_t limit) {
+        farthest = EdgeGuesses{};
+        widest = EdgeGuesses{};
+        if (n > 0 && limit == n) {
+            plane = n - 1;
+            considerPlane(series.direction[n - 1], series.location[n - 1], series.location[n - 1],
+                          series.concentration[n - 1], series.radius[n - 1], [&](auto &&sample) {
+                              sample(series.location[n - 1], series.concentration[n - 1],
+                                     series.radius[n - 1]);
+                          });
         }
-        // The field's samples along the segment, with its interpolation.
-        const Point &p0 = series.location[i];
-        const Point &p1 = series.location[i + 1];
-        const double r0 = series.radius[i];
-        const double r1 = series.radius[i + 1];
-        considerPlane(series.direction[i], p0, p1, std::max(c0, c1), std::max(r0, r1), [&](auto &&sample) {
-            for (int k = samplesPerSegment; k >= 0; --k) {
-                const double s = static_cast<double>(k) / samplesPerSegment;
-                const double w = 1.0 - s;
-                const double kk = static_cast<double>(k);
-                sample(Point{w * p0.x() + s * p1.x(), w * p0.y() + s * p1.y(), w * p0.z() + s * p1.z()},
-                       w * c0 + (kk * c1) / samplesPerSegment, w * r0 + (kk * r1) / samplesPerSegment);
+        // From the last segment back: the far end of the region is met early, and most samples fall to the
+        // bound.
+        for (std::size_t i = std::min(limit, n < 2 ? 0 : n - 1); i-- > 0;) {
+            plane = i;
+            const double c0 = series.concentration[i];
+            const double c1 = series.concentration[i + 1];
+            if (!(c0 >= level) && !(c1 >= level)) {
+                continue;
             }
-        });
-    }
-    const auto check = [&search](const EdgeGuesses &guesses, auto &&found) {
-        for (const EdgeGuess &guess : guesses.best()) {
-            const std::optional<double> best = found();
-            if (best && *best >= guess.value * (1.0 - edgeBracket)) {
-                return;
-            }
-            search.alongRayFrom(guess.origin, guess.direction, guess.distance);
+            // The field's samples along the segment, with its interpolation.
+            const Point &p0 = series.location[i];
+            const Point &p1 = series.location[i + 1];
+            const double r0 = series.radius[i];
+            const double r1 = series.radius[i + 1];
+            considerPlane(
+                series.direction[i], p0, p1, std::max(c0, c1), std::max(r0, r1), [&](auto &&sample) {
+                    for (int k = samplesPerSegment; k >= 0; --k) {
+                        const double s = static_cast<double>(k) / samplesPerSegment;
+                        const double w = 1.0 - s;
+                        const double kk = static_cast<double>(k);
+                        sample(
+                            Point{w * p0.x() + s * p1.x(), w * p0.y() + s * p1.y(), w * p0.z() + s * p1.z()},
+                            w * c0 + (kk * c1) / samplesPerSegment, w * r0 + (kk * r1) / samplesPerSegment);
+                    }
+                });
         }
     };
-    check(farthest, [&search] { return search.farthest(); });
-    check(widest, [&search] { return search.halfWidth(); });
+    // Returns the first plane of a guess whose origin is not in the field as expected, or n.
+    const auto check = [&search, n](const EdgeGuesses &guesses, auto &&found) {
+        std::size_t failed = n;
+        for (const EdgeGuess &guess : guesses.best()) {
+            const std::optional<double> best = found();
+            if (best && *best >= guess.value - edgeBracket * std::fabs(guess.value)) {
+                break;
+            }
+            if (!search.alongRayFrom(guess.origin, guess.direction, guess.distance)) {
+                failed = std::min(failed, guess.plane);
+            }
+        }
+        return failed;
+    };
+    // Where the field is not the jet's profile (past a far field's hand-off plane, beyond the end plane),
+    // the guesses fail: the planes from the first that failed on are left out, and the lists made again.
+    for (std::size_t limit = n, round = 0; round < edgeRounds; ++round) {
+        scan(limit);
+        const std::size_t failed = std::min(check(farthest, [&search] { return search.farthest(); }),
+                                            check(widest, [&search] { return search.halfWidth(); }));
+        if (failed >= limit) {
+            break;
+        }
+        limit = failed;
+    }
     for (std::size_t i = 0; i + 1 < n; ++i) {
-        if (series.concentration[i] >= level && !(series.concentration[i + 1] >= level)) {
+        if (series.concentration[i] >= level && !(series.concentration[i + 1] >= level) &&
+            search.above(series.location[i])) {
             search.alongSegment(series.location[i], series.location[i + 1]);
         }
     }
-    if (n > 0 && series.concentration[n - 1] >= level) {
+    if (n > 0 && series.concentration[n - 1] >= level && search.above(series.location[n - 1])) {
         const Point &p = series.location[n - 1];
         const Point &t = series.direction[n - 1];
         const auto [e1, e2] = crossSectionBasis(t);
@@ -559,7 +592,8 @@ std::optional<RunSummary::GroundMaximum> searchGround(const Series &series, cons
     //    the ground where the plane meets it nearest the sample: over the samples of every segment (and
     //    the last step), keep the planes whose ground value is greatest (planes whose bound, the profile
     //    at the height of their lower end, cannot enter the list are passed over).
-    // 3. From each, in the field itself, step to the best of the eight neighbours at the current spacing
+    // 3. From each whose plane's bound is above the best found so far, in the field itself, step to the best
+    // of the eight neighbours at the current spacing
     //    (from a quarter of the profile radius), halving it when none is better, until it is 1e-5 of the
     //    footprint.
     const std::size_t n = series.location.size();
@@ -587,19 +621,23 @@ std::optional<RunSummary::GroundMaximum> searchGround(const Series &series, cons
     }
     auto value = [&field](double x, double y) { return field(x, y, 0.0); };
     struct Candidate {
-        double value; // volume fraction
-        double x;     // m
-        double y;     // m
-        double step;  // m, the compass search's first spacing
+        double value;      // volume fraction
+        double x;          // m
+        double y;          // m
+        double step;       // m, the compass search's first spacing
+        double bound;      // volume fraction, the most any sample of its plane gives on the ground
+        std::size_t plane; // the segment whose plane it lies in (the last step's: the number of segments)
     };
     // The best few places, best first, one from each cross-section plane.
     std::vector<Candidate> starts;
+    std::size_t plane = 0;
     const auto threshold = [&starts] { return starts.size() < groundStarts ? 0.0 : starts.back().value; };
     const auto considerPlane = [&](const Point &t, const Point &p0, const Point &p1, double cMax, double rMax,
                                    auto &&samples) {
         // The ground is at least the height of the lower end away from every sample of the plane.
         const double lowest = p0.z() * p1.z() <= 0.0 ? 0.0 : std::min(std::fabs(p0.z()), std::fabs(p1.z()));
-        if (!(ConcentrationField::profileAt(cMax, rMax, lowest) > threshold())) {
+        const double bound = ConcentrationField::profileAt(cMax, rMax, lowest);
+        if (!(bound > threshold())) {
             return;
         }
         // In the plane, the ground is nearest along its steepest descent.
@@ -608,12 +646,12 @@ std::optional<RunSummary::GroundMaximum> searchGround(const Series &series, cons
         if (!(slope > 1e-12)) {
             return;
         }
-        Candidate here{threshold(), 0.0, 0.0, 0.0};
+        Candidate here{threshold(), 0.0, 0.0, 0.0, bound, plane};
         samples([&](const Point &p, double c, double r) {
             const double v = ConcentrationField::profileAt(c, r, std::fabs(p.z()) / std::sqrt(slope));
             if (v > here.value) {
                 const double along = -p.z() / slope;
-                here = Candidate{v, p.x() + along * up.x(), p.y() + along * up.y(), 0.25 * r};
+                here = Candidate{v, p.x() + along * up.x(), p.y() + along * up.y(), 0.25 * r, bound, plane};
             }
         });
         if (here.value > threshold()) {
@@ -625,56 +663,88 @@ std::optional<RunSummary::GroundMaximum> searchGround(const Series &series, cons
                           here);
         }
     };
-    considerPlane(series.direction[n - 1], series.location[n - 1], series.location[n - 1],
-                  series.concentration[n - 1], series.radius[n - 1], [&](auto &&sample) {
-                      sample(series.location[n - 1], series.concentration[n - 1], series.radius[n - 1]);
-                  });
-    for (std::size_t i = 0; i + 1 < n; ++i) {
-        const Point &p0 = series.location[i];
-        const Point &p1 = series.location[i + 1];
-        const double c0 = series.concentration[i];
-        const double c1 = series.concentration[i + 1];
-        const double r0 = series.radius[i];
-        const double r1 = series.radius[i + 1];
-        considerPlane(series.direction[i], p0, p1, std::max(c0, c1), std::max(r0, r1), [&](auto &&sample) {
-            for (int k = 0; k <= samplesPerSegment; ++k) {
-                const double s = static_cast<double>(k) / samplesPerSegment;
-                const double w = 1.0 - s;
-                const double kk = static_cast<double>(k);
-                sample(Point{w * p0.x() + s * p1.x(), w * p0.y() + s * p1.y(), w * p0.z() + s * p1.z()},
-                       w * c0 + (kk * c1) / samplesPerSegment, w * r0 + (kk * r1) / samplesPerSegment);
-            }
-        });
-    }
-    Candidate best{0.0, 0.0, 0.0, 0.0};
-    const double smallest = groundTolerance * std::max(xMax - xMin, yMax - yMin);
-    for (Candidate at : starts) {
-        at.value = value(at.x, at.y);
-        double h = std::max(at.step, smallest);
-        while (h > smallest) {
-            Candidate next = at;
-            for (int a = -1; a <= 1; ++a) {
-                for (int b = -1; b <= 1; ++b) {
-                    if (a == 0 && b == 0) {
-                        continue;
+    const auto scan = [&](std::size_t limit) {
+        starts.clear();
+        if (limit == n) {
+            plane = n - 1;
+            considerPlane(series.direction[n - 1], series.location[n - 1], series.location[n - 1],
+                          series.concentration[n - 1], series.radius[n - 1], [&](auto &&sample) {
+                              sample(series.location[n - 1], series.concentration[n - 1],
+                                     series.radius[n - 1]);
+                          });
+        }
+        for (std::size_t i = 0; i + 1 < std::min(limit, n); ++i) {
+            plane = i;
+            const Point &p0 = series.location[i];
+            const Point &p1 = series.location[i + 1];
+            const double c0 = series.concentration[i];
+            const double c1 = series.concentration[i + 1];
+            const double r0 = series.radius[i];
+            const double r1 = series.radius[i + 1];
+            considerPlane(
+                series.direction[i], p0, p1, std::max(c0, c1), std::max(r0, r1), [&](auto &&sample) {
+                    for (int k = 0; k <= samplesPerSegment; ++k) {
+                        const double s = static_cast<double>(k) / samplesPerSegment;
+                        const double w = 1.0 - s;
+                        const double kk = static_cast<double>(k);
+                        sample(
+                            Point{w * p0.x() + s * p1.x(), w * p0.y() + s * p1.y(), w * p0.z() + s * p1.z()},
+                            w * c0 + (kk * c1) / samplesPerSegment, w * r0 + (kk * r1) / samplesPerSegment);
                     }
-                    const double x = at.x + a * h;
-                    const double y = at.y + b * h;
-                    const double v = value(x, y);
-                    if (v > next.value) {
-                        next = {v, x, y, h};
+                });
+        }
+    };
+    Candidate best{0.0, 0.0, 0.0, 0.0, 0.0, 0};
+    const double smallest = groundTolerance * std::max(xMax - xMin, yMax - yMin);
+    // Where the field is not the jet's profile (past a far field's hand-off plane, beyond the end plane) a
+    // start is below what the profile gives there: the planes from the first such on are left out, and
+    // the list made again; a start already refined is not refined again.
+    std::vector<std::size_t> refined;
+    for (std::size_t limit = n, round = 0; round < edgeRounds; ++round) {
+        scan(limit);
+        std::size_t failed = n;
+        for (Candidate at : starts) {
+            if (!(at.bound > best.value) ||
+                std::find(refined.begin(), refined.end(), at.plane) != refined.end()) {
+                continue; // no sample of its plane can beat what is found, or it is done
+            }
+            const double expected = at.value;
+            at.value = value(at.x, at.y);
+            if (at.value < expected * (1.0 - 1e-6)) {
+                failed = std::min(failed, at.plane);
+                continue;
+            }
+            refined.push_back(at.plane);
+            double h = std::max(at.step, smallest);
+            while (h > smallest) {
+                Candidate next = at;
+                for (int a = -1; a <= 1; ++a) {
+                    for (int b = -1; b <= 1; ++b) {
+                        if (a == 0 && b == 0) {
+                            continue;
+                        }
+                        const double x = at.x + a * h;
+                        const double y = at.y + b * h;
+                        const double v = value(x, y);
+                        if (v > next.value) {
+                            next = {v, x, y, h, at.bound, at.plane};
+                        }
                     }
                 }
+                if (next.value > at.value) {
+                    at = next;
+                } else {
+                    h *= 0.5;
+                }
             }
-            if (next.value > at.value) {
-                at = next;
-            } else {
-                h *= 0.5;
+            if (at.value > best.value) {
+                best = at;
             }
         }
-        if (at.value > best.value) {
-            best = at;
+        if (failed >= limit) {
+            break;
         }
+        limit = failed;
     }
     if (!(best.value > 0.0)) {
         return std::nullopt;
