@@ -698,14 +698,21 @@ std::optional<RunSummary::GroundMaximum> searchGround(const Series &series, cons
     const double smallest = groundTolerance * std::max(xMax - xMin, yMax - yMin);
     // Where the field is not the jet's profile (past a far field's hand-off plane, beyond the end plane) a
     // start is below what the profile gives there: the planes from the first such on are left out, and
-    // the list made again; a start already refined is not refined again.
+    // the list made again; a start already refined is not refined again, nor one within two of its first
+    // spacings of where a refined start began or ended (it would climb the same hill).
     std::vector<std::size_t> refined;
+    std::vector<std::pair<double, double>> climbed;
+    const auto nearClimbed = [&climbed](const Candidate &at) {
+        return std::any_of(climbed.begin(), climbed.end(), [&at](const std::pair<double, double> &p) {
+            return std::hypot(p.first - at.x, p.second - at.y) < 2.0 * at.step;
+        });
+    };
     for (std::size_t limit = n, round = 0; round < edgeRounds; ++round) {
         scan(limit);
         std::size_t failed = n;
         for (Candidate at : starts) {
             if (!(at.bound > best.value) ||
-                std::find(refined.begin(), refined.end(), at.plane) != refined.end()) {
+                std::find(refined.begin(), refined.end(), at.plane) != refined.end() || nearClimbed(at)) {
                 continue; // no sample of its plane can beat what is found, or it is done
             }
             const double expected = at.value;
@@ -715,6 +722,7 @@ std::optional<RunSummary::GroundMaximum> searchGround(const Series &series, cons
                 continue;
             }
             refined.push_back(at.plane);
+            climbed.emplace_back(at.x, at.y);
             double h = std::max(at.step, smallest);
             while (h > smallest) {
                 Candidate next = at;
@@ -737,6 +745,7 @@ std::optional<RunSummary::GroundMaximum> searchGround(const Series &series, cons
                     h *= 0.5;
                 }
             }
+            climbed.emplace_back(at.x, at.y);
             if (at.value > best.value) {
                 best = at;
             }
