@@ -495,11 +495,23 @@ double ConcentrationField::sampleSegment(const vector3 &q, const vector3 &a, con
             concentration = w * segment.c0 + (static_cast<double>(k) * segment.c1) / 25.0;
         }
     }
-    const double distance = offset.norm();
-    if (radius > distance) {
-        return concentration * std::pow(0.5 + 0.5 * std::cos(pi * distance / radius), profileExponent);
+    return profileAt(concentration, radius, offset.norm());
+}
+
+double ConcentrationField::profileAt(double c, double r, double distance) {
+    if (r > distance) {
+        return c * std::pow(0.5 + 0.5 * std::cos(pi * distance / r), profileExponent);
     }
     return 0.0;
+}
+
+double ConcentrationField::distanceToLevel(double c, double r, double level) {
+    // c (0.5 + 0.5 cos(pi d / r))^(1/1.35) = level, solved for d.
+    if (!(c >= level) || !(r > 0.0)) {
+        return 0.0;
+    }
+    const double share = level > 0.0 ? std::pow(level / c, 1.0 / profileExponent) : 0.0;
+    return r / pi * std::acos(std::fmin(1.0, std::fmax(-1.0, 2.0 * share - 1.0)));
 }
 
 std::vector<double> ConcentrationField::grid(double xStart, double yStart, double zStart, double xEnd,

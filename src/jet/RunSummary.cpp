@@ -13,6 +13,7 @@
 #include <limits>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace ostreljet {
 
@@ -42,10 +43,14 @@ constexpr int rayDirections = 16;        // directions around the axis in each c
 constexpr int rayBisections = 20;        // halvings of the bracket on a ray: 1.5 R / 2^20
 constexpr int rayExpansions = 6;         // doublings of a ray's outer end while still above the level
 constexpr double rayReach = 1.5;         // outer end of a ray, in profile radii
-constexpr int segmentScans = 100;        // points scanned along a centreline segment
-constexpr int segmentBisections = 24;    // halvings of the last gap of the scan
-constexpr int groundGridPoints = 48;     // coarse grid over the footprint, per axis
-constexpr int groundStarts = 4;          // best coarse points refined
+constexpr int segmentScans = 50;         // points scanned along a centreline segment: two per sample
+constexpr int segmentBisections = 20;    // halvings of the last gap of the scan
+constexpr int samplesPerSegment = 25;    // the field's samples along a segment, after the first
+constexpr double edgeBracket = 1e-3;     // half-width of the bracket around an expected edge, as a share
+constexpr int edgeBisections = 12;       // halvings of that bracket: 2e-3 / 2^12 of the distance
+constexpr std::size_t edgeGuesses = 6;   // cross-sections kept as the best places for each extreme
+constexpr int edgeRounds = 8;            // lists made again without the planes where the field differs
+constexpr std::size_t groundStarts = 4;  // best places refined
 constexpr double groundTolerance = 1e-5; // refinement stops at this fraction of the footprint's size
 
 using Point = vector3;
@@ -297,6 +302,32 @@ public:
         include(origin + inside * e);
     }
 
+    // The same, with the edge expected at `expected` m from the origin: a bracket close around it, widened
+    // (by the whole ray's search) when the field is not above the level just inside it. False, with
+    // nothing found, when the origin itself is not above the level: the field there is not the profile
+    // expected (past a far field's hand-off plane, or beyond the run's end plane).
+    bool alongRayFrom(const Point &origin, const Point &e, double expected) {
+        double inside = (1.0 - edgeBracket) * expected;
+        if (!(expected > 0.0) || !above(origin + inside * e)) {
+            if (!above(origin)) {
+                return false;
+            }
+            alongRay(origin, e, rayReach * std::max(expected, 1e-3));
+            return true;
+        }
+        double outside = (1.0 + edgeBracket) * expected;
+        for (int k = 0; k < rayExpansions && above(origin + outside * e); ++k) {
+            inside = outside;
+            outside *= 2.0;
+        }
+        for (int k = 0; k < edgeBisections; ++k) {
+            const double middle = 0.5 * (inside + outside);
+            (above(origin + middle * e) ? inside : outside) = middle;
+        }
+        include(origin + inside * e);
+        return true;
+    }
+
     // Whether a point between a and b could still move the farthest extent or the greatest half-width:
     // downwind distance and crosswind offset are linear along the line, so their values at the ends
     // bound them; the margin covers rounding many times over. A point that cannot widen the region
@@ -356,37 +387,182 @@ std::array<Point, 2> crossSectionBasis(const Point &t) {
     return {e1, (1.0 / norm(e2)) * e2};
 }
 
-void searchRegion(const Series &series, RegionSearch &search) {
-    // Region of one level: rays in every output step's cross-section plane, the centreline segments
-    // where the level is crossed, and rays ahead of the last step.
-    // 1. At each step above the level, bisect along rays around the axis in the plane normal to the jet.
-    // 2. Where the level is crossed between two steps, scan and bisect along the segment for the region's
-    // tip.
-    // 3. When the last step is above the level, bisect along rays in the half-space ahead of it.
+// A place in one cross-section of the jet to look for the region's edge: a sample of the centreline (an
+// output step or a point between two), a direction in the plane normal to the jet there, and the distance
+// along it at which the profile around that sample falls to the level.
+struct EdgeGuess {
+    double value = -std::numeric_limits<double>::infinity(); // m, downwind distance or crosswind offset
+    Point origin;
+    Point direction;       // unit
+    double distance = 0.0; // m
+    std::size_t plane = 0; // the segment whose plane it lies in (the last step's: the number of segments)
+};
+
+// The few best guesses, best first, at most one from each cross-section plane.
+class EdgeGuesses {
+public:
+    // The value a guess must beat to enter the list.
+    double threshold() const {
+        return guesses_.size() < edgeGuesses ? -std::numeric_limits<double>::infinity()
+                                             : guesses_.back().value;
+    }
+    void offer(const EdgeGuess &guess) {
+        if (!(guess.value > threshold())) {
+            return;
+        }
+        if (guesses_.size() == edgeGuesses) {
+            guesses_.pop_back();
+        }
+        const auto at = std::find_if(guesses_.begin(), guesses_.end(),
+                                     [&guess](const EdgeGuess &g) { return g.value < guess.value; });
+        guesses_.insert(at, guess);
+    }
+    const std::vector<EdgeGuess> &best() const { return guesses_; }
+
+private:
+    std::vector<EdgeGuess> guesses_;
+};
+
+// Of the directions in the plane normal to unit t, the unit vector that most increases the projection on
+// unit a, and how much one metre along it increases it (0 when a is along t).
+std::pair<Point, double> steepestInPlane(const Point &t, const Point &a) {
+    const Point along = a - dot(a, t) * t;
+    const double length = norm(along);
+    if (!(length > 1e-12)) {
+        return {crossSectionBasis(t)[0], 0.0};
+    }
+    return {(1.0 / length) * along, length};
+}
+
+void searchRegion(const Series &series, const WindFrame &frame, RegionSearch &search, double level) {
+    // Region of one level: its edge where the profile says it is, checked against the field; the centreline
+    // segments where the level is crossed; and rays ahead of the last step.
+    // 1. In each cross-section the field is the profile around one sample of the centreline (the field
+    //    takes the sample most nearly normal to the jet, with concentration and radius interpolated
+    //    between the steps), so the edge there is a circle of known radius: over the samples of every
+    //    segment (and the last step), keep the planes whose circles reach farthest downwind and those
+    //    whose circles reach farthest across the wind.
+    // 2. From the best of each list on, find the last point above the level in the field itself along the
+    //    guess's direction, starting from a bracket close around the circle (widened when the field says
+    //    otherwise), until what is found beats the next guess (a circle cut off by the run's end plane is
+    //    not in the field).
+    // 3. Where the level is crossed between two steps, scan and bisect along the segment for the tip.
+    // 4. When the last step is above the level, bisect along rays in the half-space ahead of it.
     const std::size_t n = series.location.size();
-    std::vector<bool> above(n);
-    for (std::size_t i = 0; i < n; ++i) {
-        above[i] = search.above(series.location[i]);
+    const Point wind{frame.wx, frame.wy, 0.0};
+    const Point across{-frame.wy, frame.wx, 0.0};
+    EdgeGuesses farthest;
+    EdgeGuesses widest;
+    std::size_t plane = 0;
+    // The directions depend only on the plane. The distance to the level grows with the concentration
+    // and the radius, so the one of the plane's largest bounds every sample's: a plane that cannot enter a
+    // list is passed over, and a sample's own distance (a power and an arc cosine) is worked out only
+    // where that bound could still enter one.
+    const auto considerPlane = [&](const Point &t, const Point &p0, const Point &p1, double cMax, double rMax,
+                                   auto &&samples) {
+        const auto [downwind, gain] = steepestInPlane(t, wind);
+        const auto [sideways, spread] = steepestInPlane(t, across);
+        const double reach = ConcentrationField::distanceToLevel(cMax, rMax, level);
+        if (std::max(frame.downwind(p0), frame.downwind(p1)) + reach * gain <= farthest.threshold() &&
+            std::max(std::fabs(frame.crosswind(p0)), std::fabs(frame.crosswind(p1))) + reach * spread <=
+                widest.threshold()) {
+            return;
+        }
+        EdgeGuess farthestHere{farthest.threshold(), {}, {}, 0.0, plane};
+        EdgeGuess widestHere{widest.threshold(), {}, {}, 0.0, plane};
+        samples([&](const Point &p, double c, double r) {
+            if (!(c >= level)) {
+                return;
+            }
+            const double along = frame.downwind(p);
+            const double offset = frame.crosswind(p);
+            const bool farther = along + reach * gain > farthestHere.value;
+            const bool wider = std::fabs(offset) + reach * spread > widestHere.value;
+            if (!farther && !wider) {
+                return;
+            }
+            const double distance = ConcentrationField::distanceToLevel(c, r, level);
+            if (farther && along + distance * gain > farthestHere.value) {
+                farthestHere = EdgeGuess{along + distance * gain, p, downwind, distance, plane};
+            }
+            if (wider && std::fabs(offset) + distance * spread > widestHere.value) {
+                widestHere = EdgeGuess{std::fabs(offset) + distance * spread, p,
+                                       offset < 0.0 ? -1.0 * sideways : sideways, distance, plane};
+            }
+        });
+        farthest.offer(farthestHere);
+        widest.offer(widestHere);
+    };
+    const auto scan = [&](std::size_t limit) {
+        farthest = EdgeGuesses{};
+        widest = EdgeGuesses{};
+        if (n > 0 && limit == n) {
+            plane = n - 1;
+            considerPlane(series.direction[n - 1], series.location[n - 1], series.location[n - 1],
+                          series.concentration[n - 1], series.radius[n - 1], [&](auto &&sample) {
+                              sample(series.location[n - 1], series.concentration[n - 1],
+                                     series.radius[n - 1]);
+                          });
+        }
+        // From the last segment back: the far end of the region is met early, and most samples fall to the
+        // bound.
+        for (std::size_t i = std::min(limit, n < 2 ? 0 : n - 1); i-- > 0;) {
+            plane = i;
+            const double c0 = series.concentration[i];
+            const double c1 = series.concentration[i + 1];
+            if (!(c0 >= level) && !(c1 >= level)) {
+                continue;
+            }
+            // The field's samples along the segment, with its interpolation.
+            const Point &p0 = series.location[i];
+            const Point &p1 = series.location[i + 1];
+            const double r0 = series.radius[i];
+            const double r1 = series.radius[i + 1];
+            considerPlane(
+                series.direction[i], p0, p1, std::max(c0, c1), std::max(r0, r1), [&](auto &&sample) {
+                    for (int k = samplesPerSegment; k >= 0; --k) {
+                        const double s = static_cast<double>(k) / samplesPerSegment;
+                        const double w = 1.0 - s;
+                        const double kk = static_cast<double>(k);
+                        sample(
+                            Point{w * p0.x() + s * p1.x(), w * p0.y() + s * p1.y(), w * p0.z() + s * p1.z()},
+                            w * c0 + (kk * c1) / samplesPerSegment, w * r0 + (kk * r1) / samplesPerSegment);
+                    }
+                });
+        }
+    };
+    // Returns the first plane of a guess whose origin is not in the field as expected, or n.
+    const auto check = [&search, n](const EdgeGuesses &guesses, auto &&found) {
+        std::size_t failed = n;
+        for (const EdgeGuess &guess : guesses.best()) {
+            const std::optional<double> best = found();
+            if (best && *best >= guess.value - edgeBracket * std::fabs(guess.value)) {
+                break;
+            }
+            if (!search.alongRayFrom(guess.origin, guess.direction, guess.distance)) {
+                failed = std::min(failed, guess.plane);
+            }
+        }
+        return failed;
+    };
+    // Where the field is not the jet's profile (past a far field's hand-off plane, beyond the end plane),
+    // the guesses fail: the planes from the first that failed on are left out, and the lists made again.
+    for (std::size_t limit = n, round = 0; round < edgeRounds; ++round) {
+        scan(limit);
+        const std::size_t failed = std::min(check(farthest, [&search] { return search.farthest(); }),
+                                            check(widest, [&search] { return search.halfWidth(); }));
+        if (failed >= limit) {
+            break;
+        }
+        limit = failed;
     }
-    // The answers are maxima, so the order of the searches does not matter; from the last step back, the
-    // far end of the region is known early and most rays can stop soon (see couldWiden).
-    for (std::size_t i = n; i-- > 0;) {
-        if (!above[i]) {
-            continue;
-        }
-        const Point &p = series.location[i];
-        search.include(p);
-        const auto [e1, e2] = crossSectionBasis(series.direction[i]);
-        const double reach = rayReach * series.radius[i];
-        for (int k = 0; k < rayDirections; ++k) {
-            const double angle = twoPi * k / rayDirections;
-            search.alongRay(p, std::cos(angle) * e1 + std::sin(angle) * e2, reach);
-        }
-        if (i + 1 < n && !above[i + 1]) {
-            search.alongSegment(p, series.location[i + 1]);
+    for (std::size_t i = 0; i + 1 < n; ++i) {
+        if (series.concentration[i] >= level && !(series.concentration[i + 1] >= level) &&
+            search.above(series.location[i])) {
+            search.alongSegment(series.location[i], series.location[i + 1]);
         }
     }
-    if (n > 0 && above[n - 1]) {
+    if (n > 0 && series.concentration[n - 1] >= level && search.above(series.location[n - 1])) {
         const Point &p = series.location[n - 1];
         const Point &t = series.direction[n - 1];
         const auto [e1, e2] = crossSectionBasis(t);
@@ -408,12 +584,18 @@ void searchRegion(const Series &series, RegionSearch &search) {
 
 std::optional<RunSummary::GroundMaximum> searchGround(const Series &series, const WindFrame &frame,
                                                       const RunSummary::ConcentrationAt &field) {
-    // Greatest concentration at z = 0: a coarse grid over the footprint, then compass searches.
+    // Greatest concentration at z = 0: where the profile says it is, then compass searches in the field.
     // 1. The footprint is the horizontal box of every step whose profile reaches below the ground, and of
-    //    its neighbours, widened by their profile radii.
-    // 2. Evaluate a 48 x 48 grid over it and keep the best few points.
-    // 3. From each, step to the best of the eight neighbours at the current spacing, halving the spacing
-    //    when none is better, until it is 1e-5 of the footprint.
+    //    its neighbours, widened by their profile radii; a plume whose profile never reaches the ground
+    //    has no ground-level maximum.
+    // 2. In each cross-section the field is the profile around one sample of the centreline, greatest on
+    //    the ground where the plane meets it nearest the sample: over the samples of every segment (and
+    //    the last step), keep the planes whose ground value is greatest (planes whose bound, the profile
+    //    at the height of their lower end, cannot enter the list are passed over).
+    // 3. From each whose plane's bound is above the best found so far, in the field itself, step to the best
+    // of the eight neighbours at the current spacing
+    //    (from a quarter of the profile radius), halving it when none is better, until it is 1e-5 of the
+    //    footprint.
     const std::size_t n = series.location.size();
     double xMin = std::numeric_limits<double>::infinity();
     double xMax = -xMin;
@@ -439,57 +621,139 @@ std::optional<RunSummary::GroundMaximum> searchGround(const Series &series, cons
     }
     auto value = [&field](double x, double y) { return field(x, y, 0.0); };
     struct Candidate {
-        double value;
-        double x;
-        double y;
+        double value;      // volume fraction
+        double x;          // m
+        double y;          // m
+        double step;       // m, the compass search's first spacing
+        double bound;      // volume fraction, the most any sample of its plane gives on the ground
+        std::size_t plane; // the segment whose plane it lies in (the last step's: the number of segments)
     };
-    std::vector<Candidate> grid;
-    const double dx = (xMax - xMin) / (groundGridPoints - 1);
-    const double dy = (yMax - yMin) / (groundGridPoints - 1);
-    for (int i = 0; i < groundGridPoints; ++i) {
-        for (int j = 0; j < groundGridPoints; ++j) {
-            const double x = xMin + i * dx;
-            const double y = yMin + j * dy;
-            grid.push_back({value(x, y), x, y});
+    // The best few places, best first, one from each cross-section plane.
+    std::vector<Candidate> starts;
+    std::size_t plane = 0;
+    const auto threshold = [&starts] { return starts.size() < groundStarts ? 0.0 : starts.back().value; };
+    const auto considerPlane = [&](const Point &t, const Point &p0, const Point &p1, double cMax, double rMax,
+                                   auto &&samples) {
+        // The ground is at least the height of the lower end away from every sample of the plane.
+        const double lowest = p0.z() * p1.z() <= 0.0 ? 0.0 : std::min(std::fabs(p0.z()), std::fabs(p1.z()));
+        const double bound = ConcentrationField::profileAt(cMax, rMax, lowest);
+        if (!(bound > threshold())) {
+            return;
         }
-    }
-    const std::size_t starts = std::min<std::size_t>(groundStarts, grid.size());
-    std::partial_sort(grid.begin(), grid.begin() + static_cast<std::ptrdiff_t>(starts), grid.end(),
-                      [](const Candidate &a, const Candidate &b) { return a.value > b.value; });
-    Candidate best = grid.front();
-    const double smallest = groundTolerance * std::max(xMax - xMin, yMax - yMin);
-    for (std::size_t s = 0; s < starts; ++s) {
-        Candidate at = grid[s];
-        if (!(at.value > 0.0)) {
-            continue;
+        // In the plane, the ground is nearest along its steepest descent.
+        const Point up{-t.z() * t.x(), -t.z() * t.y(), 1.0 - t.z() * t.z()};
+        const double slope = up.z(); // |up|^2
+        if (!(slope > 1e-12)) {
+            return;
         }
-        double hx = dx;
-        double hy = dy;
-        while (std::max(hx, hy) > smallest) {
-            Candidate next = at;
-            for (int a = -1; a <= 1; ++a) {
-                for (int b = -1; b <= 1; ++b) {
-                    if (a == 0 && b == 0) {
-                        continue;
+        Candidate here{threshold(), 0.0, 0.0, 0.0, bound, plane};
+        samples([&](const Point &p, double c, double r) {
+            const double v = ConcentrationField::profileAt(c, r, std::fabs(p.z()) / std::sqrt(slope));
+            if (v > here.value) {
+                const double along = -p.z() / slope;
+                here = Candidate{v, p.x() + along * up.x(), p.y() + along * up.y(), 0.25 * r, bound, plane};
+            }
+        });
+        if (here.value > threshold()) {
+            if (starts.size() == groundStarts) {
+                starts.pop_back();
+            }
+            starts.insert(std::find_if(starts.begin(), starts.end(),
+                                       [&here](const Candidate &c) { return c.value < here.value; }),
+                          here);
+        }
+    };
+    const auto scan = [&](std::size_t limit) {
+        starts.clear();
+        if (limit == n) {
+            plane = n - 1;
+            considerPlane(series.direction[n - 1], series.location[n - 1], series.location[n - 1],
+                          series.concentration[n - 1], series.radius[n - 1], [&](auto &&sample) {
+                              sample(series.location[n - 1], series.concentration[n - 1],
+                                     series.radius[n - 1]);
+                          });
+        }
+        for (std::size_t i = 0; i + 1 < std::min(limit, n); ++i) {
+            plane = i;
+            const Point &p0 = series.location[i];
+            const Point &p1 = series.location[i + 1];
+            const double c0 = series.concentration[i];
+            const double c1 = series.concentration[i + 1];
+            const double r0 = series.radius[i];
+            const double r1 = series.radius[i + 1];
+            considerPlane(
+                series.direction[i], p0, p1, std::max(c0, c1), std::max(r0, r1), [&](auto &&sample) {
+                    for (int k = 0; k <= samplesPerSegment; ++k) {
+                        const double s = static_cast<double>(k) / samplesPerSegment;
+                        const double w = 1.0 - s;
+                        const double kk = static_cast<double>(k);
+                        sample(
+                            Point{w * p0.x() + s * p1.x(), w * p0.y() + s * p1.y(), w * p0.z() + s * p1.z()},
+                            w * c0 + (kk * c1) / samplesPerSegment, w * r0 + (kk * r1) / samplesPerSegment);
                     }
-                    const double x = at.x + a * hx;
-                    const double y = at.y + b * hy;
-                    const double v = value(x, y);
-                    if (v > next.value) {
-                        next = {v, x, y};
+                });
+        }
+    };
+    Candidate best{0.0, 0.0, 0.0, 0.0, 0.0, 0};
+    const double smallest = groundTolerance * std::max(xMax - xMin, yMax - yMin);
+    // Where the field is not the jet's profile (past a far field's hand-off plane, beyond the end plane) a
+    // start is below what the profile gives there: the planes from the first such on are left out, and
+    // the list made again; a start already refined is not refined again, nor one within two of its first
+    // spacings of where a refined start began or ended (it would climb the same hill).
+    std::vector<std::size_t> refined;
+    std::vector<std::pair<double, double>> climbed;
+    const auto nearClimbed = [&climbed](const Candidate &at) {
+        return std::any_of(climbed.begin(), climbed.end(), [&at](const std::pair<double, double> &p) {
+            return std::hypot(p.first - at.x, p.second - at.y) < 2.0 * at.step;
+        });
+    };
+    for (std::size_t limit = n, round = 0; round < edgeRounds; ++round) {
+        scan(limit);
+        std::size_t failed = n;
+        for (Candidate at : starts) {
+            if (!(at.bound > best.value) ||
+                std::find(refined.begin(), refined.end(), at.plane) != refined.end() || nearClimbed(at)) {
+                continue; // no sample of its plane can beat what is found, or it is done
+            }
+            const double expected = at.value;
+            at.value = value(at.x, at.y);
+            if (at.value < expected * (1.0 - 1e-6)) {
+                failed = std::min(failed, at.plane);
+                continue;
+            }
+            refined.push_back(at.plane);
+            climbed.emplace_back(at.x, at.y);
+            double h = std::max(at.step, smallest);
+            while (h > smallest) {
+                Candidate next = at;
+                for (int a = -1; a <= 1; ++a) {
+                    for (int b = -1; b <= 1; ++b) {
+                        if (a == 0 && b == 0) {
+                            continue;
+                        }
+                        const double x = at.x + a * h;
+                        const double y = at.y + b * h;
+                        const double v = value(x, y);
+                        if (v > next.value) {
+                            next = {v, x, y, h, at.bound, at.plane};
+                        }
                     }
                 }
+                if (next.value > at.value) {
+                    at = next;
+                } else {
+                    h *= 0.5;
+                }
             }
-            if (next.value > at.value) {
-                at = next;
-            } else {
-                hx *= 0.5;
-                hy *= 0.5;
+            climbed.emplace_back(at.x, at.y);
+            if (at.value > best.value) {
+                best = at;
             }
         }
-        if (at.value > best.value) {
-            best = at;
+        if (failed >= limit) {
+            break;
         }
+        limit = failed;
     }
     if (!(best.value > 0.0)) {
         return std::nullopt;
@@ -811,7 +1075,7 @@ RunSummary RunSummary::of(const JetModel &model, bool inputsAccepted, std::span<
         for (; searched < summary.levels.size(); ++searched) {
             LevelAnswer &answer = summary.levels[searched];
             RegionSearch search(field, frame, answer.level);
-            searchRegion(series, search);
+            searchRegion(series, frame, search, answer.level);
             answer.farthestDownwindExtent = search.farthest();
             answer.greatestHalfWidth = search.halfWidth();
         }

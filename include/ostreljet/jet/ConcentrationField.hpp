@@ -70,6 +70,14 @@ public:
     double concentration(double x, double y, double z, std::uint64_t &segmentsSearched) const;
     double concentration(const vector3 &q) const { return concentration(q.x(), q.y(), q.z()); }
 
+    // The distance from a sample of the centreline (m) at which the profile around it falls to `level`:
+    // the inverse of the raised-cosine profile for a centreline concentration c and profile radius r
+    // (volume fraction, m); 0 when c is below the level.
+    static double distanceToLevel(double c, double r, double level);
+    // The profile itself: the concentration (volume fraction) at `distance` m from a sample of centreline
+    // concentration c and profile radius r; 0 at and beyond r.
+    static double profileAt(double c, double r, double distance);
+
     // Concentrations on a regular grid, x outermost and z innermost. The x axis reaches xEnd; the y and
     // z axes stop one step short of their ends. A count of 0 or less gives no points.
     std::vector<double> grid(double xStart, double yStart, double zStart, double xEnd, double yEnd,
