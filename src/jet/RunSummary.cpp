@@ -434,6 +434,18 @@ std::pair<Point, double> steepestInPlane(const Point &t, const Point &a) {
     return {(1.0 / length) * along, length};
 }
 
+// The field's sample k of a segment (0 at its start, samplesPerSegment at its end), with its
+// interpolated concentration and radius, handed to `sample`.
+template <typename Sample>
+void segmentSample(const Point &p0, const Point &p1, double c0, double c1, double r0, double r1, int k,
+                   Sample &&sample) {
+    const double s = static_cast<double>(k) / samplesPerSegment;
+    const double w = 1.0 - s;
+    const double kk = static_cast<double>(k);
+    sample(Point{w * p0.x() + s * p1.x(), w * p0.y() + s * p1.y(), w * p0.z() + s * p1.z()},
+           w * c0 + (kk * c1) / samplesPerSegment, w * r0 + (kk * r1) / samplesPerSegment);
+}
+
 void searchRegion(const Series &series, const WindFrame &frame, RegionSearch &search, double level) {
     // Region of one level: its edge where the profile says it is, checked against the field; the centreline
     // segments where the level is crossed; and rays ahead of the last step.
@@ -518,17 +530,12 @@ void searchRegion(const Series &series, const WindFrame &frame, RegionSearch &se
             const Point &p1 = series.location[i + 1];
             const double r0 = series.radius[i];
             const double r1 = series.radius[i + 1];
-            considerPlane(
-                series.direction[i], p0, p1, std::max(c0, c1), std::max(r0, r1), [&](auto &&sample) {
-                    for (int k = samplesPerSegment; k >= 0; --k) {
-                        const double s = static_cast<double>(k) / samplesPerSegment;
-                        const double w = 1.0 - s;
-                        const double kk = static_cast<double>(k);
-                        sample(
-                            Point{w * p0.x() + s * p1.x(), w * p0.y() + s * p1.y(), w * p0.z() + s * p1.z()},
-                            w * c0 + (kk * c1) / samplesPerSegment, w * r0 + (kk * r1) / samplesPerSegment);
-                    }
-                });
+            considerPlane(series.direction[i], p0, p1, std::max(c0, c1), std::max(r0, r1),
+                          [&](auto &&sample) {
+                              for (int k = samplesPerSegment; k >= 0; --k) {
+                                  segmentSample(p0, p1, c0, c1, r0, r1, k, sample);
+                              }
+                          });
         }
     };
     // Returns the first plane of a guess whose origin is not in the field as expected, or n.
@@ -681,17 +688,12 @@ std::optional<RunSummary::GroundMaximum> searchGround(const Series &series, cons
             const double c1 = series.concentration[i + 1];
             const double r0 = series.radius[i];
             const double r1 = series.radius[i + 1];
-            considerPlane(
-                series.direction[i], p0, p1, std::max(c0, c1), std::max(r0, r1), [&](auto &&sample) {
-                    for (int k = 0; k <= samplesPerSegment; ++k) {
-                        const double s = static_cast<double>(k) / samplesPerSegment;
-                        const double w = 1.0 - s;
-                        const double kk = static_cast<double>(k);
-                        sample(
-                            Point{w * p0.x() + s * p1.x(), w * p0.y() + s * p1.y(), w * p0.z() + s * p1.z()},
-                            w * c0 + (kk * c1) / samplesPerSegment, w * r0 + (kk * r1) / samplesPerSegment);
-                    }
-                });
+            considerPlane(series.direction[i], p0, p1, std::max(c0, c1), std::max(r0, r1),
+                          [&](auto &&sample) {
+                              for (int k = 0; k <= samplesPerSegment; ++k) {
+                                  segmentSample(p0, p1, c0, c1, r0, r1, k, sample);
+                              }
+                          });
         }
     };
     Candidate best{0.0, 0.0, 0.0, 0.0, 0.0, 0};

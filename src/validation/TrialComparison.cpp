@@ -29,6 +29,13 @@ std::string figure(double value, int digits) {
     return text.str();
 }
 
+// Which Pasquill class the Briggs sigmas take, and from what (Monin-Obukhov length, m; roughness, m).
+std::string classNote(std::int32_t stabilityClass, double length, double roughness) {
+    return "Pasquill class " + std::string(1, static_cast<char>('A' + stabilityClass)) +
+           " for the Briggs sigmas, the class nearest to L = " + figure(length, 4) +
+           " m over z0 = " + figure(roughness, 3) + " m";
+}
+
 std::string percent(double fraction) {
     return figure(100.0 * fraction, 3) + " %";
 }
@@ -83,10 +90,7 @@ TrialPrediction predictPoint(const FieldTrial &t, TrialPrediction p) {
     p.pointWeather.windSpeed = wind;
     p.pointWeather.stabilityClass =
         CAtmosSurfaceLayerProf::stabilityClassFor(1.0 / length->value, roughness->value);
-    p.notes.push_back("Pasquill class " +
-                      std::string(1, static_cast<char>('A' + p.pointWeather.stabilityClass)) +
-                      " for the Briggs sigmas, the class nearest to L = " + figure(length->value, 4) +
-                      " m over z0 = " + figure(roughness->value, 3) + " m");
+    p.notes.push_back(classNote(p.pointWeather.stabilityClass, length->value, roughness->value));
     if (t.averagingTime.present())
         p.pointWeather.averagingTime = t.averagingTime.value;
     try {
@@ -166,9 +170,7 @@ TrialPrediction predict(const FieldTrial &t) {
     }
     p.weather.stabilityClass =
         CAtmosSurfaceLayerProf::stabilityClassFor(1.0 / length->value, roughness->value);
-    p.notes.push_back("Pasquill class " + std::string(1, static_cast<char>('A' + p.weather.stabilityClass)) +
-                      " for the Briggs sigmas, the class nearest to L = " + figure(length->value, 4) +
-                      " m over z0 = " + figure(roughness->value, 3) + " m");
+    p.notes.push_back(classNote(p.weather.stabilityClass, length->value, roughness->value));
     if (t.averagingTime.present())
         p.weather.averagingTime = t.averagingTime.value;
     try {

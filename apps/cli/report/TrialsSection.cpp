@@ -83,6 +83,18 @@ std::string scatter(const TrialComparison &comparison, const std::string &measur
 
 // A point-source trial's predicted concentration at the samplers' height against distance, with the
 // observed arc maxima, mg/m3.
+// A trial's notes as one small paragraph, each a sentence; nothing when there are none.
+std::string notesParagraph(const std::vector<std::string> &notes) {
+    if (notes.empty())
+        return "";
+    std::string out = "<p><small>";
+    for (std::string note : notes) {
+        note[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(note[0])));
+        out += escapeHtml(note) + ". ";
+    }
+    return out + "</small></p>\n";
+}
+
 std::string pointPlot(const TrialPrediction &p, std::size_t index) {
     const PointPlume &plume = *p.pointPlume;
     double near = 1e30, far = 0.0, low = 1e30, high = 0.0;
@@ -235,14 +247,7 @@ std::string TrialsSection::render(const TrialComparison &comparison, const std::
                                formatValue(p.pointRelease.massRate, 3), formatValue(p.pointRelease.height, 3),
                                formatValue(p.pointRelease.samplingHeight, 3),
                                formatValue(p.pointWeather.windSpeed, 3), escapeHtml(p.windHow));
-            if (!p.notes.empty()) {
-                out += "<p><small>";
-                for (std::string note : p.notes) {
-                    note[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(note[0])));
-                    out += escapeHtml(note) + ". ";
-                }
-                out += "</small></p>\n";
-            }
+            out += notesParagraph(p.notes);
             out += "<div class=\"flex\"><figure>" + pointPlot(p, i) +
                    "<figcaption>Predicted concentration below the plume's axis at the samplers' height "
                    "(line) and observed arc maxima (dots).</figcaption></figure>\n<table>\n"
@@ -268,14 +273,7 @@ std::string TrialsSection::render(const TrialComparison &comparison, const std::
                         formatValue(p.source.gasTemperature, 4), formatValue(p.weather.windSpeed, 3),
                         escapeHtml(p.windHow), escapeHtml(fmt::format("alpha {:.2f}", plume.dense().alpha())),
                         metres(plume.passiveStart()));
-        if (!p.notes.empty()) {
-            out += "<p><small>";
-            for (std::string note : p.notes) {
-                note[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(note[0])));
-                out += escapeHtml(note) + ". ";
-            }
-            out += "</small></p>\n";
-        }
+        out += notesParagraph(p.notes);
         out += "<div class=\"flex\"><figure>" + trialPlot(p, i) +
                "<figcaption>Predicted ground-level centreline (line) and observed arc maxima (dots); dotted: "
                "the passive plume takes over; dashed red: the LFL.</figcaption></figure>\n<table>\n"
