@@ -95,6 +95,24 @@ std::string notesParagraph(const std::vector<std::string> &notes) {
     return out + "</small></p>\n";
 }
 
+// A trial's log-log plot, decades xa to xb of distance and ya to yb of concentration.
+SvgPlot trialFrame(std::size_t index, double xa, double xb, double ya, double yb) {
+    SvgPlot svg(fmt::format("trial-plot-{}", index), 460.0, 330.0);
+    svg.setMargins(74.0, 16.0, 20.0, 50.0);
+    svg.setRanges(xa, xb, ya, yb);
+    return svg;
+}
+
+// The observed arc maxima as dots, each concentration times `scale` (to the plot's unit).
+void markObserved(SvgPlot &svg, const std::vector<TrialPair> &pairs, double scale) {
+    Style observed;
+    observed.fill = "#c0561b";
+    observed.stroke = "#7a3410";
+    for (const TrialPair &pair : pairs)
+        if (pair.observed > 0.0)
+            svg.marker({std::log10(pair.distance), std::log10(scale * pair.observed)}, 4.0, observed);
+}
+
 std::string pointPlot(const TrialPrediction &p, std::size_t index) {
     const PointPlume &plume = *p.pointPlume;
     double near = 1e30, far = 0.0, low = 1e30, high = 0.0;
@@ -121,16 +139,9 @@ std::string pointPlot(const TrialPrediction &p, std::size_t index) {
         }
     const auto [xa, xb] = decades(near, far);
     const auto [ya, yb] = decades(low, high);
-    SvgPlot svg(fmt::format("trial-plot-{}", index), 460.0, 330.0);
-    svg.setMargins(74.0, 16.0, 20.0, 50.0);
-    svg.setRanges(xa, xb, ya, yb);
+    SvgPlot svg = trialFrame(index, xa, xb, ya, yb);
     svg.polyline(curve, lineStyle("#1f5fa8", 1.8));
-    Style observed;
-    observed.fill = "#c0561b";
-    observed.stroke = "#7a3410";
-    for (const TrialPair &pair : p.pairs)
-        if (pair.observed > 0.0)
-            svg.marker({std::log10(pair.distance), std::log10(1e6 * pair.observed)}, 4.0, observed);
+    markObserved(svg, p.pairs, 1e6);
     logLogAxes(svg, "distance from the source (m)", "concentration at the samplers (mg/m3)");
     return svg.svg();
 }
@@ -163,9 +174,7 @@ std::string trialPlot(const TrialPrediction &p, std::size_t index) {
     }
     const auto [xa, xb] = decades(nearest, far);
     const auto [ya, yb] = decades(100.0 * low, 100.0 * high);
-    SvgPlot svg(fmt::format("trial-plot-{}", index), 460.0, 330.0);
-    svg.setMargins(74.0, 16.0, 20.0, 50.0);
-    svg.setRanges(xa, xb, ya, yb);
+    SvgPlot svg = trialFrame(index, xa, xb, ya, yb);
     if (std::isfinite(p.lowerFlammabilityLimit)) {
         const double y = std::log10(100.0 * p.lowerFlammabilityLimit);
         svg.polyline({{xa, y}, {xb, y}}, lineStyle("#b02a2a", 1.0, "6 3"));
@@ -175,12 +184,7 @@ std::string trialPlot(const TrialPrediction &p, std::size_t index) {
     if (handOver < xb)
         svg.polyline({{handOver, ya}, {handOver, yb}}, lineStyle("#888", 1.0, "2 3"));
     svg.polyline(curve, lineStyle("#1f5fa8", 1.8));
-    Style observed;
-    observed.fill = "#c0561b";
-    observed.stroke = "#7a3410";
-    for (const TrialPair &pair : p.pairs)
-        if (pair.observed > 0.0)
-            svg.marker({std::log10(pair.distance), std::log10(100.0 * pair.observed)}, 4.0, observed);
+    markObserved(svg, p.pairs, 100.0);
     logLogAxes(svg, "distance from the pool's centre (m)", "ground-level concentration (% by volume)");
     return svg.svg();
 }
