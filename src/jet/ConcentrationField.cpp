@@ -465,35 +465,52 @@ double ConcentrationField::contributeFromSegment(const vector3 &q, std::size_t i
 double ConcentrationField::sampleSegment(const vector3 &q, const vector3 &a, const Segment &segment) {
     // Search 26 samples (both ends included) for the offset most nearly normal to the jet; ties go to
     // the later sample. Then apply the raised-cosine profile at the interpolated radius.
+    // A sample's cosine with the jet is along / (|t| |offset|), along = t . offset. Two samples are
+    // compared without their lengths and cosines, as along^2 |best|^2 against along_best^2 |offset|^2, where
+    // the two differ by more than a relative 1e-12 (far beyond the few roundings on either side) and are
+    // well inside the range of doubles; every other comparison is made between the cosines themselves,
+    // each worked out from its offset as it always was, so the choice is the same to the bit.
     const vector3 &p0 = segment.p0;
     const vector3 &p1 = segment.p1;
     const vector3 &t = segment.t;
     const double tLength = segment.tLength;
     vector3 offset = a;
-    // The cosine of the best offset so far, kept rather than worked out again for every sample; it is the
-    // same expression of the same offset, so the same number.
-    double cosR = dot(t, offset) / (tLength * offset.norm());
-    double radius = 0.0;
-    double concentration = 0.0;
+    double bestAlong = dot(t, offset);
+    double bestSquared = offset.x() * offset.x() + offset.y() * offset.y() + offset.z() * offset.z();
+    int best = -1; // the initial offset
     for (int k = 0; k < samplesPerSegment; ++k) {
         const double s = static_cast<double>(k) / 25.0;
         const double w = 1.0 - s;
         const vector3 dk((q.x() - w * p0.x()) - s * p1.x(), (q.y() - w * p0.y()) - s * p1.y(),
                          (q.z() - w * p0.z()) - s * p1.z());
-        const double dkLength = dk.norm();
-        bool accept = dkLength == 0.0;
-        double cosK = 0.0;
-        if (!accept) {
-            cosK = dot(t, dk) / (tLength * dkLength);
-            accept = std::fabs(cosR) >= std::fabs(cosK);
+        const double squared = dk.x() * dk.x() + dk.y() * dk.y() + dk.z() * dk.z();
+        const double along = dot(t, dk);
+        const double mine = along * along * bestSquared;
+        const double theirs = bestAlong * bestAlong * squared;
+        bool accept;
+        if (theirs >= 1e-280 && theirs <= 1e280 && mine <= 1e280 && mine > theirs * (1.0 + 1e-12)) {
+            accept = false;
+        } else if (theirs >= 1e-280 && theirs <= 1e280 && mine < theirs * (1.0 - 1e-12)) {
+            accept = true;
+        } else {
+            // dk.norm() and offset.norm(): the same sums.
+            const double dkLength = std::sqrt(squared);
+            accept = dkLength == 0.0 || std::fabs(bestAlong / (tLength * std::sqrt(bestSquared))) >=
+                                            std::fabs(along / (tLength * dkLength));
         }
         if (accept) {
-            // A zero offset has no direction: its cosine is 0/0, as the full expression gives.
-            cosR = dkLength == 0.0 ? dot(t, dk) / (tLength * dkLength) : cosK;
             offset = dk;
-            radius = w * segment.r0 + (static_cast<double>(k) * segment.r1) / 25.0;
-            concentration = w * segment.c0 + (static_cast<double>(k) * segment.c1) / 25.0;
+            bestAlong = along;
+            bestSquared = squared;
+            best = k;
         }
+    }
+    double radius = 0.0;
+    double concentration = 0.0;
+    if (best >= 0) {
+        const double w = 1.0 - static_cast<double>(best) / 25.0;
+        radius = w * segment.r0 + (static_cast<double>(best) * segment.r1) / 25.0;
+        concentration = w * segment.c0 + (static_cast<double>(best) * segment.c1) / 25.0;
     }
     return profileAt(concentration, radius, offset.norm());
 }
