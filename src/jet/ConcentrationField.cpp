@@ -452,7 +452,12 @@ double ConcentrationField::contributeFromSegment(const vector3 &q, std::size_t i
         const double gapY = std::fmax(std::fmax(segment.low.y() - q.y(), q.y() - segment.high.y()), 0.0);
         const double gapZ = std::fmax(std::fmax(segment.low.z() - q.z(), q.z() - segment.high.z()), 0.0);
         const bool outOfReach = gapX * gapX + gapY * gapY + gapZ * gapZ > segment.reach * segment.reach;
-        if (!outOfReach) {
+        // No sample gives more than the greater end concentration (the profile is at most 1; the margin
+        // covers the interpolation's roundings): a segment that cannot beat the greatest so far is not
+        // searched.
+        const bool cannotBeat = segment.c0 >= 0.0 && segment.c1 >= 0.0 &&
+                                result >= std::fmax(segment.c0, segment.c1) * (1.0 + 1e-12);
+        if (!outOfReach && !cannotBeat) {
             const double value = sampleSegment(q, a, segment);
             if (value > result) {
                 result = value;
