@@ -458,7 +458,7 @@ double ConcentrationField::contributeFromSegment(const vector3 &q, std::size_t i
         const bool cannotBeat = segment.c0 >= 0.0 && segment.c1 >= 0.0 &&
                                 result >= std::fmax(segment.c0, segment.c1) * (1.0 + 1e-12);
         if (!outOfReach && !cannotBeat) {
-            const double value = sampleSegment(q, a, segment);
+            const double value = sampleSegment(q, a, segment, result);
             if (value > result) {
                 result = value;
             }
@@ -467,7 +467,8 @@ double ConcentrationField::contributeFromSegment(const vector3 &q, std::size_t i
     return cosB;
 }
 
-double ConcentrationField::sampleSegment(const vector3 &q, const vector3 &a, const Segment &segment) {
+double ConcentrationField::sampleSegment(const vector3 &q, const vector3 &a, const Segment &segment,
+                                         double floor) {
     // Search 26 samples (both ends included) for the offset most nearly normal to the jet; ties go to
     // the later sample. Then apply the raised-cosine profile at the interpolated radius.
     // A sample's cosine with the jet is along / (|t| |offset|), along = t . offset. Two samples are
@@ -516,6 +517,9 @@ double ConcentrationField::sampleSegment(const vector3 &q, const vector3 &a, con
         const double w = 1.0 - static_cast<double>(best) / 25.0;
         radius = w * segment.r0 + (static_cast<double>(best) * segment.r1) / 25.0;
         concentration = w * segment.c0 + (static_cast<double>(best) * segment.c1) / 25.0;
+    }
+    if (!(concentration > floor)) {
+        return 0.0; // the profile is at most 1: no more than the floor, which is at least 0
     }
     return profileAt(concentration, radius, offset.norm());
 }

@@ -472,8 +472,13 @@ void searchRegion(const Series &series, const WindFrame &frame, RegionSearch &se
     // where that bound could still enter one.
     const auto considerPlane = [&](const Point &t, const Point &p0, const Point &p1, double cMax, double rMax,
                                    auto &&samples) {
-        const auto [downwind, gain] = steepestInPlane(t, wind);
-        const auto [sideways, spread] = steepestInPlane(t, across);
+        // (Named copies, not structured bindings: the lambdas below use them.)
+        const std::pair<Point, double> steepestDownwind = steepestInPlane(t, wind);
+        const std::pair<Point, double> steepestAcross = steepestInPlane(t, across);
+        const Point downwind = steepestDownwind.first;
+        const double gain = steepestDownwind.second;
+        const Point sideways = steepestAcross.first;
+        const double spread = steepestAcross.second;
         const double reach = ConcentrationField::distanceToLevel(cMax, rMax, level);
         if (std::max(frame.downwind(p0), frame.downwind(p1)) + reach * gain <= farthest.threshold() &&
             std::max(std::fabs(frame.crosswind(p0)), std::fabs(frame.crosswind(p1))) + reach * spread <=

@@ -140,7 +140,8 @@ private:
     static bool clearlyNotBeside(const vector3 &q, const Segment &segment, const Segment &before);
     static double contributeFromSegment(const vector3 &q, std::size_t i, const Segment &segment,
                                         double previousCosB, double &result);
-    static double sampleSegment(const vector3 &q, const vector3 &a, const Segment &segment);
+    // The segment's value at q, or 0 when it cannot be above `floor` (volume fraction, at least 0).
+    static double sampleSegment(const vector3 &q, const vector3 &a, const Segment &segment, double floor);
 
     Rules rules_ = Rules::exact;
     double cutoff_ = 0.0;              // volume fraction; smaller values are reported as 0
