@@ -29,11 +29,18 @@ std::string figure(double value, int digits) {
     return text.str();
 }
 
-// Which Pasquill class the Briggs sigmas take, and from what (Monin-Obukhov length, m; roughness, m).
-std::string classNote(std::int32_t stabilityClass, double length, double roughness) {
-    return "Pasquill class " + std::string(1, static_cast<char>('A' + stabilityClass)) +
-           " for the Briggs sigmas, the class nearest to L = " + figure(length, 4) +
-           " m over z0 = " + figure(roughness, 3) + " m";
+// The Pasquill class the Briggs sigmas take, from the Monin-Obukhov length (m) over the roughness (m),
+// with a note saying so, and the trial's averaging time where the file gives one: for a pool's weather
+// and a point source's alike.
+template <typename Weather>
+void classAndAveraging(Weather &weather, const FieldTrial &t, double length, double roughness,
+                       std::vector<std::string> &notes) {
+    weather.stabilityClass = CAtmosSurfaceLayerProf::stabilityClassFor(1.0 / length, roughness);
+    notes.push_back("Pasquill class " + std::string(1, static_cast<char>('A' + weather.stabilityClass)) +
+                    " for the Briggs sigmas, the class nearest to L = " + figure(length, 4) +
+                    " m over z0 = " + figure(roughness, 3) + " m");
+    if (t.averagingTime.present())
+        weather.averagingTime = t.averagingTime.value;
 }
 
 std::string percent(double fraction) {
@@ -88,11 +95,7 @@ TrialPrediction predictPoint(const FieldTrial &t, TrialPrediction p) {
 
     p.pointRelease = {rate->value, height->value, t.samplingHeight.value};
     p.pointWeather.windSpeed = wind;
-    p.pointWeather.stabilityClass =
-        CAtmosSurfaceLayerProf::stabilityClassFor(1.0 / length->value, roughness->value);
-    p.notes.push_back(classNote(p.pointWeather.stabilityClass, length->value, roughness->value));
-    if (t.averagingTime.present())
-        p.pointWeather.averagingTime = t.averagingTime.value;
+    classAndAveraging(p.pointWeather, t, length->value, roughness->value, p.notes);
     try {
         p.pointPlume.emplace(p.pointRelease, p.pointWeather);
     } catch (const std::invalid_argument &e) {
@@ -168,11 +171,7 @@ TrialPrediction predict(const FieldTrial &t) {
         p.weather.pressure = TrialComparison::kStandardPressure;
         p.notes.push_back("the file gives no air pressure: the standard atmosphere's 101325 Pa is used");
     }
-    p.weather.stabilityClass =
-        CAtmosSurfaceLayerProf::stabilityClassFor(1.0 / length->value, roughness->value);
-    p.notes.push_back(classNote(p.weather.stabilityClass, length->value, roughness->value));
-    if (t.averagingTime.present())
-        p.weather.averagingTime = t.averagingTime.value;
+    classAndAveraging(p.weather, t, length->value, roughness->value, p.notes);
     try {
         p.plume.emplace(p.source, p.weather);
     } catch (const std::invalid_argument &e) {

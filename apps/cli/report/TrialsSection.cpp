@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <functional>
 
 namespace ostreljet::report {
 
@@ -93,6 +94,30 @@ std::string notesParagraph(const std::vector<std::string> &notes) {
         out += escapeHtml(note) + ". ";
     }
     return out + "</small></p>\n";
+}
+
+// A trial's plot with its caption beside the table of its pairs: distance, observed, predicted (each
+// through `value`, in `unit`; "not computed" where there is no prediction, with the reason on hover) and
+// their ratio.
+std::string figureAndTable(const std::string &plot, const std::string &caption, const std::string &unit,
+                           const std::vector<TrialPair> &pairs,
+                           const std::function<std::string(double)> &value) {
+    std::string out =
+        "<div class=\"flex\"><figure>" + plot + "<figcaption>" + caption +
+        "</figcaption></figure>\n<table>\n" +
+        fmt::format("<tr><th class=\"num\">Distance</th><th class=\"num\">Observed ({0})</th><th "
+                    "class=\"num\">Predicted ({0})</th><th class=\"num\">Cp / Co</th></tr>\n",
+                    unit);
+    for (const TrialPair &pair : pairs) {
+        const bool computed = std::isfinite(pair.predicted);
+        out += computed ? "<tr>" : "<tr class=\"missing\">";
+        out += fmt::format("<td class=\"num\">{:.0f} m</td><td class=\"num\">{}</td><td class=\"num\" "
+                           "title=\"{}\">{}</td><td class=\"num\">{}</td></tr>\n",
+                           pair.distance, value(pair.observed), escapeHtml(pair.notComputed),
+                           computed ? value(pair.predicted) : "not computed",
+                           computed ? fmt::format("{:.2f}", pair.predicted / pair.observed) : "—");
+    }
+    return out + "</table></div>\n";
 }
 
 // A trial's log-log plot, decades xa to xb of distance and ya to yb of concentration.
@@ -252,17 +277,11 @@ std::string TrialsSection::render(const TrialComparison &comparison, const std::
                                formatValue(p.pointRelease.samplingHeight, 3),
                                formatValue(p.pointWeather.windSpeed, 3), escapeHtml(p.windHow));
             out += notesParagraph(p.notes);
-            out += "<div class=\"flex\"><figure>" + pointPlot(p, i) +
-                   "<figcaption>Predicted concentration below the plume's axis at the samplers' height "
-                   "(line) and observed arc maxima (dots).</figcaption></figure>\n<table>\n"
-                   "<tr><th class=\"num\">Distance</th><th class=\"num\">Observed (mg/m3)</th><th "
-                   "class=\"num\">Predicted (mg/m3)</th><th class=\"num\">Cp / Co</th></tr>\n";
-            for (const TrialPair &pair : p.pairs)
-                out += fmt::format("<tr><td class=\"num\">{:.0f} m</td><td class=\"num\">{}</td><td "
-                                   "class=\"num\">{}</td><td class=\"num\">{:.2f}</td></tr>\n",
-                                   pair.distance, formatValue(1e6 * pair.observed, 3),
-                                   formatValue(1e6 * pair.predicted, 3), pair.predicted / pair.observed);
-            out += "</table></div>\n";
+            out += figureAndTable(
+                pointPlot(p, i),
+                "Predicted concentration below the plume's axis at the samplers' height (line) "
+                "and observed arc maxima (dots).",
+                "mg/m3", p.pairs, [](double c) { return formatValue(1e6 * c, 3); });
             continue;
         }
         if (!p.plume) {
@@ -278,21 +297,11 @@ std::string TrialsSection::render(const TrialComparison &comparison, const std::
                         escapeHtml(p.windHow), escapeHtml(fmt::format("alpha {:.2f}", plume.dense().alpha())),
                         metres(plume.passiveStart()));
         out += notesParagraph(p.notes);
-        out += "<div class=\"flex\"><figure>" + trialPlot(p, i) +
-               "<figcaption>Predicted ground-level centreline (line) and observed arc maxima (dots); dotted: "
-               "the passive plume takes over; dashed red: the LFL.</figcaption></figure>\n<table>\n"
-               "<tr><th class=\"num\">Distance</th><th class=\"num\">Observed (%)</th><th class=\"num\">"
-               "Predicted (%)</th><th class=\"num\">Cp / Co</th></tr>\n";
-        for (const TrialPair &pair : p.pairs) {
-            out += std::isfinite(pair.predicted) ? "<tr>" : "<tr class=\"missing\">";
-            out += fmt::format(
-                "<td class=\"num\">{:.0f} m</td><td class=\"num\">{}</td><td class=\"num\" "
-                "title=\"{}\">{}</td><td class=\"num\">{}</td></tr>\n",
-                pair.distance, percent(pair.observed), escapeHtml(pair.notComputed),
-                std::isfinite(pair.predicted) ? percent(pair.predicted) : "not computed",
-                std::isfinite(pair.predicted) ? fmt::format("{:.2f}", pair.predicted / pair.observed) : "—");
-        }
-        out += "</table></div>\n";
+        out +=
+            figureAndTable(trialPlot(p, i),
+                           "Predicted ground-level centreline (line) and observed arc maxima (dots); dotted: "
+                           "the passive plume takes over; dashed red: the LFL.",
+                           "%", p.pairs, [](double c) { return percent(c); });
     }
     return out;
 }
