@@ -1,4 +1,5 @@
 #include "ostreljet/farfield/GaussianPlume.hpp"
+#include "ostreljet/numerics/VectorExp.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -34,22 +35,41 @@ int imageCentres(double h, double sigmaZ, double lid, double *centres) {
     return count;
 }
 
-// The sum over pairs of exp(-(z - centre)^2 / (2 sigma_z^2)), each pair added as one; an infinite centre
-// adds nothing. `inverse` is 1 / (2 sigma_z^2), 1/m2.
-double imageSum(double z, const double *centres, int count, double inverse) {
-    double exponents[kMostCentres];
-    double least = std::numeric_limits<double>::infinity();
-    for (int i = 0; i < count; ++i) {
-        exponents[i] = -((z - centres[i]) * (z - centres[i]) * inverse);
-        least = std::min(least, -exponents[i]);
+// Heights whose sums are worked out together: their exponents go through the vector exponential at once.
+constexpr std::int64_t kHeightsPerBlock = 32;
+
+// The image sums at heights z[0..count) into sums: for each height, the sum over pairs of
+// exp(-(z - centre)^2 / (2 sigma_z^2)), each pair added as one, a term far below the height's largest left
+// out; an infinite centre adds nothing. `inverse` is 1 / (2 sigma_z^2), 1/m2. Phases, block by block: the
+// exponents, centre by centre, with each height's least; their exponentials in one row; each height's sum.
+// A height's sum depends on that height alone, so a single height gives the same sum as it does in a row.
+void imageSums(const double *z, std::int64_t count, const double *centres, int centreCount, double inverse,
+               double *sums) {
+    double exponents[kMostCentres * kHeightsPerBlock];
+    double terms[kMostCentres * kHeightsPerBlock];
+    double least[kHeightsPerBlock];
+    for (std::int64_t first = 0; first < count; first += kHeightsPerBlock) {
+        const std::int64_t n = std::min(kHeightsPerBlock, count - first);
+        const double *heights = z + first;
+        std::fill(least, least + n, std::numeric_limits<double>::infinity());
+        for (int i = 0; i < centreCount; ++i) {
+            double *row = exponents + i * n;
+            for (std::int64_t k = 0; k < n; ++k) {
+                row[k] = -((heights[k] - centres[i]) * (heights[k] - centres[i]) * inverse);
+                least[k] = std::min(least[k], -row[k]);
+            }
+        }
+        VectorExp::apply(exponents, terms, static_cast<std::size_t>(centreCount * n));
+        for (std::int64_t k = 0; k < n; ++k) {
+            auto term = [&](int i) {
+                return -exponents[i * n + k] > least[k] + kNegligibleExponent ? 0.0 : terms[i * n + k];
+            };
+            double sum = 0.0;
+            for (int i = 0; i < centreCount; i += 2)
+                sum += term(i) + term(i + 1);
+            sums[first + k] = sum;
+        }
     }
-    auto term = [&](int i) {
-        return -exponents[i] > least + kNegligibleExponent ? 0.0 : std::exp(exponents[i]);
-    };
-    double sum = 0.0;
-    for (int i = 0; i < count; i += 2)
-        sum += term(i) + term(i + 1);
-    return sum;
 }
 
 } // namespace
@@ -67,7 +87,9 @@ double GaussianPlume::verticalFactor(double z, double h, double sigmaZ, double l
     if (std::isfinite(lid) && sigmaZ >= 2.0 * lid)
         return std::sqrt(2.0 * std::numbers::pi) * sigmaZ / lid;
     double centres[kMostCentres];
-    return imageSum(z, centres, imageCentres(h, sigmaZ, lid, centres), 1.0 / (2.0 * sigmaZ * sigmaZ));
+    double sum = 0.0;
+    imageSums(&z, 1, centres, imageCentres(h, sigmaZ, lid, centres), 1.0 / (2.0 * sigmaZ * sigmaZ), &sum);
+    return sum;
 }
 
 double GaussianPlume::concentration(double q, double u, double sigmaY, double sigmaZ, double y, double z,
@@ -127,8 +149,9 @@ void GaussianPlume::concentrations(double q, double u, double sigmaY, double sig
             centres[kept++] = pair[1];
         }
     }
+    imageSums(z, count, centres, kept, inverse, out);
     for (std::int64_t k = 0; k < count; ++k)
-        out[k] = z[k] < 0.0 || z[k] > lid ? across * 0.0 : across * imageSum(z[k], centres, kept, inverse);
+        out[k] = z[k] < 0.0 || z[k] > lid ? across * 0.0 : across * out[k];
 }
 
 } // namespace ostreljet
