@@ -467,48 +467,89 @@ double ConcentrationField::contributeFromSegment(const vector3 &q, std::size_t i
     return cosB;
 }
 
+namespace {
+
+// The samples' places along a segment, s = k / 25, and their weights 1 - s on the start.
+struct SamplePlaces {
+    double s[samplesPerSegment];
+    double w[samplesPerSegment];
+    constexpr SamplePlaces() : s{}, w{} {
+        for (int k = 0; k < samplesPerSegment; ++k) {
+            s[k] = static_cast<double>(k) / 25.0;
+            w[k] = 1.0 - s[k];
+        }
+    }
+};
+constexpr SamplePlaces samplePlaces;
+
+} // namespace
+
 double ConcentrationField::sampleSegment(const vector3 &q, const vector3 &a, const Segment &segment,
                                          double floor) {
     // Search 26 samples (both ends included) for the offset most nearly normal to the jet; ties go to
     // the later sample. Then apply the raised-cosine profile at the interpolated radius.
-    // A sample's cosine with the jet is along / (|t| |offset|), along = t . offset. Two samples are
-    // compared without their lengths and cosines, as along^2 |best|^2 against along_best^2 |offset|^2, where
-    // the two differ by more than a relative 1e-12 (far beyond the few roundings on either side) and are
-    // well inside the range of doubles; every other comparison is made between the cosines themselves,
-    // each worked out from its offset as it always was, so the choice is the same to the bit.
+    // A sample's cosine with the jet is along / (|t| |offset|), along = t . offset. Scanned in order, the
+    // chosen sample is the last whose |cosine| is the least of all. Phases:
+    // 1. Every sample's along and |offset|^2, and along^2 / |offset|^2, which orders the squared cosines.
+    // 2. Samples whose ratio exceeds the least by more than a relative 1e-9 (far beyond the few roundings
+    //    on either side) cannot be the chosen one; the rest (one or two, mostly) are compared by their
+    //    cosines themselves, each worked out from its offset as it always was, so the choice is the same to
+    //    the bit. Where any value is not finite or far out of the range of doubles, or some sample is
+    //    (nearly) normal to the jet, the samples are scanned one by one instead, comparing cosines.
     const vector3 &p0 = segment.p0;
     const vector3 &p1 = segment.p1;
     const vector3 &t = segment.t;
     const double tLength = segment.tLength;
-    vector3 offset = a;
-    double bestAlong = dot(t, offset);
-    double bestSquared = offset.x() * offset.x() + offset.y() * offset.y() + offset.z() * offset.z();
-    int best = -1; // the initial offset
+    auto sampleOffset = [&](int k) {
+        const double s = samplePlaces.s[k];
+        const double w = samplePlaces.w[k];
+        return vector3((q.x() - w * p0.x()) - s * p1.x(), (q.y() - w * p0.y()) - s * p1.y(),
+                       (q.z() - w * p0.z()) - s * p1.z());
+    };
+    double along[samplesPerSegment];
+    double squared[samplesPerSegment];
+    double ratio[samplesPerSegment];
     for (int k = 0; k < samplesPerSegment; ++k) {
-        const double s = static_cast<double>(k) / 25.0;
-        const double w = 1.0 - s;
-        const vector3 dk((q.x() - w * p0.x()) - s * p1.x(), (q.y() - w * p0.y()) - s * p1.y(),
-                         (q.z() - w * p0.z()) - s * p1.z());
-        const double squared = dk.x() * dk.x() + dk.y() * dk.y() + dk.z() * dk.z();
-        const double along = dot(t, dk);
-        const double mine = along * along * bestSquared;
-        const double theirs = bestAlong * bestAlong * squared;
-        bool accept;
-        if (theirs >= 1e-280 && theirs <= 1e280 && mine <= 1e280 && mine > theirs * (1.0 + 1e-12)) {
-            accept = false;
-        } else if (theirs >= 1e-280 && theirs <= 1e280 && mine < theirs * (1.0 - 1e-12)) {
-            accept = true;
-        } else {
-            // dk.norm() and offset.norm(): the same sums.
-            const double dkLength = std::sqrt(squared);
-            accept = dkLength == 0.0 || std::fabs(bestAlong / (tLength * std::sqrt(bestSquared))) >=
-                                            std::fabs(along / (tLength * dkLength));
+        const double s = samplePlaces.s[k];
+        const double w = samplePlaces.w[k];
+        const double dx = (q.x() - w * p0.x()) - s * p1.x();
+        const double dy = (q.y() - w * p0.y()) - s * p1.y();
+        const double dz = (q.z() - w * p0.z()) - s * p1.z();
+        squared[k] = dx * dx + dy * dy + dz * dz;
+        along[k] = t.x() * dx + t.y() * dy + t.z() * dz;
+        ratio[k] = along[k] * along[k] / squared[k];
+    }
+    double least = ratio[0];
+    int outOfRange = 0; // or NaN
+    for (int k = 0; k < samplesPerSegment; ++k) {
+        least = ratio[k] < least ? ratio[k] : least; // a NaN ratio comes with an offset out of range
+        outOfRange |= static_cast<int>(!(squared[k] >= 1e-100)) | static_cast<int>(!(squared[k] <= 1e100)) |
+                      static_cast<int>(!(std::fabs(along[k]) <= 1e100));
+    }
+    const bool ordinary = outOfRange == 0 && least >= 1e-200 && least <= 1e200;
+    auto cosine = [&](int k) { return std::fabs(along[k] / (tLength * std::sqrt(squared[k]))); };
+    int best = -1; // the initial offset, a: the same as sample 0's
+    if (ordinary) {
+        const double bound = least * (1.0 + 1e-9);
+        double bestCosine = 0.0;
+        for (int k = 0; k < samplesPerSegment; ++k) {
+            if (ratio[k] <= bound && (best < 0 || bestCosine >= cosine(k))) {
+                best = k;
+                bestCosine = cosine(k);
+            }
         }
-        if (accept) {
-            offset = dk;
-            bestAlong = along;
-            bestSquared = squared;
-            best = k;
+    } else {
+        // a.norm() and the samples' norms: the same sums.
+        double bestAlong = dot(t, a);
+        double bestSquared = a.x() * a.x() + a.y() * a.y() + a.z() * a.z();
+        for (int k = 0; k < samplesPerSegment; ++k) {
+            const double dkLength = std::sqrt(squared[k]);
+            if (dkLength == 0.0 || std::fabs(bestAlong / (tLength * std::sqrt(bestSquared))) >=
+                                       std::fabs(along[k] / (tLength * dkLength))) {
+                bestAlong = along[k];
+                bestSquared = squared[k];
+                best = k;
+            }
         }
     }
     double radius = 0.0;
@@ -521,7 +562,7 @@ double ConcentrationField::sampleSegment(const vector3 &q, const vector3 &a, con
     if (!(concentration > floor)) {
         return 0.0; // the profile is at most 1: no more than the floor, which is at least 0
     }
-    return profileAt(concentration, radius, offset.norm());
+    return profileAt(concentration, radius, (best >= 0 ? sampleOffset(best) : a).norm());
 }
 
 double ConcentrationField::profileAt(double c, double r, double distance) {
