@@ -60,14 +60,18 @@ void imageSums(const double *z, std::int64_t count, const double *centres, int c
             }
         }
         VectorExp::apply(exponents, terms, static_cast<std::size_t>(centreCount * n));
-        for (std::int64_t k = 0; k < n; ++k) {
-            auto term = [&](int i) {
-                return -exponents[i * n + k] > least[k] + kNegligibleExponent ? 0.0 : terms[i * n + k];
-            };
-            double sum = 0.0;
-            for (int i = 0; i < centreCount; i += 2)
-                sum += term(i) + term(i + 1);
-            sums[first + k] = sum;
+        double *sum = sums + first;
+        std::fill(sum, sum + n, 0.0);
+        for (std::int64_t k = 0; k < n; ++k)
+            least[k] += kNegligibleExponent; // now the exponent beyond which a term is left out
+        for (int i = 0; i < centreCount; i += 2) {
+            const double *exponent = exponents + i * n;
+            const double *term = terms + i * n;
+            for (std::int64_t k = 0; k < n; ++k) {
+                const double source = -exponent[k] > least[k] ? 0.0 : term[k];
+                const double image = -exponent[k + n] > least[k] ? 0.0 : term[k + n];
+                sum[k] += source + image;
+            }
         }
     }
 }
