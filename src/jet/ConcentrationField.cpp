@@ -482,6 +482,53 @@ struct SamplePlaces {
 };
 constexpr SamplePlaces samplePlaces;
 
+// Every sample's offset from q worked out once: along = t . offset, |offset|^2, their ratio
+// along^2 / |offset|^2 (which orders the squared cosines), the least ratio, and whether any offset is out
+// of range or NaN.
+struct SampleScan {
+    double along[samplesPerSegment];   // m2/s
+    double squared[samplesPerSegment]; // m2
+    double ratio[samplesPerSegment];   // m2/s2
+    double least;                      // m2/s2
+    int outOfRange;
+};
+
+// On x86-64 the scan is also compiled for AVX2 (without FMA, so every operation rounds as it does
+// without it: the same bits) and the processor's best is chosen when the library loads.
+#if defined(__x86_64__) && defined(__has_attribute)
+#if __has_attribute(target_clones)
+#define OSTRELJET_SAMPLE_SCAN_CLONES __attribute__((target_clones("avx2", "default")))
+#endif
+#endif
+#ifndef OSTRELJET_SAMPLE_SCAN_CLONES
+#define OSTRELJET_SAMPLE_SCAN_CLONES
+#endif
+
+OSTRELJET_SAMPLE_SCAN_CLONES void scanSamples(const vector3 &q, const vector3 &p0, const vector3 &p1,
+                                              const vector3 &t, SampleScan &scan) {
+    for (int k = 0; k < samplesPerSegment; ++k) {
+        const double s = samplePlaces.s[k];
+        const double w = samplePlaces.w[k];
+        const double dx = (q.x() - w * p0.x()) - s * p1.x();
+        const double dy = (q.y() - w * p0.y()) - s * p1.y();
+        const double dz = (q.z() - w * p0.z()) - s * p1.z();
+        scan.squared[k] = dx * dx + dy * dy + dz * dz;
+        scan.along[k] = t.x() * dx + t.y() * dy + t.z() * dz;
+        scan.ratio[k] = scan.along[k] * scan.along[k] / scan.squared[k];
+    }
+    double least = scan.ratio[0];
+    int outOfRange = 0;
+    for (int k = 0; k < samplesPerSegment; ++k) {
+        least =
+            scan.ratio[k] < least ? scan.ratio[k] : least; // a NaN ratio comes with an offset out of range
+        outOfRange |= static_cast<int>(!(scan.squared[k] >= 1e-100)) |
+                      static_cast<int>(!(scan.squared[k] <= 1e100)) |
+                      static_cast<int>(!(std::fabs(scan.along[k]) <= 1e100));
+    }
+    scan.least = least;
+    scan.outOfRange = outOfRange;
+}
+
 } // namespace
 
 double ConcentrationField::sampleSegment(const vector3 &q, const vector3 &a, const Segment &segment,
@@ -506,27 +553,13 @@ double ConcentrationField::sampleSegment(const vector3 &q, const vector3 &a, con
         return vector3((q.x() - w * p0.x()) - s * p1.x(), (q.y() - w * p0.y()) - s * p1.y(),
                        (q.z() - w * p0.z()) - s * p1.z());
     };
-    double along[samplesPerSegment];
-    double squared[samplesPerSegment];
-    double ratio[samplesPerSegment];
-    for (int k = 0; k < samplesPerSegment; ++k) {
-        const double s = samplePlaces.s[k];
-        const double w = samplePlaces.w[k];
-        const double dx = (q.x() - w * p0.x()) - s * p1.x();
-        const double dy = (q.y() - w * p0.y()) - s * p1.y();
-        const double dz = (q.z() - w * p0.z()) - s * p1.z();
-        squared[k] = dx * dx + dy * dy + dz * dz;
-        along[k] = t.x() * dx + t.y() * dy + t.z() * dz;
-        ratio[k] = along[k] * along[k] / squared[k];
-    }
-    double least = ratio[0];
-    int outOfRange = 0; // or NaN
-    for (int k = 0; k < samplesPerSegment; ++k) {
-        least = ratio[k] < least ? ratio[k] : least; // a NaN ratio comes with an offset out of range
-        outOfRange |= static_cast<int>(!(squared[k] >= 1e-100)) | static_cast<int>(!(squared[k] <= 1e100)) |
-                      static_cast<int>(!(std::fabs(along[k]) <= 1e100));
-    }
-    const bool ordinary = outOfRange == 0 && least >= 1e-200 && least <= 1e200;
+    SampleScan scan;
+    scanSamples(q, p0, p1, t, scan);
+    const double *along = scan.along;
+    const double *squared = scan.squared;
+    const double *ratio = scan.ratio;
+    const double least = scan.least;
+    const bool ordinary = scan.outOfRange == 0 && least >= 1e-200 && least <= 1e200;
     auto cosine = [&](int k) { return std::fabs(along[k] / (tLength * std::sqrt(squared[k]))); };
     int best = -1; // the initial offset, a: the same as sample 0's
     if (ordinary) {
