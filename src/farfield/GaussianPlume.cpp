@@ -120,10 +120,9 @@ void GaussianPlume::concentrations(double q, double u, double sigmaY, double sig
     }
     double low = std::numeric_limits<double>::infinity(), high = -low;
     for (std::int64_t k = 0; k < count; ++k) {
-        if (z[k] >= 0.0 && z[k] <= lid) {
-            low = std::min(low, z[k]);
-            high = std::max(high, z[k]);
-        }
+        const bool inside = z[k] >= 0.0 && z[k] <= lid;
+        low = inside && z[k] < low ? z[k] : low;
+        high = inside && z[k] > high ? z[k] : high;
     }
     const double twoSigmaSquared = 2.0 * sigmaZ * sigmaZ;
     double all[kMostCentres];
@@ -155,7 +154,7 @@ void GaussianPlume::concentrations(double q, double u, double sigmaY, double sig
     }
     imageSums(z, count, centres, kept, inverse, out);
     for (std::int64_t k = 0; k < count; ++k)
-        out[k] = z[k] < 0.0 || z[k] > lid ? across * 0.0 : across * out[k];
+        out[k] = across * (z[k] < 0.0 || z[k] > lid ? 0.0 : out[k]);
 }
 
 } // namespace ostreljet
