@@ -41,7 +41,8 @@ constexpr std::int64_t kHeightsPerBlock = 32;
 // The image sums at heights z[0..count) into sums: for each height, the sum over pairs of
 // exp(-(z - centre)^2 / (2 sigma_z^2)), each pair added as one, a term far below the height's largest left
 // out; an infinite centre adds nothing. `inverse` is 1 / (2 sigma_z^2), 1/m2. Phases, block by block: the
-// exponents, centre by centre, with each height's least; their exponentials in one row; each height's sum.
+// exponents, centre by centre, with each height's least; the exponentials of each centre whose term some
+// height keeps; each height's sum.
 // A height's sum depends on that height alone, so a single height gives the same sum as it does in a row.
 void imageSums(const double *z, std::int64_t count, const double *centres, int centreCount, double inverse,
                double *sums) {
@@ -59,17 +60,29 @@ void imageSums(const double *z, std::int64_t count, const double *centres, int c
                 least[k] = std::min(least[k], -row[k]);
             }
         }
-        VectorExp::apply(exponents, terms, static_cast<std::size_t>(centreCount * n));
-        double *sum = sums + first;
-        std::fill(sum, sum + n, 0.0);
         for (std::int64_t k = 0; k < n; ++k)
             least[k] += kNegligibleExponent; // now the exponent beyond which a term is left out
+        for (int i = 0; i < centreCount; ++i) {
+            // Only a centre whose term some height keeps needs its exponentials.
+            const double *exponent = exponents + i * n;
+            std::int64_t kept = 0; // as wide as a double, so that the test takes a register of them at a time
+            for (std::int64_t k = 0; k < n; ++k)
+                kept |= -exponent[k] > least[k] ? 0 : 1;
+            if (kept != 0)
+                VectorExp::apply(exponent, terms + i * n, static_cast<std::size_t>(n));
+            else
+                std::fill(terms + i * n, terms + (i + 1) * n, 0.0);
+        }
+        double *sum = sums + first;
+        std::fill(sum, sum + n, 0.0);
         for (int i = 0; i < centreCount; i += 2) {
             const double *exponent = exponents + i * n;
             const double *term = terms + i * n;
             for (std::int64_t k = 0; k < n; ++k) {
-                const double source = -exponent[k] > least[k] ? 0.0 : term[k];
-                const double image = -exponent[k + n] > least[k] ? 0.0 : term[k + n];
+                const double sourceTerm = term[k];
+                const double imageTerm = term[k + n];
+                const double source = -exponent[k] > least[k] ? 0.0 : sourceTerm;
+                const double image = -exponent[k + n] > least[k] ? 0.0 : imageTerm;
                 sum[k] += source + image;
             }
         }
