@@ -346,13 +346,15 @@ public:
 
     // Between a point above the level and one below it on a straight line: the farthest point above it.
     // The field need not fall steadily along the chord (each point takes the most nearly perpendicular of
-    // the samples of its segment), so the chord is scanned first and the last gap bisected.
+    // the samples of its segment), so the chord is scanned first, from its far end back to the last point
+    // above the level, and the gap after it bisected; a chord that cannot widen the region is passed over.
     void alongSegment(const Point &from, const Point &to) {
-        int last = 0;
-        for (int j = 1; j <= segmentScans; ++j) {
-            if (above(from + (static_cast<double>(j) / segmentScans) * (to - from))) {
-                last = j;
-            }
+        if (!couldWiden(from, to)) {
+            return;
+        }
+        int last = segmentScans;
+        while (last > 0 && !above(from + (static_cast<double>(last) / segmentScans) * (to - from))) {
+            --last;
         }
         double inside = static_cast<double>(last) / segmentScans;
         double outside = static_cast<double>(last + 1) / segmentScans;
@@ -398,29 +400,88 @@ struct EdgeGuess {
     std::size_t plane = 0; // the segment whose plane it lies in (the last step's: the number of segments)
 };
 
-// The few best guesses, best first, at most one from each cross-section plane.
-class EdgeGuesses {
+// The few cross-section planes whose best sample gives the greatest value, best first, at most one guess
+// from each plane: the planes are visited by decreasing bound (a value no sample of the plane can pass)
+// until the bound falls below the last value kept, and a plane's best sample is worked out once, for
+// every round that asks again. Of two equal values, the one from the plane earlier in the plain scan's
+// order (`rank`) is kept.
+template <typename Guess> class BestPlanes {
 public:
-    // The value a guess must beat to enter the list.
-    double threshold() const {
-        return guesses_.size() < edgeGuesses ? -std::numeric_limits<double>::infinity()
-                                             : guesses_.back().value;
+    explicit BestPlanes(std::size_t planes) { entries_.reserve(planes); }
+
+    // Adds a plane that may hold a guess; `bound` (of the guesses' values) must be finite.
+    void add(double bound, std::size_t plane, std::size_t rank) {
+        entries_.push_back(Entry{bound, plane, rank, notEvaluated});
+        sorted_ = false;
     }
-    void offer(const EdgeGuess &guess) {
-        if (!(guess.value > threshold())) {
-            return;
+
+    // The best `count` guesses of the planes `included(plane)` allows; evaluate(plane) gives a plane's
+    // best guess (a std::optional<Guess>, empty when it has none).
+    template <typename Included, typename Evaluate>
+    const std::vector<Guess> &select(std::size_t count, Included &&included, Evaluate &&evaluate) {
+        if (!sorted_) {
+            std::sort(entries_.begin(), entries_.end(), [](const Entry &a, const Entry &b) {
+                return a.bound > b.bound || (a.bound == b.bound && a.rank < b.rank);
+            });
+            sorted_ = true;
         }
-        if (guesses_.size() == edgeGuesses) {
-            guesses_.pop_back();
+        best_.clear();
+        ranks_.clear();
+        for (Entry &entry : entries_) {
+            const bool full = best_.size() == count;
+            // The margin covers the rounding of a sample between the plane's ends many times over.
+            if (full && entry.bound + 1e-9 * std::fabs(entry.bound) < best_.back().value) {
+                break;
+            }
+            if (!included(entry.plane)) {
+                continue;
+            }
+            if (entry.slot == notEvaluated) {
+                const std::optional<Guess> guess = evaluate(entry.plane);
+                entry.slot = guess ? static_cast<std::ptrdiff_t>(guesses_.size()) : none;
+                if (guess) {
+                    guesses_.push_back(*guess);
+                }
+            }
+            if (entry.slot == none) {
+                continue;
+            }
+            const Guess &guess = guesses_[static_cast<std::size_t>(entry.slot)];
+            const auto ahead = [&](std::size_t k) {
+                return best_[k].value > guess.value ||
+                       (best_[k].value == guess.value && ranks_[k] < entry.rank);
+            };
+            if (full && ahead(count - 1)) {
+                continue;
+            }
+            std::size_t k = 0;
+            while (k < best_.size() && ahead(k)) {
+                ++k;
+            }
+            best_.insert(best_.begin() + static_cast<std::ptrdiff_t>(k), guess);
+            ranks_.insert(ranks_.begin() + static_cast<std::ptrdiff_t>(k), entry.rank);
+            if (best_.size() > count) {
+                best_.pop_back();
+                ranks_.pop_back();
+            }
         }
-        const auto at = std::find_if(guesses_.begin(), guesses_.end(),
-                                     [&guess](const EdgeGuess &g) { return g.value < guess.value; });
-        guesses_.insert(at, guess);
+        return best_;
     }
-    const std::vector<EdgeGuess> &best() const { return guesses_; }
 
 private:
-    std::vector<EdgeGuess> guesses_;
+    static constexpr std::ptrdiff_t notEvaluated = -1;
+    static constexpr std::ptrdiff_t none = -2;
+    struct Entry {
+        double bound;
+        std::size_t plane;
+        std::size_t rank;
+        std::ptrdiff_t slot; // in guesses_, or notEvaluated, or none
+    };
+    std::vector<Entry> entries_;
+    bool sorted_ = true;
+    std::vector<Guess> guesses_; // of the planes evaluated so far
+    std::vector<Guess> best_;
+    std::vector<std::size_t> ranks_;
 };
 
 // Of the directions in the plane normal to unit t, the unit vector that most increases the projection on
@@ -463,90 +524,87 @@ void searchRegion(const Series &series, const WindFrame &frame, RegionSearch &se
     const std::size_t n = series.location.size();
     const Point wind{frame.wx, frame.wy, 0.0};
     const Point across{-frame.wy, frame.wx, 0.0};
-    EdgeGuesses farthest;
-    EdgeGuesses widest;
-    std::size_t plane = 0;
-    // The directions depend only on the plane. The distance to the level grows with the concentration
-    // and the radius, so the one of the plane's largest bounds every sample's: a plane that cannot enter a
-    // list is passed over, and a sample's own distance (a power and an arc cosine) is worked out only
-    // where that bound could still enter one.
-    const auto considerPlane = [&](const Point &t, const Point &p0, const Point &p1, double cMax, double rMax,
-                                   auto &&samples) {
-        // (Named copies, not structured bindings: the lambdas below use them.)
+    // What a plane's samples share: the directions depend only on the plane, and the distance to the level
+    // grows with the concentration and the radius, so the one of the plane's largest bounds every
+    // sample's. A sample's own distance (a power and an arc cosine) is worked out only where that bound
+    // could still beat the best of its plane so far.
+    struct PlaneGeometry {
+        Point downwind; // unit, the steepest rise of the downwind distance in the plane
+        double gain;    // m of downwind distance per m along it
+        Point sideways; // unit, the steepest rise of the crosswind offset
+        double spread;  // m of crosswind offset per m along it
+        double reach;   // m, the largest distance to the level of its samples
+    };
+    std::vector<PlaneGeometry> planes(n);
+    BestPlanes<EdgeGuess> farthestPlanes(n);
+    BestPlanes<EdgeGuess> widestPlanes(n);
+    // Every plane whose samples can reach the level (the last step's, then the segments from the last back:
+    // the plain scan's order), with its bound in each list.
+    const auto addPlane = [&](std::size_t plane, std::size_t rank, const Point &p0, const Point &p1,
+                              double cMax, double rMax) {
+        const Point &t = series.direction[plane];
         const std::pair<Point, double> steepestDownwind = steepestInPlane(t, wind);
         const std::pair<Point, double> steepestAcross = steepestInPlane(t, across);
-        const Point downwind = steepestDownwind.first;
-        const double gain = steepestDownwind.second;
-        const Point sideways = steepestAcross.first;
-        const double spread = steepestAcross.second;
         const double reach = ConcentrationField::distanceToLevel(cMax, rMax, level);
-        if (std::max(frame.downwind(p0), frame.downwind(p1)) + reach * gain <= farthest.threshold() &&
-            std::max(std::fabs(frame.crosswind(p0)), std::fabs(frame.crosswind(p1))) + reach * spread <=
-                widest.threshold()) {
-            return;
+        planes[plane] = PlaneGeometry{steepestDownwind.first, steepestDownwind.second, steepestAcross.first,
+                                      steepestAcross.second, reach};
+        farthestPlanes.add(std::max(frame.downwind(p0), frame.downwind(p1)) + reach * steepestDownwind.second,
+                           plane, rank);
+        widestPlanes.add(std::max(std::fabs(frame.crosswind(p0)), std::fabs(frame.crosswind(p1))) +
+                             reach * steepestAcross.second,
+                         plane, rank);
+    };
+    if (n > 0 && series.concentration[n - 1] >= level) {
+        addPlane(n - 1, 0, series.location[n - 1], series.location[n - 1], series.concentration[n - 1],
+                 series.radius[n - 1]);
+    }
+    for (std::size_t i = n < 2 ? 0 : n - 1; i-- > 0;) {
+        const double c0 = series.concentration[i];
+        const double c1 = series.concentration[i + 1];
+        if (c0 >= level || c1 >= level) {
+            addPlane(i, n - 1 - i, series.location[i], series.location[i + 1], std::max(c0, c1),
+                     std::max(series.radius[i], series.radius[i + 1]));
         }
-        EdgeGuess farthestHere{farthest.threshold(), {}, {}, 0.0, plane};
-        EdgeGuess widestHere{widest.threshold(), {}, {}, 0.0, plane};
-        samples([&](const Point &p, double c, double r) {
+    }
+    // A plane's farthest or widest circle over its samples (the field's, with its interpolation, from the
+    // far end back); of equal ones the first is kept.
+    const auto bestOf = [&](std::size_t plane, bool acrossTheWind) -> std::optional<EdgeGuess> {
+        const PlaneGeometry &g = planes[plane];
+        EdgeGuess best{-std::numeric_limits<double>::infinity(), {}, {}, 0.0, plane};
+        const auto sample = [&](const Point &p, double c, double r) {
             if (!(c >= level)) {
                 return;
             }
             const double along = frame.downwind(p);
-            const double offset = frame.crosswind(p);
-            const bool farther = along + reach * gain > farthestHere.value;
-            const bool wider = std::fabs(offset) + reach * spread > widestHere.value;
-            if (!farther && !wider) {
+            const double offset = std::fabs(frame.crosswind(p));
+            const double from = acrossTheWind ? offset : along;
+            const double rate = acrossTheWind ? g.spread : g.gain;
+            if (!(from + g.reach * rate > best.value)) {
                 return;
             }
             const double distance = ConcentrationField::distanceToLevel(c, r, level);
-            if (farther && along + distance * gain > farthestHere.value) {
-                farthestHere = EdgeGuess{along + distance * gain, p, downwind, distance, plane};
+            if (from + distance * rate > best.value) {
+                const Point direction = !acrossTheWind             ? g.downwind
+                                        : frame.crosswind(p) < 0.0 ? -1.0 * g.sideways
+                                                                   : g.sideways;
+                best = EdgeGuess{from + distance * rate, p, direction, distance, plane};
             }
-            if (wider && std::fabs(offset) + distance * spread > widestHere.value) {
-                widestHere = EdgeGuess{std::fabs(offset) + distance * spread, p,
-                                       offset < 0.0 ? -1.0 * sideways : sideways, distance, plane};
+        };
+        if (plane == n - 1) {
+            sample(series.location[n - 1], series.concentration[n - 1], series.radius[n - 1]);
+        } else {
+            for (int k = samplesPerSegment; k >= 0; --k) {
+                segmentSample(series.location[plane], series.location[plane + 1], series.concentration[plane],
+                              series.concentration[plane + 1], series.radius[plane], series.radius[plane + 1],
+                              k, sample);
             }
-        });
-        farthest.offer(farthestHere);
-        widest.offer(widestHere);
-    };
-    const auto scan = [&](std::size_t limit) {
-        farthest = EdgeGuesses{};
-        widest = EdgeGuesses{};
-        if (n > 0 && limit == n) {
-            plane = n - 1;
-            considerPlane(series.direction[n - 1], series.location[n - 1], series.location[n - 1],
-                          series.concentration[n - 1], series.radius[n - 1], [&](auto &&sample) {
-                              sample(series.location[n - 1], series.concentration[n - 1],
-                                     series.radius[n - 1]);
-                          });
         }
-        // From the last segment back: the far end of the region is met early, and most samples fall to the
-        // bound.
-        for (std::size_t i = std::min(limit, n < 2 ? 0 : n - 1); i-- > 0;) {
-            plane = i;
-            const double c0 = series.concentration[i];
-            const double c1 = series.concentration[i + 1];
-            if (!(c0 >= level) && !(c1 >= level)) {
-                continue;
-            }
-            // The field's samples along the segment, with its interpolation.
-            const Point &p0 = series.location[i];
-            const Point &p1 = series.location[i + 1];
-            const double r0 = series.radius[i];
-            const double r1 = series.radius[i + 1];
-            considerPlane(series.direction[i], p0, p1, std::max(c0, c1), std::max(r0, r1),
-                          [&](auto &&sample) {
-                              for (int k = samplesPerSegment; k >= 0; --k) {
-                                  segmentSample(p0, p1, c0, c1, r0, r1, k, sample);
-                              }
-                          });
-        }
+        return std::isfinite(best.value) ? std::optional<EdgeGuess>(best) : std::nullopt;
     };
     // Returns the first plane of a guess whose origin is not in the field as expected, or n.
-    const auto check = [&search, n](const EdgeGuesses &guesses, auto &&found) {
+    const auto check = [&search, n](const std::vector<EdgeGuess> &guesses, auto &&found) {
         std::size_t failed = n;
-        for (const EdgeGuess &guess : guesses.best()) {
+        for (const EdgeGuess &guess : guesses) {
             const std::optional<double> best = found();
             if (best && *best >= guess.value - edgeBracket * std::fabs(guess.value)) {
                 break;
@@ -560,9 +618,21 @@ void searchRegion(const Series &series, const WindFrame &frame, RegionSearch &se
     // Where the field is not the jet's profile (past a far field's hand-off plane, beyond the end plane),
     // the guesses fail: the planes from the first that failed on are left out, and the lists made again.
     for (std::size_t limit = n, round = 0; round < edgeRounds; ++round) {
-        scan(limit);
-        const std::size_t failed = std::min(check(farthest, [&search] { return search.farthest(); }),
-                                            check(widest, [&search] { return search.halfWidth(); }));
+        // The planes ahead of the limit: its segments, and the last step's when it is the number of steps.
+        const auto included = [limit, n](std::size_t plane) {
+            return plane == n - 1 ? limit == n : plane < limit;
+        };
+        // The widest guesses first, then the farthest: a point found for one can make guesses of the
+        // other needless.
+        const std::size_t widestFailed =
+            check(widestPlanes.select(edgeGuesses, included,
+                                      [&bestOf](std::size_t plane) { return bestOf(plane, true); }),
+                  [&search] { return search.halfWidth(); });
+        const std::size_t failed = std::min(
+            widestFailed,
+            check(farthestPlanes.select(edgeGuesses, included,
+                                        [&bestOf](std::size_t plane) { return bestOf(plane, false); }),
+                  [&search] { return search.farthest(); }));
         if (failed >= limit) {
             break;
         }
@@ -640,66 +710,52 @@ std::optional<RunSummary::GroundMaximum> searchGround(const Series &series, cons
         double bound;      // volume fraction, the most any sample of its plane gives on the ground
         std::size_t plane; // the segment whose plane it lies in (the last step's: the number of segments)
     };
-    // The best few places, best first, one from each cross-section plane.
-    std::vector<Candidate> starts;
-    std::size_t plane = 0;
-    const auto threshold = [&starts] { return starts.size() < groundStarts ? 0.0 : starts.back().value; };
-    const auto considerPlane = [&](const Point &t, const Point &p0, const Point &p1, double cMax, double rMax,
-                                   auto &&samples) {
-        // The ground is at least the height of the lower end away from every sample of the plane.
+    // Every cross-section plane with its bound, the profile at the height of its lower end (the ground is
+    // at least that far from every sample of the plane): the last step's, then the segments in order (the
+    // plain scan's order). Planes along the vertical, which never meet the ground, are left out.
+    std::vector<double> bounds(n, 0.0);
+    BestPlanes<Candidate> bestPlanes(n);
+    const auto addPlane = [&](std::size_t plane, std::size_t rank, const Point &p0, const Point &p1,
+                              double cMax, double rMax) {
+        const Point &t = series.direction[plane];
         const double lowest = p0.z() * p1.z() <= 0.0 ? 0.0 : std::min(std::fabs(p0.z()), std::fabs(p1.z()));
-        const double bound = ConcentrationField::profileAt(cMax, rMax, lowest);
-        if (!(bound > threshold())) {
-            return;
+        bounds[plane] = ConcentrationField::profileAt(cMax, rMax, lowest);
+        if (bounds[plane] > 0.0 && 1.0 - t.z() * t.z() > 1e-12) {
+            bestPlanes.add(bounds[plane], plane, rank);
         }
-        // In the plane, the ground is nearest along its steepest descent.
+    };
+    addPlane(n - 1, 0, series.location[n - 1], series.location[n - 1], series.concentration[n - 1],
+             series.radius[n - 1]);
+    for (std::size_t i = 0; i + 1 < n; ++i) {
+        addPlane(i, i + 1, series.location[i], series.location[i + 1],
+                 std::max(series.concentration[i], series.concentration[i + 1]),
+                 std::max(series.radius[i], series.radius[i + 1]));
+    }
+    // A plane's best sample: in the plane, the ground is nearest along its steepest descent; of equal
+    // samples the first is kept.
+    const auto bestOf = [&](std::size_t plane) -> std::optional<Candidate> {
+        const Point &t = series.direction[plane];
         const Point up{-t.z() * t.x(), -t.z() * t.y(), 1.0 - t.z() * t.z()};
         const double slope = up.z(); // |up|^2
-        if (!(slope > 1e-12)) {
-            return;
-        }
-        Candidate here{threshold(), 0.0, 0.0, 0.0, bound, plane};
-        samples([&](const Point &p, double c, double r) {
+        Candidate here{0.0, 0.0, 0.0, 0.0, bounds[plane], plane};
+        const auto sample = [&](const Point &p, double c, double r) {
             const double v = ConcentrationField::profileAt(c, r, std::fabs(p.z()) / std::sqrt(slope));
             if (v > here.value) {
                 const double along = -p.z() / slope;
-                here = Candidate{v, p.x() + along * up.x(), p.y() + along * up.y(), 0.25 * r, bound, plane};
+                here =
+                    Candidate{v, p.x() + along * up.x(), p.y() + along * up.y(), 0.25 * r, here.bound, plane};
             }
-        });
-        if (here.value > threshold()) {
-            if (starts.size() == groundStarts) {
-                starts.pop_back();
+        };
+        if (plane == n - 1) {
+            sample(series.location[n - 1], series.concentration[n - 1], series.radius[n - 1]);
+        } else {
+            for (int k = 0; k <= samplesPerSegment; ++k) {
+                segmentSample(series.location[plane], series.location[plane + 1], series.concentration[plane],
+                              series.concentration[plane + 1], series.radius[plane], series.radius[plane + 1],
+                              k, sample);
             }
-            starts.insert(std::find_if(starts.begin(), starts.end(),
-                                       [&here](const Candidate &c) { return c.value < here.value; }),
-                          here);
         }
-    };
-    const auto scan = [&](std::size_t limit) {
-        starts.clear();
-        if (limit == n) {
-            plane = n - 1;
-            considerPlane(series.direction[n - 1], series.location[n - 1], series.location[n - 1],
-                          series.concentration[n - 1], series.radius[n - 1], [&](auto &&sample) {
-                              sample(series.location[n - 1], series.concentration[n - 1],
-                                     series.radius[n - 1]);
-                          });
-        }
-        for (std::size_t i = 0; i + 1 < std::min(limit, n); ++i) {
-            plane = i;
-            const Point &p0 = series.location[i];
-            const Point &p1 = series.location[i + 1];
-            const double c0 = series.concentration[i];
-            const double c1 = series.concentration[i + 1];
-            const double r0 = series.radius[i];
-            const double r1 = series.radius[i + 1];
-            considerPlane(series.direction[i], p0, p1, std::max(c0, c1), std::max(r0, r1),
-                          [&](auto &&sample) {
-                              for (int k = 0; k <= samplesPerSegment; ++k) {
-                                  segmentSample(p0, p1, c0, c1, r0, r1, k, sample);
-                              }
-                          });
-        }
+        return here.value > 0.0 ? std::optional<Candidate>(here) : std::nullopt;
     };
     Candidate best{0.0, 0.0, 0.0, 0.0, 0.0, 0};
     const double smallest = groundTolerance * std::max(xMax - xMin, yMax - yMin);
@@ -715,7 +771,12 @@ std::optional<RunSummary::GroundMaximum> searchGround(const Series &series, cons
         });
     };
     for (std::size_t limit = n, round = 0; round < edgeRounds; ++round) {
-        scan(limit);
+        // The planes ahead of the limit: the segments before its last one, and the last step's when it is
+        // the number of steps.
+        const auto included = [limit, n](std::size_t plane) {
+            return plane == n - 1 ? limit == n : plane + 1 < limit;
+        };
+        const std::vector<Candidate> starts = bestPlanes.select(groundStarts, included, bestOf);
         std::size_t failed = n;
         for (Candidate at : starts) {
             if (!(at.bound > best.value) ||
