@@ -286,20 +286,7 @@ public:
 
     // From a point above the level along unit direction e: the last point above it, by bisection.
     void alongRay(const Point &origin, const Point &e, double reach) {
-        double inside = 0.0;
-        double outside = reach;
-        for (int k = 0; k < rayExpansions && above(origin + outside * e); ++k) {
-            inside = outside;
-            outside *= 2.0;
-        }
-        for (int k = 0; k < rayBisections; ++k) {
-            if (!couldWiden(origin + inside * e, origin + outside * e)) {
-                return;
-            }
-            const double middle = 0.5 * (inside + outside);
-            (above(origin + middle * e) ? inside : outside) = middle;
-        }
-        include(origin + inside * e);
+        edgeAlong(origin, e, 0.0, reach, rayExpansions, rayBisections);
     }
 
     // The same, with the edge expected at `expected` m from the origin: a bracket close around it, widened
@@ -307,7 +294,7 @@ public:
     // nothing found, when the origin itself is not above the level: the field there is not the profile
     // expected (past a far field's hand-off plane, or beyond the run's end plane).
     bool alongRayFrom(const Point &origin, const Point &e, double expected) {
-        double inside = (1.0 - edgeBracket) * expected;
+        const double inside = (1.0 - edgeBracket) * expected;
         if (!(expected > 0.0) || !above(origin + inside * e)) {
             if (!above(origin)) {
                 return false;
@@ -315,16 +302,7 @@ public:
             alongRay(origin, e, rayReach * std::max(expected, 1e-3));
             return true;
         }
-        double outside = (1.0 + edgeBracket) * expected;
-        for (int k = 0; k < rayExpansions && above(origin + outside * e); ++k) {
-            inside = outside;
-            outside *= 2.0;
-        }
-        for (int k = 0; k < edgeBisections; ++k) {
-            const double middle = 0.5 * (inside + outside);
-            (above(origin + middle * e) ? inside : outside) = middle;
-        }
-        include(origin + inside * e);
+        edgeAlong(origin, e, inside, (1.0 + edgeBracket) * expected, rayExpansions, edgeBisections);
         return true;
     }
 
@@ -356,21 +334,35 @@ public:
         while (last > 0 && !above(from + (static_cast<double>(last) / segmentScans) * (to - from))) {
             --last;
         }
-        double inside = static_cast<double>(last) / segmentScans;
-        double outside = static_cast<double>(last + 1) / segmentScans;
-        if (last < segmentScans) {
-            for (int k = 0; k < segmentBisections; ++k) {
-                const double middle = 0.5 * (inside + outside);
-                (above(from + middle * (to - from)) ? inside : outside) = middle;
-            }
-        }
-        include(from + inside * (to - from));
+        edgeAlong(from, to - from, static_cast<double>(last) / segmentScans,
+                  static_cast<double>(last + 1) / segmentScans, 0,
+                  last < segmentScans ? segmentBisections : 0);
     }
 
     const std::optional<double> &farthest() const { return farthest_; }
     const std::optional<double> &halfWidth() const { return halfWidth_; }
 
 private:
+    // The last point above the level on the line origin + s e, from s = inside (above it) towards
+    // s = outside: the outer end doubled while the field is still above the level there (at most
+    // `expansions` times), then the bracket halved `bisections` times, the search ending as soon as no
+    // point of the bracket could widen the region.
+    void edgeAlong(const Point &origin, const Point &e, double inside, double outside, int expansions,
+                   int bisections) {
+        for (int k = 0; k < expansions && above(origin + outside * e); ++k) {
+            inside = outside;
+            outside *= 2.0;
+        }
+        for (int k = 0; k < bisections; ++k) {
+            if (!couldWiden(origin + inside * e, origin + outside * e)) {
+                return;
+            }
+            const double middle = 0.5 * (inside + outside);
+            (above(origin + middle * e) ? inside : outside) = middle;
+        }
+        include(origin + inside * e);
+    }
+
     const RunSummary::ConcentrationAt &field_;
     WindFrame frame_;
     double level_;
