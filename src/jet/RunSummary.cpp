@@ -784,8 +784,16 @@ std::optional<RunSummary::GroundMaximum> searchGround(const Series &series, cons
             refined.push_back(at.plane);
             climbed.emplace_back(at.x, at.y);
             double h = std::max(at.step, smallest);
+            // The points of the round before, its centre and neighbours (after a step, up to five of the new
+            // neighbours are among them: their values are taken again where their coordinates are the same
+            // to the bit).
+            std::array<std::array<double, 3>, 9> before{};
+            std::array<std::array<double, 3>, 9> now{};
+            std::size_t known = 0;
             while (h > smallest) {
                 Candidate next = at;
+                now[0] = {at.x, at.y, at.value};
+                std::size_t k = 1;
                 for (int a = -1; a <= 1; ++a) {
                     for (int b = -1; b <= 1; ++b) {
                         if (a == 0 && b == 0) {
@@ -793,12 +801,18 @@ std::optional<RunSummary::GroundMaximum> searchGround(const Series &series, cons
                         }
                         const double x = at.x + a * h;
                         const double y = at.y + b * h;
-                        const double v = value(x, y);
+                        const auto seen = std::find_if(
+                            before.begin(), before.begin() + known,
+                            [x, y](const std::array<double, 3> &p) { return p[0] == x && p[1] == y; });
+                        const double v = seen != before.begin() + known ? (*seen)[2] : value(x, y);
+                        now[k++] = {x, y, v};
                         if (v > next.value) {
                             next = {v, x, y, h, at.bound, at.plane};
                         }
                     }
                 }
+                before = now;
+                known = k;
                 if (next.value > at.value) {
                     at = next;
                 } else {
