@@ -1141,6 +1141,13 @@ RunSummary RunSummary::of(const JetModel &model, bool inputsAccepted, std::span<
         answer.regionOpen = answer.exceededAtEndOfRun;
         summary.levels.push_back(answer);
     }
+    if (!concentrationAt) {
+        for (LevelAnswer &answer : summary.levels) {
+            answer.regionComputed = false;
+        }
+        summary.groundMaximumComputed = false;
+        return summary;
+    }
     MeteredField metered(concentrationAt, limits);
     const ConcentrationAt field = [&metered](double x, double y, double z) { return metered(x, y, z); };
     std::size_t searched = 0;

@@ -323,3 +323,36 @@ TEST(RunSummaryLimits, TheSummaryOfARunHasABudgetAsLargeAsTheRunsAndItsDeadline)
     EXPECT_THROW(static_cast<void>(RunSummary::of(fresh, true, std::vector<double>(65, 2.0))),
                  std::invalid_argument);
 }
+
+// Without a field to search (an empty ConcentrationAt) the summary is the run's ending and status alone:
+// the same messages and centreline answers as with the field, no region or ground-level maximum, marked
+// not computed, and no message of a search cut short, even under a budget the searches would overrun.
+TEST(RunSummaryLimits, WithoutAFieldOnlyTheRunsOwnAnswersAreGiven) {
+    JetModel model;
+    runExample(model, "horizontal_dense_release.json");
+    const std::vector<double> levels{0.05, 0.005};
+    const RunSummary full = RunSummary::of(model, true, levels);
+    ASSERT_EQ(full.status, RunStatus::warning);
+    ASSERT_TRUE(full.groundMaximum.has_value());
+    RunSummary::Limits tiny;
+    tiny.work = 1;
+    const RunSummary bare = RunSummary::of(model, true, levels, RunSummary::ConcentrationAt{}, tiny);
+    EXPECT_EQ(bare.status, RunStatus::warning);
+    EXPECT_EQ(bare.ending, RunSummary::Ending::centrelineOnGround);
+    EXPECT_EQ(bare.endMessage, full.endMessage);
+    EXPECT_EQ(bare.cut, RunSummary::Cut::none);
+    ASSERT_EQ(bare.messages.size(), full.messages.size());
+    for (std::size_t i = 0; i < full.messages.size(); ++i) {
+        EXPECT_EQ(bare.messages[i].text, full.messages[i].text);
+    }
+    EXPECT_EQ(bare.edgeReachesGroundDownwind, full.edgeReachesGroundDownwind);
+    ASSERT_EQ(bare.levels.size(), 2u);
+    for (std::size_t i = 0; i < 2; ++i) {
+        EXPECT_EQ(bare.levels[i].centrelineDownwindDistance, full.levels[i].centrelineDownwindDistance);
+        EXPECT_EQ(bare.levels[i].exceededAtEndOfRun, full.levels[i].exceededAtEndOfRun);
+        EXPECT_FALSE(bare.levels[i].regionComputed);
+        EXPECT_FALSE(bare.levels[i].farthestDownwindExtent || bare.levels[i].greatestHalfWidth);
+    }
+    EXPECT_FALSE(bare.groundMaximumComputed);
+    EXPECT_FALSE(bare.groundMaximum.has_value());
+}
