@@ -392,37 +392,40 @@ struct EdgeGuess {
     std::size_t plane = 0; // the segment whose plane it lies in (the last step's: the number of segments)
 };
 
-// The few cross-section planes whose best sample gives the greatest value, best first, at most one guess
-// from each plane: the planes are visited by decreasing bound (a value no sample of the plane can pass)
-// until the bound falls below the last value kept, and a plane's best sample is worked out once, for
-// every round that asks again. Of two equal values, the one from the plane earlier in the plain scan's
-// order (`rank`) is kept.
+// The cross-section planes' best guesses, best first, one from each plane: the planes are visited by
+// decreasing bound (a value no sample of the plane can pass) only until no plane left can beat the best
+// guess not handed out yet, and a plane's best sample is worked out once, for every round that asks again.
+// Of two equal values, the one from the plane earlier in the plain scan's order (`rank`) comes first.
 template <typename Guess> class BestPlanes {
 public:
     explicit BestPlanes(std::size_t planes) { entries_.reserve(planes); }
 
-    // Adds a plane that may hold a guess; `bound` (of the guesses' values) must be finite.
+    // Adds a plane that may hold a guess; `bound` (of its guesses' values) must be finite.
     void add(double bound, std::size_t plane, std::size_t rank) {
         entries_.push_back(Entry{bound, plane, rank, notEvaluated});
-        sorted_ = false;
     }
 
-    // The best `count` guesses of the planes `included(plane)` allows; evaluate(plane) gives a plane's
-    // best guess (a std::optional<Guess>, empty when it has none).
-    template <typename Included, typename Evaluate>
-    const std::vector<Guess> &select(std::size_t count, Included &&included, Evaluate &&evaluate) {
+    // Starts handing out the guesses again, from the best (no plane may be added after the first start).
+    void restart() {
         if (!sorted_) {
             std::sort(entries_.begin(), entries_.end(), [](const Entry &a, const Entry &b) {
                 return a.bound > b.bound || (a.bound == b.bound && a.rank < b.rank);
             });
             sorted_ = true;
         }
-        best_.clear();
-        ranks_.clear();
-        for (Entry &entry : entries_) {
-            const bool full = best_.size() == count;
+        next_ = 0;
+        waiting_.clear();
+    }
+
+    // The next best guess of the planes `included(plane)` allows, or none when they have no more;
+    // evaluate(plane) gives a plane's best guess (a std::optional<Guess>, empty when it has none).
+    template <typename Included, typename Evaluate>
+    std::optional<Guess> next(Included &&included, Evaluate &&evaluate) {
+        for (; next_ < entries_.size(); ++next_) {
+            Entry &entry = entries_[next_];
             // The margin covers the rounding of a sample between the plane's ends many times over.
-            if (full && entry.bound + 1e-9 * std::fabs(entry.bound) < best_.back().value) {
+            if (!waiting_.empty() &&
+                entry.bound + 1e-9 * std::fabs(entry.bound) < guesses_[waiting_.front()].value) {
                 break;
             }
             if (!included(entry.plane)) {
@@ -430,50 +433,59 @@ public:
             }
             if (entry.slot == notEvaluated) {
                 const std::optional<Guess> guess = evaluate(entry.plane);
-                entry.slot = guess ? static_cast<std::ptrdiff_t>(guesses_.size()) : none;
+                entry.slot = guess ? guesses_.size() : none;
                 if (guess) {
                     guesses_.push_back(*guess);
+                    ranks_.push_back(entry.rank);
                 }
             }
-            if (entry.slot == none) {
-                continue;
-            }
-            const Guess &guess = guesses_[static_cast<std::size_t>(entry.slot)];
-            const auto ahead = [&](std::size_t k) {
-                return best_[k].value > guess.value ||
-                       (best_[k].value == guess.value && ranks_[k] < entry.rank);
-            };
-            if (full && ahead(count - 1)) {
-                continue;
-            }
-            std::size_t k = 0;
-            while (k < best_.size() && ahead(k)) {
-                ++k;
-            }
-            best_.insert(best_.begin() + static_cast<std::ptrdiff_t>(k), guess);
-            ranks_.insert(ranks_.begin() + static_cast<std::ptrdiff_t>(k), entry.rank);
-            if (best_.size() > count) {
-                best_.pop_back();
-                ranks_.pop_back();
+            if (entry.slot != none) {
+                const std::size_t slot = entry.slot;
+                const auto behind = [this, slot](std::size_t other) {
+                    return guesses_[other].value > guesses_[slot].value ||
+                           (guesses_[other].value == guesses_[slot].value && ranks_[other] < ranks_[slot]);
+                };
+                waiting_.insert(std::find_if_not(waiting_.begin(), waiting_.end(), behind), slot);
             }
         }
-        return best_;
+        if (waiting_.empty()) {
+            return std::nullopt;
+        }
+        const Guess best = guesses_[waiting_.front()];
+        waiting_.erase(waiting_.begin());
+        return best;
+    }
+
+    // The best `count` guesses of the planes `included` allows, best first.
+    template <typename Included, typename Evaluate>
+    std::vector<Guess> best(std::size_t count, Included &&included, Evaluate &&evaluate) {
+        restart();
+        std::vector<Guess> found;
+        while (found.size() < count) {
+            const std::optional<Guess> guess = next(included, evaluate);
+            if (!guess) {
+                break;
+            }
+            found.push_back(*guess);
+        }
+        return found;
     }
 
 private:
-    static constexpr std::ptrdiff_t notEvaluated = -1;
-    static constexpr std::ptrdiff_t none = -2;
+    static constexpr std::size_t notEvaluated = std::numeric_limits<std::size_t>::max();
+    static constexpr std::size_t none = notEvaluated - 1;
     struct Entry {
         double bound;
         std::size_t plane;
         std::size_t rank;
-        std::ptrdiff_t slot; // in guesses_, or notEvaluated, or none
+        std::size_t slot; // in guesses_, or notEvaluated, or none
     };
     std::vector<Entry> entries_;
-    bool sorted_ = true;
-    std::vector<Guess> guesses_; // of the planes evaluated so far
-    std::vector<Guess> best_;
-    std::vector<std::size_t> ranks_;
+    bool sorted_ = false;
+    std::size_t next_ = 0;             // the first entry not visited yet in this round
+    std::vector<Guess> guesses_;       // of the planes evaluated so far
+    std::vector<std::size_t> ranks_;   // their ranks
+    std::vector<std::size_t> waiting_; // visited in this round, not handed out yet: slots, best first
 };
 
 // Of the directions in the plane normal to unit t, the unit vector that most increases the projection on
@@ -594,15 +606,23 @@ void searchRegion(const Series &series, const WindFrame &frame, RegionSearch &se
         return std::isfinite(best.value) ? std::optional<EdgeGuess>(best) : std::nullopt;
     };
     // Returns the first plane of a guess whose origin is not in the field as expected, or n.
-    const auto check = [&search, n](const std::vector<EdgeGuess> &guesses, auto &&found) {
+    // Tries a list's guesses, best first, until what is found beats the next one; returns the first plane
+    // of a guess whose origin is not in the field as expected, or n.
+    const auto check = [&search, n](BestPlanes<EdgeGuess> &planes, auto &&included, auto &&evaluate,
+                                    auto &&found) {
         std::size_t failed = n;
-        for (const EdgeGuess &guess : guesses) {
-            const std::optional<double> best = found();
-            if (best && *best >= guess.value - edgeBracket * std::fabs(guess.value)) {
+        planes.restart();
+        for (std::size_t k = 0; k < edgeGuesses; ++k) {
+            const std::optional<EdgeGuess> guess = planes.next(included, evaluate);
+            if (!guess) {
                 break;
             }
-            if (!search.alongRayFrom(guess.origin, guess.direction, guess.distance)) {
-                failed = std::min(failed, guess.plane);
+            const std::optional<double> best = found();
+            if (best && *best >= guess->value - edgeBracket * std::fabs(guess->value)) {
+                break;
+            }
+            if (!search.alongRayFrom(guess->origin, guess->direction, guess->distance)) {
+                failed = std::min(failed, guess->plane);
             }
         }
         return failed;
@@ -616,15 +636,14 @@ void searchRegion(const Series &series, const WindFrame &frame, RegionSearch &se
         };
         // The widest guesses first, then the farthest: a point found for one can make guesses of the
         // other needless.
-        const std::size_t widestFailed =
-            check(widestPlanes.select(edgeGuesses, included,
-                                      [&bestOf](std::size_t plane) { return bestOf(plane, true); }),
-                  [&search] { return search.halfWidth(); });
-        const std::size_t failed = std::min(
-            widestFailed,
-            check(farthestPlanes.select(edgeGuesses, included,
-                                        [&bestOf](std::size_t plane) { return bestOf(plane, false); }),
-                  [&search] { return search.farthest(); }));
+        const std::size_t widestFailed = check(
+            widestPlanes, included, [&bestOf](std::size_t plane) { return bestOf(plane, true); },
+            [&search] { return search.halfWidth(); });
+        const std::size_t failed =
+            std::min(widestFailed, check(
+                                       farthestPlanes, included,
+                                       [&bestOf](std::size_t plane) { return bestOf(plane, false); },
+                                       [&search] { return search.farthest(); }));
         if (failed >= limit) {
             break;
         }
@@ -768,7 +787,7 @@ std::optional<RunSummary::GroundMaximum> searchGround(const Series &series, cons
         const auto included = [limit, n](std::size_t plane) {
             return plane == n - 1 ? limit == n : plane + 1 < limit;
         };
-        const std::vector<Candidate> starts = bestPlanes.select(groundStarts, included, bestOf);
+        const std::vector<Candidate> starts = bestPlanes.best(groundStarts, included, bestOf);
         std::size_t failed = n;
         for (Candidate at : starts) {
             if (!(at.bound > best.value) ||
