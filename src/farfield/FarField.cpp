@@ -207,12 +207,17 @@ FarFieldPoint FarField::pointAt(double downwind) const {
         point.groundLevelConcentration = point.centrelineConcentration;
         return point;
     }
+    // valueAt's Gaussian on the axis and at the ground below it, with the widths worked out once.
     point.regime = FarFieldRegime::passive;
     point.height = passive_.height;
     point.sigmaY = sigmaY(downwind);
     point.sigmaZ = sigmaZ(downwind);
-    point.centrelineConcentration = valueAt(downwind, 0.0, passive_.height);
-    point.groundLevelConcentration = valueAt(downwind, 0.0, 0.0);
+    const double heights[2] = {passive_.height, 0.0};
+    double values[2];
+    GaussianPlume::concentrations(gasVolumeFlux_, windSpeed_, point.sigmaY, point.sigmaZ, 0.0, heights, 2,
+                                  passive_.height, lid_, values);
+    point.centrelineConcentration = values[0];
+    point.groundLevelConcentration = values[1];
     return point;
 }
 

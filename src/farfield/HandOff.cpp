@@ -79,7 +79,24 @@ HandOff HandOff::find(const JetModel &model, const BriggsSigma &sigmas, double s
     // that it moves little when the steps do.
     HandOff result;
     HandOff previous;
-    double previousMargin = 0.0;
+    // The growth test's margin at step i, `run` m downwind of the step before (infinite at the first step
+    // or without a run): its powers are worked out only where the other two tests hold, or for the
+    // margin of the step before the hand-off.
+    const auto growthMarginAt = [&](std::int32_t i, double run) {
+        if (i == 0 || !(run > 0.0))
+            return std::numeric_limits<double>::infinity();
+        const double sigma = std::sqrt(k1) * radii[i];
+        const double xy = sigmas.distanceForSigmaY(sigma / sigmaYFactor);
+        const double xz = sigmas.distanceForSigmaZ(sigma);
+        const double slopeY = sigmaYFactor * sigmas.sigmaYSlope(xy);
+        const double slopeZ = std::isnan(xz) ? slopeY : sigmas.sigmaZSlope(xz);
+        const double jetSlope = std::sqrt(k1) * (radii[i] - radii[i - 1]) / run;
+        return jetSlope / std::sqrt(slopeY * slopeZ) - 1.0;
+    };
+    // The step before's density and speed margins and run, for its margin when the hand-off follows it.
+    double previousDensityMargin = 0.0;
+    double previousSpeedMargin = 0.0;
+    double previousRun = 0.0;
     const auto between = [](const HandOff &a, const HandOff &b, double f) {
         const auto mix = [f](double x, double y) { return x + f * (y - x); };
         HandOff h = b;
@@ -106,7 +123,7 @@ HandOff HandOff::find(const JetModel &model, const BriggsSigma &sigmas, double s
             pressure * (c * gasWeight + (1.0 - c) * airWeight) / (kGasConstant * temperatures[i]);
         const double rhoAir = pressure * airWeight / (kGasConstant * ta);
         const double gPrime = kGravity * (rhoJet - rhoAir) / rhoAir;
-        const double localWind = air.windSpeedAt(std::max(z, 0.0));
+        const double localWind = z >= FarField::kLowestWindHeight ? u : air.windSpeedAt(std::max(z, 0.0));
         const vector3 &v = velocities[i];
         const double ex = v.x() - localWind * wx;
         const double ey = v.y() - localWind * wy;
@@ -131,30 +148,24 @@ HandOff HandOff::find(const JetModel &model, const BriggsSigma &sigmas, double s
         result.ambientSpread = spread;
         result.densityParameter = parameter;
 
-        double growthMargin = std::numeric_limits<double>::infinity();
-        if (i > 0) {
-            const double run = result.downwindDistance - previous.downwindDistance;
-            const double sigma = std::sqrt(k1) * rp;
-            const double xy = sigmas.distanceForSigmaY(sigma / sigmaYFactor);
-            const double xz = sigmas.distanceForSigmaZ(sigma);
-            const double slopeY = sigmaYFactor * sigmas.sigmaYSlope(xy);
-            const double slopeZ = std::isnan(xz) ? slopeY : sigmas.sigmaZSlope(xz);
-            const double jetSlope = std::sqrt(k1) * (rp - radii[i - 1]) / run;
-            if (run > 0.0)
-                growthMargin = jetSlope / std::sqrt(slopeY * slopeZ) - 1.0;
-        }
+        const double run = i > 0 ? result.downwindDistance - previous.downwindDistance : 0.0;
         const bool buoyant = gPrime < 0.0 && riseEnds > 0.0;
         const double densityMargin =
             buoyant ? (riseEnds - result.downwindDistance) / riseEnds : parameter / kDensityThreshold - 1.0;
         const double speedMargin = excess / std::min(spread, kExcessSpeedFraction * localWind) - 1.0;
         const bool densityPassive = buoyant ? densityMargin <= 0.0 : densityMargin < 0.0;
         const bool speedPassive = speedMargin <= 0.0;
-        const double margin = std::max({densityMargin, speedMargin, growthMargin});
         result.jetStillActive = !(densityPassive && speedPassive);
-        if (i > 0 && densityPassive && speedPassive && growthMargin <= 0.0) {
+        if (i > 0 && densityPassive && speedPassive && growthMarginAt(i, run) <= 0.0) {
             result.reason = Reason::passiveTransition;
-            if (i > 1 && previousMargin > 0.0 && std::isfinite(previousMargin))
-                result = between(previous, result, previousMargin / (previousMargin - margin));
+            if (i > 1) {
+                const double previousMargin = std::max(
+                    {previousDensityMargin, previousSpeedMargin, growthMarginAt(i - 1, previousRun)});
+                if (previousMargin > 0.0 && std::isfinite(previousMargin)) {
+                    const double margin = std::max({densityMargin, speedMargin, growthMarginAt(i, run)});
+                    result = between(previous, result, previousMargin / (previousMargin - margin));
+                }
+            }
             return result;
         }
         const bool dense = gPrime > 0.0 && parameter >= kDensityThreshold;
@@ -172,7 +183,9 @@ HandOff HandOff::find(const JetModel &model, const BriggsSigma &sigmas, double s
             return result;
         }
         previous = result;
-        previousMargin = margin;
+        previousDensityMargin = densityMargin;
+        previousSpeedMargin = speedMargin;
+        previousRun = run;
     }
     result.reason = Reason::endOfJet;
     return result;

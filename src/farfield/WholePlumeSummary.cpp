@@ -35,11 +35,12 @@ void carryOnPastALimit(RunSummary &summary, double handOff) {
 
 WholePlumeSummary::Result WholePlumeSummary::run(JetModel &model, std::span<const double> levels,
                                                  const FarFieldOptions &options) {
-    // 1. Prepare and run as every engineering front does; the run's status decides what its field holds.
+    // 1. Prepare and run as every engineering front does; the run's status (its summary without a field
+    //    to search) decides what its field holds.
     // 2. The whole plume from that status, then the summary in it, within the run's limits.
     const EngineeringRun::Preparation preparation = EngineeringRun::prepare(model, levels);
     const bool accepted = EngineeringRun::runPrepared(model, preparation);
-    RunSummary ending = RunSummary::of(model, accepted, {}, [](double, double, double) { return 0.0; });
+    RunSummary ending = RunSummary::of(model, accepted, {}, RunSummary::ConcentrationAt{});
     EngineeringRun::complete(ending, preparation);
 
     auto field = std::make_shared<const WholePlume>(model, options, ending.status);

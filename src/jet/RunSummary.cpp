@@ -286,20 +286,7 @@ public:
 
     // From a point above the level along unit direction e: the last point above it, by bisection.
     void alongRay(const Point &origin, const Point &e, double reach) {
-        double inside = 0.0;
-        double outside = reach;
-        for (int k = 0; k < rayExpansions && above(origin + outside * e); ++k) {
-            inside = outside;
-            outside *= 2.0;
-        }
-        for (int k = 0; k < rayBisections; ++k) {
-            if (!couldWiden(origin + inside * e, origin + outside * e)) {
-                return;
-            }
-            const double middle = 0.5 * (inside + outside);
-            (above(origin + middle * e) ? inside : outside) = middle;
-        }
-        include(origin + inside * e);
+        edgeAlong(origin, e, 0.0, reach, rayExpansions, rayBisections);
     }
 
     // The same, with the edge expected at `expected` m from the origin: a bracket close around it, widened
@@ -307,7 +294,7 @@ public:
     // nothing found, when the origin itself is not above the level: the field there is not the profile
     // expected (past a far field's hand-off plane, or beyond the run's end plane).
     bool alongRayFrom(const Point &origin, const Point &e, double expected) {
-        double inside = (1.0 - edgeBracket) * expected;
+        const double inside = (1.0 - edgeBracket) * expected;
         if (!(expected > 0.0) || !above(origin + inside * e)) {
             if (!above(origin)) {
                 return false;
@@ -315,16 +302,7 @@ public:
             alongRay(origin, e, rayReach * std::max(expected, 1e-3));
             return true;
         }
-        double outside = (1.0 + edgeBracket) * expected;
-        for (int k = 0; k < rayExpansions && above(origin + outside * e); ++k) {
-            inside = outside;
-            outside *= 2.0;
-        }
-        for (int k = 0; k < edgeBisections; ++k) {
-            const double middle = 0.5 * (inside + outside);
-            (above(origin + middle * e) ? inside : outside) = middle;
-        }
-        include(origin + inside * e);
+        edgeAlong(origin, e, inside, (1.0 + edgeBracket) * expected, rayExpansions, edgeBisections);
         return true;
     }
 
@@ -346,29 +324,45 @@ public:
 
     // Between a point above the level and one below it on a straight line: the farthest point above it.
     // The field need not fall steadily along the chord (each point takes the most nearly perpendicular of
-    // the samples of its segment), so the chord is scanned first and the last gap bisected.
+    // the samples of its segment), so the chord is scanned first, from its far end back to the last point
+    // above the level, and the gap after it bisected; a chord that cannot widen the region is passed over.
     void alongSegment(const Point &from, const Point &to) {
-        int last = 0;
-        for (int j = 1; j <= segmentScans; ++j) {
-            if (above(from + (static_cast<double>(j) / segmentScans) * (to - from))) {
-                last = j;
-            }
+        if (!couldWiden(from, to)) {
+            return;
         }
-        double inside = static_cast<double>(last) / segmentScans;
-        double outside = static_cast<double>(last + 1) / segmentScans;
-        if (last < segmentScans) {
-            for (int k = 0; k < segmentBisections; ++k) {
-                const double middle = 0.5 * (inside + outside);
-                (above(from + middle * (to - from)) ? inside : outside) = middle;
-            }
+        int last = segmentScans;
+        while (last > 0 && !above(from + (static_cast<double>(last) / segmentScans) * (to - from))) {
+            --last;
         }
-        include(from + inside * (to - from));
+        edgeAlong(from, to - from, static_cast<double>(last) / segmentScans,
+                  static_cast<double>(last + 1) / segmentScans, 0,
+                  last < segmentScans ? segmentBisections : 0);
     }
 
     const std::optional<double> &farthest() const { return farthest_; }
     const std::optional<double> &halfWidth() const { return halfWidth_; }
 
 private:
+    // The last point above the level on the line origin + s e, from s = inside (above it) towards
+    // s = outside: the outer end doubled while the field is still above the level there (at most
+    // `expansions` times), then the bracket halved `bisections` times, the search ending as soon as no
+    // point of the bracket could widen the region.
+    void edgeAlong(const Point &origin, const Point &e, double inside, double outside, int expansions,
+                   int bisections) {
+        for (int k = 0; k < expansions && above(origin + outside * e); ++k) {
+            inside = outside;
+            outside *= 2.0;
+        }
+        for (int k = 0; k < bisections; ++k) {
+            if (!couldWiden(origin + inside * e, origin + outside * e)) {
+                return;
+            }
+            const double middle = 0.5 * (inside + outside);
+            (above(origin + middle * e) ? inside : outside) = middle;
+        }
+        include(origin + inside * e);
+    }
+
     const RunSummary::ConcentrationAt &field_;
     WindFrame frame_;
     double level_;
@@ -398,29 +392,100 @@ struct EdgeGuess {
     std::size_t plane = 0; // the segment whose plane it lies in (the last step's: the number of segments)
 };
 
-// The few best guesses, best first, at most one from each cross-section plane.
-class EdgeGuesses {
+// The cross-section planes' best guesses, best first, one from each plane: the planes are visited by
+// decreasing bound (a value no sample of the plane can pass) only until no plane left can beat the best
+// guess not handed out yet, and a plane's best sample is worked out once, for every round that asks again.
+// Of two equal values, the one from the plane earlier in the plain scan's order (`rank`) comes first.
+template <typename Guess> class BestPlanes {
 public:
-    // The value a guess must beat to enter the list.
-    double threshold() const {
-        return guesses_.size() < edgeGuesses ? -std::numeric_limits<double>::infinity()
-                                             : guesses_.back().value;
+    explicit BestPlanes(std::size_t planes) { entries_.reserve(planes); }
+
+    // Adds a plane that may hold a guess; `bound` (of its guesses' values) must be finite.
+    void add(double bound, std::size_t plane, std::size_t rank) {
+        entries_.push_back(Entry{bound, plane, rank, notEvaluated});
     }
-    void offer(const EdgeGuess &guess) {
-        if (!(guess.value > threshold())) {
-            return;
+
+    // Starts handing out the guesses again, from the best (no plane may be added after the first start).
+    void restart() {
+        if (!sorted_) {
+            std::sort(entries_.begin(), entries_.end(), [](const Entry &a, const Entry &b) {
+                return a.bound > b.bound || (a.bound == b.bound && a.rank < b.rank);
+            });
+            sorted_ = true;
         }
-        if (guesses_.size() == edgeGuesses) {
-            guesses_.pop_back();
-        }
-        const auto at = std::find_if(guesses_.begin(), guesses_.end(),
-                                     [&guess](const EdgeGuess &g) { return g.value < guess.value; });
-        guesses_.insert(at, guess);
+        next_ = 0;
+        waiting_.clear();
     }
-    const std::vector<EdgeGuess> &best() const { return guesses_; }
+
+    // The next best guess of the planes `included(plane)` allows, or none when they have no more;
+    // evaluate(plane) gives a plane's best guess (a std::optional<Guess>, empty when it has none).
+    template <typename Included, typename Evaluate>
+    std::optional<Guess> next(Included &&included, Evaluate &&evaluate) {
+        for (; next_ < entries_.size(); ++next_) {
+            Entry &entry = entries_[next_];
+            // The margin covers the rounding of a sample between the plane's ends many times over.
+            if (!waiting_.empty() &&
+                entry.bound + 1e-9 * std::fabs(entry.bound) < guesses_[waiting_.front()].value) {
+                break;
+            }
+            if (!included(entry.plane)) {
+                continue;
+            }
+            if (entry.slot == notEvaluated) {
+                const std::optional<Guess> guess = evaluate(entry.plane);
+                entry.slot = guess ? guesses_.size() : none;
+                if (guess) {
+                    guesses_.push_back(*guess);
+                    ranks_.push_back(entry.rank);
+                }
+            }
+            if (entry.slot != none) {
+                const std::size_t slot = entry.slot;
+                const auto behind = [this, slot](std::size_t other) {
+                    return guesses_[other].value > guesses_[slot].value ||
+                           (guesses_[other].value == guesses_[slot].value && ranks_[other] < ranks_[slot]);
+                };
+                waiting_.insert(std::find_if_not(waiting_.begin(), waiting_.end(), behind), slot);
+            }
+        }
+        if (waiting_.empty()) {
+            return std::nullopt;
+        }
+        const Guess best = guesses_[waiting_.front()];
+        waiting_.erase(waiting_.begin());
+        return best;
+    }
+
+    // The best `count` guesses of the planes `included` allows, best first.
+    template <typename Included, typename Evaluate>
+    std::vector<Guess> best(std::size_t count, Included &&included, Evaluate &&evaluate) {
+        restart();
+        std::vector<Guess> found;
+        while (found.size() < count) {
+            const std::optional<Guess> guess = next(included, evaluate);
+            if (!guess) {
+                break;
+            }
+            found.push_back(*guess);
+        }
+        return found;
+    }
 
 private:
-    std::vector<EdgeGuess> guesses_;
+    static constexpr std::size_t notEvaluated = std::numeric_limits<std::size_t>::max();
+    static constexpr std::size_t none = notEvaluated - 1;
+    struct Entry {
+        double bound;
+        std::size_t plane;
+        std::size_t rank;
+        std::size_t slot; // in guesses_, or notEvaluated, or none
+    };
+    std::vector<Entry> entries_;
+    bool sorted_ = false;
+    std::size_t next_ = 0;             // the first entry not visited yet in this round
+    std::vector<Guess> guesses_;       // of the planes evaluated so far
+    std::vector<std::size_t> ranks_;   // their ranks
+    std::vector<std::size_t> waiting_; // visited in this round, not handed out yet: slots, best first
 };
 
 // Of the directions in the plane normal to unit t, the unit vector that most increases the projection on
@@ -463,96 +528,101 @@ void searchRegion(const Series &series, const WindFrame &frame, RegionSearch &se
     const std::size_t n = series.location.size();
     const Point wind{frame.wx, frame.wy, 0.0};
     const Point across{-frame.wy, frame.wx, 0.0};
-    EdgeGuesses farthest;
-    EdgeGuesses widest;
-    std::size_t plane = 0;
-    // The directions depend only on the plane. The distance to the level grows with the concentration
-    // and the radius, so the one of the plane's largest bounds every sample's: a plane that cannot enter a
-    // list is passed over, and a sample's own distance (a power and an arc cosine) is worked out only
-    // where that bound could still enter one.
-    const auto considerPlane = [&](const Point &t, const Point &p0, const Point &p1, double cMax, double rMax,
-                                   auto &&samples) {
-        // (Named copies, not structured bindings: the lambdas below use them.)
+    // What a plane's samples share: the directions depend only on the plane, and the distance to the level
+    // grows with the concentration and the radius, so the one of the plane's largest bounds every
+    // sample's. A sample's own distance (a power and an arc cosine) is worked out only where that bound
+    // could still beat the best of its plane so far.
+    struct PlaneGeometry {
+        Point downwind; // unit, the steepest rise of the downwind distance in the plane
+        double gain;    // m of downwind distance per m along it
+        Point sideways; // unit, the steepest rise of the crosswind offset
+        double spread;  // m of crosswind offset per m along it
+        double reach;   // m, the largest distance to the level of its samples
+    };
+    std::vector<PlaneGeometry> planes(n);
+    BestPlanes<EdgeGuess> farthestPlanes(n);
+    BestPlanes<EdgeGuess> widestPlanes(n);
+    // Every plane whose samples can reach the level (the last step's, then the segments from the last back:
+    // the plain scan's order), with its bound in each list.
+    const auto addPlane = [&](std::size_t plane, std::size_t rank, const Point &p0, const Point &p1,
+                              double cMax, double rMax) {
+        const Point &t = series.direction[plane];
         const std::pair<Point, double> steepestDownwind = steepestInPlane(t, wind);
         const std::pair<Point, double> steepestAcross = steepestInPlane(t, across);
-        const Point downwind = steepestDownwind.first;
-        const double gain = steepestDownwind.second;
-        const Point sideways = steepestAcross.first;
-        const double spread = steepestAcross.second;
         const double reach = ConcentrationField::distanceToLevel(cMax, rMax, level);
-        if (std::max(frame.downwind(p0), frame.downwind(p1)) + reach * gain <= farthest.threshold() &&
-            std::max(std::fabs(frame.crosswind(p0)), std::fabs(frame.crosswind(p1))) + reach * spread <=
-                widest.threshold()) {
-            return;
+        planes[plane] = PlaneGeometry{steepestDownwind.first, steepestDownwind.second, steepestAcross.first,
+                                      steepestAcross.second, reach};
+        farthestPlanes.add(std::max(frame.downwind(p0), frame.downwind(p1)) + reach * steepestDownwind.second,
+                           plane, rank);
+        widestPlanes.add(std::max(std::fabs(frame.crosswind(p0)), std::fabs(frame.crosswind(p1))) +
+                             reach * steepestAcross.second,
+                         plane, rank);
+    };
+    if (n > 0 && series.concentration[n - 1] >= level) {
+        addPlane(n - 1, 0, series.location[n - 1], series.location[n - 1], series.concentration[n - 1],
+                 series.radius[n - 1]);
+    }
+    for (std::size_t i = n < 2 ? 0 : n - 1; i-- > 0;) {
+        const double c0 = series.concentration[i];
+        const double c1 = series.concentration[i + 1];
+        if (c0 >= level || c1 >= level) {
+            addPlane(i, n - 1 - i, series.location[i], series.location[i + 1], std::max(c0, c1),
+                     std::max(series.radius[i], series.radius[i + 1]));
         }
-        EdgeGuess farthestHere{farthest.threshold(), {}, {}, 0.0, plane};
-        EdgeGuess widestHere{widest.threshold(), {}, {}, 0.0, plane};
-        samples([&](const Point &p, double c, double r) {
+    }
+    // A plane's farthest or widest circle over its samples (the field's, with its interpolation, from the
+    // far end back); of equal ones the first is kept.
+    const auto bestOf = [&](std::size_t plane, bool acrossTheWind) -> std::optional<EdgeGuess> {
+        const PlaneGeometry &g = planes[plane];
+        EdgeGuess best{-std::numeric_limits<double>::infinity(), {}, {}, 0.0, plane};
+        const auto sample = [&](const Point &p, double c, double r) {
             if (!(c >= level)) {
                 return;
             }
             const double along = frame.downwind(p);
-            const double offset = frame.crosswind(p);
-            const bool farther = along + reach * gain > farthestHere.value;
-            const bool wider = std::fabs(offset) + reach * spread > widestHere.value;
-            if (!farther && !wider) {
+            const double offset = std::fabs(frame.crosswind(p));
+            const double from = acrossTheWind ? offset : along;
+            const double rate = acrossTheWind ? g.spread : g.gain;
+            if (!(from + g.reach * rate > best.value)) {
                 return;
             }
             const double distance = ConcentrationField::distanceToLevel(c, r, level);
-            if (farther && along + distance * gain > farthestHere.value) {
-                farthestHere = EdgeGuess{along + distance * gain, p, downwind, distance, plane};
+            if (from + distance * rate > best.value) {
+                const Point direction = !acrossTheWind             ? g.downwind
+                                        : frame.crosswind(p) < 0.0 ? -1.0 * g.sideways
+                                                                   : g.sideways;
+                best = EdgeGuess{from + distance * rate, p, direction, distance, plane};
             }
-            if (wider && std::fabs(offset) + distance * spread > widestHere.value) {
-                widestHere = EdgeGuess{std::fabs(offset) + distance * spread, p,
-                                       offset < 0.0 ? -1.0 * sideways : sideways, distance, plane};
+        };
+        if (plane == n - 1) {
+            sample(series.location[n - 1], series.concentration[n - 1], series.radius[n - 1]);
+        } else {
+            for (int k = samplesPerSegment; k >= 0; --k) {
+                segmentSample(series.location[plane], series.location[plane + 1], series.concentration[plane],
+                              series.concentration[plane + 1], series.radius[plane], series.radius[plane + 1],
+                              k, sample);
             }
-        });
-        farthest.offer(farthestHere);
-        widest.offer(widestHere);
-    };
-    const auto scan = [&](std::size_t limit) {
-        farthest = EdgeGuesses{};
-        widest = EdgeGuesses{};
-        if (n > 0 && limit == n) {
-            plane = n - 1;
-            considerPlane(series.direction[n - 1], series.location[n - 1], series.location[n - 1],
-                          series.concentration[n - 1], series.radius[n - 1], [&](auto &&sample) {
-                              sample(series.location[n - 1], series.concentration[n - 1],
-                                     series.radius[n - 1]);
-                          });
         }
-        // From the last segment back: the far end of the region is met early, and most samples fall to the
-        // bound.
-        for (std::size_t i = std::min(limit, n < 2 ? 0 : n - 1); i-- > 0;) {
-            plane = i;
-            const double c0 = series.concentration[i];
-            const double c1 = series.concentration[i + 1];
-            if (!(c0 >= level) && !(c1 >= level)) {
-                continue;
-            }
-            // The field's samples along the segment, with its interpolation.
-            const Point &p0 = series.location[i];
-            const Point &p1 = series.location[i + 1];
-            const double r0 = series.radius[i];
-            const double r1 = series.radius[i + 1];
-            considerPlane(series.direction[i], p0, p1, std::max(c0, c1), std::max(r0, r1),
-                          [&](auto &&sample) {
-                              for (int k = samplesPerSegment; k >= 0; --k) {
-                                  segmentSample(p0, p1, c0, c1, r0, r1, k, sample);
-                              }
-                          });
-        }
+        return std::isfinite(best.value) ? std::optional<EdgeGuess>(best) : std::nullopt;
     };
     // Returns the first plane of a guess whose origin is not in the field as expected, or n.
-    const auto check = [&search, n](const EdgeGuesses &guesses, auto &&found) {
+    // Tries a list's guesses, best first, until what is found beats the next one; returns the first plane
+    // of a guess whose origin is not in the field as expected, or n.
+    const auto check = [&search, n](BestPlanes<EdgeGuess> &planes, auto &&included, auto &&evaluate,
+                                    auto &&found) {
         std::size_t failed = n;
-        for (const EdgeGuess &guess : guesses.best()) {
-            const std::optional<double> best = found();
-            if (best && *best >= guess.value - edgeBracket * std::fabs(guess.value)) {
+        planes.restart();
+        for (std::size_t k = 0; k < edgeGuesses; ++k) {
+            const std::optional<EdgeGuess> guess = planes.next(included, evaluate);
+            if (!guess) {
                 break;
             }
-            if (!search.alongRayFrom(guess.origin, guess.direction, guess.distance)) {
-                failed = std::min(failed, guess.plane);
+            const std::optional<double> best = found();
+            if (best && *best >= guess->value - edgeBracket * std::fabs(guess->value)) {
+                break;
+            }
+            if (!search.alongRayFrom(guess->origin, guess->direction, guess->distance)) {
+                failed = std::min(failed, guess->plane);
             }
         }
         return failed;
@@ -560,9 +630,20 @@ void searchRegion(const Series &series, const WindFrame &frame, RegionSearch &se
     // Where the field is not the jet's profile (past a far field's hand-off plane, beyond the end plane),
     // the guesses fail: the planes from the first that failed on are left out, and the lists made again.
     for (std::size_t limit = n, round = 0; round < edgeRounds; ++round) {
-        scan(limit);
-        const std::size_t failed = std::min(check(farthest, [&search] { return search.farthest(); }),
-                                            check(widest, [&search] { return search.halfWidth(); }));
+        // The planes ahead of the limit: its segments, and the last step's when it is the number of steps.
+        const auto included = [limit, n](std::size_t plane) {
+            return plane == n - 1 ? limit == n : plane < limit;
+        };
+        // The widest guesses first, then the farthest: a point found for one can make guesses of the
+        // other needless.
+        const std::size_t widestFailed = check(
+            widestPlanes, included, [&bestOf](std::size_t plane) { return bestOf(plane, true); },
+            [&search] { return search.halfWidth(); });
+        const std::size_t failed =
+            std::min(widestFailed, check(
+                                       farthestPlanes, included,
+                                       [&bestOf](std::size_t plane) { return bestOf(plane, false); },
+                                       [&search] { return search.farthest(); }));
         if (failed >= limit) {
             break;
         }
@@ -640,66 +721,52 @@ std::optional<RunSummary::GroundMaximum> searchGround(const Series &series, cons
         double bound;      // volume fraction, the most any sample of its plane gives on the ground
         std::size_t plane; // the segment whose plane it lies in (the last step's: the number of segments)
     };
-    // The best few places, best first, one from each cross-section plane.
-    std::vector<Candidate> starts;
-    std::size_t plane = 0;
-    const auto threshold = [&starts] { return starts.size() < groundStarts ? 0.0 : starts.back().value; };
-    const auto considerPlane = [&](const Point &t, const Point &p0, const Point &p1, double cMax, double rMax,
-                                   auto &&samples) {
-        // The ground is at least the height of the lower end away from every sample of the plane.
+    // Every cross-section plane with its bound, the profile at the height of its lower end (the ground is
+    // at least that far from every sample of the plane): the last step's, then the segments in order (the
+    // plain scan's order). Planes along the vertical, which never meet the ground, are left out.
+    std::vector<double> bounds(n, 0.0);
+    BestPlanes<Candidate> bestPlanes(n);
+    const auto addPlane = [&](std::size_t plane, std::size_t rank, const Point &p0, const Point &p1,
+                              double cMax, double rMax) {
+        const Point &t = series.direction[plane];
         const double lowest = p0.z() * p1.z() <= 0.0 ? 0.0 : std::min(std::fabs(p0.z()), std::fabs(p1.z()));
-        const double bound = ConcentrationField::profileAt(cMax, rMax, lowest);
-        if (!(bound > threshold())) {
-            return;
+        bounds[plane] = ConcentrationField::profileAt(cMax, rMax, lowest);
+        if (bounds[plane] > 0.0 && 1.0 - t.z() * t.z() > 1e-12) {
+            bestPlanes.add(bounds[plane], plane, rank);
         }
-        // In the plane, the ground is nearest along its steepest descent.
+    };
+    addPlane(n - 1, 0, series.location[n - 1], series.location[n - 1], series.concentration[n - 1],
+             series.radius[n - 1]);
+    for (std::size_t i = 0; i + 1 < n; ++i) {
+        addPlane(i, i + 1, series.location[i], series.location[i + 1],
+                 std::max(series.concentration[i], series.concentration[i + 1]),
+                 std::max(series.radius[i], series.radius[i + 1]));
+    }
+    // A plane's best sample: in the plane, the ground is nearest along its steepest descent; of equal
+    // samples the first is kept.
+    const auto bestOf = [&](std::size_t plane) -> std::optional<Candidate> {
+        const Point &t = series.direction[plane];
         const Point up{-t.z() * t.x(), -t.z() * t.y(), 1.0 - t.z() * t.z()};
         const double slope = up.z(); // |up|^2
-        if (!(slope > 1e-12)) {
-            return;
-        }
-        Candidate here{threshold(), 0.0, 0.0, 0.0, bound, plane};
-        samples([&](const Point &p, double c, double r) {
+        Candidate here{0.0, 0.0, 0.0, 0.0, bounds[plane], plane};
+        const auto sample = [&](const Point &p, double c, double r) {
             const double v = ConcentrationField::profileAt(c, r, std::fabs(p.z()) / std::sqrt(slope));
             if (v > here.value) {
                 const double along = -p.z() / slope;
-                here = Candidate{v, p.x() + along * up.x(), p.y() + along * up.y(), 0.25 * r, bound, plane};
+                here =
+                    Candidate{v, p.x() + along * up.x(), p.y() + along * up.y(), 0.25 * r, here.bound, plane};
             }
-        });
-        if (here.value > threshold()) {
-            if (starts.size() == groundStarts) {
-                starts.pop_back();
+        };
+        if (plane == n - 1) {
+            sample(series.location[n - 1], series.concentration[n - 1], series.radius[n - 1]);
+        } else {
+            for (int k = 0; k <= samplesPerSegment; ++k) {
+                segmentSample(series.location[plane], series.location[plane + 1], series.concentration[plane],
+                              series.concentration[plane + 1], series.radius[plane], series.radius[plane + 1],
+                              k, sample);
             }
-            starts.insert(std::find_if(starts.begin(), starts.end(),
-                                       [&here](const Candidate &c) { return c.value < here.value; }),
-                          here);
         }
-    };
-    const auto scan = [&](std::size_t limit) {
-        starts.clear();
-        if (limit == n) {
-            plane = n - 1;
-            considerPlane(series.direction[n - 1], series.location[n - 1], series.location[n - 1],
-                          series.concentration[n - 1], series.radius[n - 1], [&](auto &&sample) {
-                              sample(series.location[n - 1], series.concentration[n - 1],
-                                     series.radius[n - 1]);
-                          });
-        }
-        for (std::size_t i = 0; i + 1 < std::min(limit, n); ++i) {
-            plane = i;
-            const Point &p0 = series.location[i];
-            const Point &p1 = series.location[i + 1];
-            const double c0 = series.concentration[i];
-            const double c1 = series.concentration[i + 1];
-            const double r0 = series.radius[i];
-            const double r1 = series.radius[i + 1];
-            considerPlane(series.direction[i], p0, p1, std::max(c0, c1), std::max(r0, r1),
-                          [&](auto &&sample) {
-                              for (int k = 0; k <= samplesPerSegment; ++k) {
-                                  segmentSample(p0, p1, c0, c1, r0, r1, k, sample);
-                              }
-                          });
-        }
+        return here.value > 0.0 ? std::optional<Candidate>(here) : std::nullopt;
     };
     Candidate best{0.0, 0.0, 0.0, 0.0, 0.0, 0};
     const double smallest = groundTolerance * std::max(xMax - xMin, yMax - yMin);
@@ -715,7 +782,12 @@ std::optional<RunSummary::GroundMaximum> searchGround(const Series &series, cons
         });
     };
     for (std::size_t limit = n, round = 0; round < edgeRounds; ++round) {
-        scan(limit);
+        // The planes ahead of the limit: the segments before its last one, and the last step's when it is
+        // the number of steps.
+        const auto included = [limit, n](std::size_t plane) {
+            return plane == n - 1 ? limit == n : plane + 1 < limit;
+        };
+        const std::vector<Candidate> starts = bestPlanes.best(groundStarts, included, bestOf);
         std::size_t failed = n;
         for (Candidate at : starts) {
             if (!(at.bound > best.value) ||
@@ -731,8 +803,16 @@ std::optional<RunSummary::GroundMaximum> searchGround(const Series &series, cons
             refined.push_back(at.plane);
             climbed.emplace_back(at.x, at.y);
             double h = std::max(at.step, smallest);
+            // The points of the round before, its centre and neighbours (after a step, up to five of the new
+            // neighbours are among them: their values are taken again where their coordinates are the same
+            // to the bit).
+            std::array<std::array<double, 3>, 9> before{};
+            std::array<std::array<double, 3>, 9> now{};
+            std::size_t known = 0;
             while (h > smallest) {
                 Candidate next = at;
+                now[0] = {at.x, at.y, at.value};
+                std::size_t k = 1;
                 for (int a = -1; a <= 1; ++a) {
                     for (int b = -1; b <= 1; ++b) {
                         if (a == 0 && b == 0) {
@@ -740,12 +820,18 @@ std::optional<RunSummary::GroundMaximum> searchGround(const Series &series, cons
                         }
                         const double x = at.x + a * h;
                         const double y = at.y + b * h;
-                        const double v = value(x, y);
+                        const auto seen = std::find_if(
+                            before.begin(), before.begin() + known,
+                            [x, y](const std::array<double, 3> &p) { return p[0] == x && p[1] == y; });
+                        const double v = seen != before.begin() + known ? (*seen)[2] : value(x, y);
+                        now[k++] = {x, y, v};
                         if (v > next.value) {
                             next = {v, x, y, h, at.bound, at.plane};
                         }
                     }
                 }
+                before = now;
+                known = k;
                 if (next.value > at.value) {
                     at = next;
                 } else {
@@ -1073,6 +1159,13 @@ RunSummary RunSummary::of(const JetModel &model, bool inputsAccepted, std::span<
         }
         answer.regionOpen = answer.exceededAtEndOfRun;
         summary.levels.push_back(answer);
+    }
+    if (!concentrationAt) {
+        for (LevelAnswer &answer : summary.levels) {
+            answer.regionComputed = false;
+        }
+        summary.groundMaximumComputed = false;
+        return summary;
     }
     MeteredField metered(concentrationAt, limits);
     const ConcentrationAt field = [&metered](double x, double y, double z) { return metered(x, y, z); };

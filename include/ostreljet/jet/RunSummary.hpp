@@ -112,10 +112,11 @@ struct OSTRELJET_EXPORT RunSummary {
     static constexpr std::size_t maximumLevels = 64;
 
     // Summarises `model` after its run; `inputsAccepted` is what runModel returned. `levels` are volume
-    // fractions; `concentrationAt` is the run's field, queried only after a run with output steps. When
-    // a limit is reached the searches stop: the answers not found yet are marked not computed and a
-    // message (the run's budget, time-limit or cancel code) says so. Throws std::invalid_argument for
-    // more than maximumLevels levels.
+    // fractions; `concentrationAt` is the run's field, queried only after a run with output steps (empty:
+    // no field is searched, and the regions and the ground-level maximum are marked not computed with no
+    // message, for a caller that wants the run's ending and status alone). When a limit is reached the
+    // searches stop: the answers not found yet are marked not computed and a message (the run's budget,
+    // time-limit or cancel code) says so. Throws std::invalid_argument for more than maximumLevels levels.
     static RunSummary of(const JetModel &model, bool inputsAccepted, std::span<const double> levels,
                          const ConcentrationAt &concentrationAt, const Limits &limits);
     // The same with no limits.
