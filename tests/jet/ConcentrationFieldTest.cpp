@@ -82,7 +82,7 @@ TEST(ConcentrationField, WorkedExampleBesideTwoStepsAndNothingBeyondThem) {
         // Level with sample 12 (x = 48 m), exactly normal to the jet: radius 6.8, concentration 0.568, so
         // 0.568 (0.5 + 0.5 cos(pi 3 / 6.8))^(1/1.35).
         EXPECT_NEAR(field.concentration(48, 3, 10), 0.3851498060035699, 1e-14);
-        EXPECT_EQ(ConcentrationField().concentration(0, 0, 0), 0.0);                   // no steps
+        EXPECT_EQ(ConcentrationField().concentration(0, 0, 0), 0.0); // no steps
         EXPECT_TRUE(DrawnJet().step(vector3(0, 0, 10), vector3(1, 0, 0), 2.0, 1.0).field(rules).empty());
         EXPECT_EQ(DrawnJet()
                       .step(vector3(0, 0, 10), vector3(1, 0, 0), 2.0, 1.0)
