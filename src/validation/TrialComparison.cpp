@@ -8,6 +8,7 @@
 #include <limits>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 namespace ostreljet {
 
@@ -60,6 +61,15 @@ const TrialFigure *present(const std::map<std::string, TrialFigure> &figures, co
     return found != figures.end() && found->second.present() ? &found->second : nullptr;
 }
 
+// A trial's prediction said not computed, with why, for every pair and for the LFL distance.
+TrialPrediction refused(TrialPrediction p, const std::string &why) {
+    p.notComputed = "not computed: " + why;
+    for (TrialPair &pair : p.pairs)
+        pair.notComputed = p.notComputed;
+    p.predictedLfl = {kNaN, p.notComputed};
+    return p;
+}
+
 // The prediction of one point-source trial: release and weather from the file, the passive plume, the
 // pairs. The gas is a tracer: no flammable limit is looked for.
 TrialPrediction predictPoint(const FieldTrial &t, TrialPrediction p) {
@@ -67,13 +77,7 @@ TrialPrediction predictPoint(const FieldTrial &t, TrialPrediction p) {
     p.method = TrialComparison::kPointMethod;
     p.lowerFlammabilityLimit = kNaN;
     p.observedLfl = {kNaN, "not computed: a tracer, compared by concentration only"};
-    const auto refuse = [&p](const std::string &why) {
-        p.notComputed = "not computed: " + why;
-        for (TrialPair &pair : p.pairs)
-            pair.notComputed = p.notComputed;
-        p.predictedLfl = {kNaN, p.notComputed};
-        return p;
-    };
+    const auto refuse = [&p](const std::string &why) { return refused(std::move(p), why); };
     p.predictedLfl = p.observedLfl;
     const TrialFigure *rate = present(t.release, "releaseRate");
     const TrialFigure *height = present(t.release, "releaseHeight");
@@ -133,13 +137,7 @@ TrialPrediction predict(const FieldTrial &t) {
                         ? LevelDistance{kNaN, "not computed: the gas has no lower flammable limit"}
                         : TrialComparison::observedDistanceTo(t.observations, p.lowerFlammabilityLimit);
 
-    const auto refuse = [&p](const std::string &why) {
-        p.notComputed = "not computed: " + why;
-        for (TrialPair &pair : p.pairs)
-            pair.notComputed = p.notComputed;
-        p.predictedLfl = {kNaN, p.notComputed};
-        return p;
-    };
+    const auto refuse = [&p](const std::string &why) { return refused(std::move(p), why); };
     if (t.sourceKind != "pool")
         return refuse("only pool and point sources are compared so far");
     for (const TrialObservation &o : t.observations)
