@@ -65,10 +65,10 @@ void imageSums(const double *z, std::int64_t count, const double *centres, int c
         for (int i = 0; i < centreCount; ++i) {
             // Only a centre whose term some height keeps needs its exponentials.
             const double *exponent = exponents + i * n;
-            std::int64_t kept = 0; // as wide as a double, so that the test takes a register of them at a time
-            for (std::int64_t k = 0; k < n; ++k)
-                kept |= -exponent[k] > least[k] ? 0 : 1;
-            if (kept != 0)
+            bool kept = false;
+            for (std::int64_t k = 0; k < n && !kept; ++k)
+                kept = !(-exponent[k] > least[k]);
+            if (kept)
                 VectorExp::apply(exponent, terms + i * n, static_cast<std::size_t>(n));
             else
                 std::fill(terms + i * n, terms + (i + 1) * n, 0.0);

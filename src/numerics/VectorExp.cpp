@@ -5,7 +5,7 @@
 namespace ostreljet {
 
 #if defined(OSTRELJET_VECTOR_EXP_AVX2)
-// In VectorExpAvx2.cpp, the one source compiled for AVX2 with FMA.
+// In VectorExpAvx2.cpp, the one source compiled for AVX2.
 void vectorExpAvx2(const double *x, double *out, std::size_t count);
 #endif
 
@@ -34,10 +34,6 @@ Kernel chosenKernel() {
 
 void VectorExp::apply(const double *x, double *out, std::size_t count) {
     chosenKernel()(x, out, count);
-}
-
-bool VectorExp::vectorised() {
-    return chosenKernel() != scalarExp;
 }
 
 } // namespace ostreljet

@@ -16,8 +16,6 @@ class OSTRELJET_EXPORT VectorExp {
 public:
     // out[k] = e^x[k] for k < count (dimensionless); out may be x itself.
     static void apply(const double *x, double *out, std::size_t count);
-    // True when rows go through the vector exponential on this processor.
-    static bool vectorised();
 };
 
 } // namespace ostreljet
